@@ -1,0 +1,35 @@
+# Two interface targets: `embedded_flags` for what runs on the router (src/, libdomainsocket/, bus/), `lab_flags` for what
+# runs beside it (orvcd/, tests/, bench/), which may use the standard library whole.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS ON) # the bus headers' macros use the bare `typeof`
+
+add_library(lab_flags INTERFACE)
+target_compile_options(lab_flags INTERFACE -Wall -Wextra)
+# Static tables of policies and methods leave fields out; the bus headers' byte-order macros are statement expressions.
+target_compile_options(lab_flags INTERFACE -Wno-missing-field-initializers
+                                           $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-statement-expression>)
+if(WEXOND_WERROR)
+  target_compile_options(lab_flags INTERFACE -Werror)
+endif()
+if(WEXOND_SANITIZE STREQUAL "address")
+  set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+elseif(WEXOND_SANITIZE STREQUAL "thread")
+  set(sanitizers -fsanitize=thread)
+elseif(NOT WEXOND_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "WEXOND_SANITIZE: '${WEXOND_SANITIZE}' is none of '', 'address', 'thread'")
+endif()
+target_compile_options(lab_flags INTERFACE ${sanitizers})
+target_link_options(lab_flags INTERFACE ${sanitizers})
+
+add_library(embedded_flags INTERFACE)
+target_link_libraries(embedded_flags INTERFACE lab_flags)
+target_compile_options(embedded_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti
+                                                -fno-threadsafe-statics> -ffunction-sections -fdata-sections)
+target_link_options(embedded_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+
+# What runs on the router is C++ without the C++ run-time library: linked by the C driver.
+function(link_without_cxx_runtime target)
+  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+endfunction()
