@@ -45,8 +45,8 @@ struct SOCKET_Request {
  * Sends one request of `length` payload bytes (`payload` may be null where `length` is 0) to the service at `path` and
  * waits for its answer.
  *
- * Returns the body of the answer in a buffer of at least max(expected, 4) bytes: the return code in the service's byte
- * order, then the record, cut at that length and zero-filled beyond what came. The caller releases it with free().
+ * Returns the body of the answer, as it came, in a buffer of at least max(expected, 4) bytes: the return code, then the
+ * record, cut at that length and zero-filled beyond what came. The caller releases it with free().
  *
  * Returns null where the service cannot be reached, closes, answers another type, fewer than 4 bytes or more than
  * SOCKET_LENGTH_LIMIT, or where connecting, sending and receiving together take more than SOCKET_TIME_LIMIT seconds;
