@@ -1,11 +1,11 @@
 // The records and message types that more than one family, or start-up and a family, exchange with the configuration
-// service, in message-code order. Every record is little-endian; its offsets are asserted beside it. A word or a text whose
-// use lies in the service alone is named `reserved`: it is zero in requests and passed over in answers.
+// service, in message-code order. Every record is little-endian; its offsets are asserted beside it. A word or a text
+// whose use lies in the service alone is named `reserved`: it is zero in requests and passed over in answers.
 #pragma once
 
 #include "core/wire.h"
 
-// --- Identity of the device (2, no request record) ---------------------------------------------------------------------
+// --- Identity of the device (2, no request record) ---
 
 constexpr uint32_t kGetManuInfo = 2;
 
@@ -15,7 +15,7 @@ struct ManuInfoRecord {
 };
 static_assert(sizeof(ManuInfoRecord) == 96);
 
-// --- WAN status (24, no request record) --------------------------------------------------------------------------------
+// --- WAN status (24, no request record) ---
 
 constexpr uint32_t kGetWanStatus = 24;
 
@@ -38,17 +38,17 @@ static_assert(offsetof(WanStatusRecord, gateway) == 40);
 static_assert(offsetof(WanStatusRecord, dns1) == 88);
 static_assert(offsetof(WanStatusRecord, dns2) == 104);
 
-// --- DHCP on the WAN side (28): selects DHCP, and with it the router work mode ------------------------------------------
+// --- DHCP on the WAN side (28): selects DHCP, and with it the router work mode ---
 
 constexpr uint32_t kSetDhcp = 28;
-constexpr uint32_t kDhcpMtu = 1500; // the only value ever sent
+constexpr uint32_t kDhcpValue = 1500; // the only value ever sent; its use lies in the service
 
 struct SetDhcpRecord {
-    le32 mtu;
+    le32 value;
 };
 static_assert(sizeof(SetDhcpRecord) == 4);
 
-// --- Port layout (91, with or without an all-zero record as request) ----------------------------------------------------
+// --- Port layout (91, with or without an all-zero record as request) ---
 
 constexpr uint32_t kGetPortNum = 91;
 
@@ -63,7 +63,7 @@ static_assert(offsetof(PortNumRecord, lan_ports) == 4);
 static_assert(offsetof(PortNumRecord, wan_count) == 36);
 static_assert(offsetof(PortNumRecord, wan_ports) == 40);
 
-// --- Wi-Fi timers (98, no request record) -------------------------------------------------------------------------------
+// --- Wi-Fi timers (98, no request record) ---
 
 constexpr uint32_t kListWifiTimers = 98;
 
@@ -89,7 +89,7 @@ struct WifiTimerList {
 };
 static_assert(sizeof(WifiTimerList) == 1156);
 
-// --- Radios (180 set, 181 get: request and answer) ----------------------------------------------------------------------
+// --- Radios (180 set, 181 get: request and answer) ---
 
 constexpr uint32_t kSetRadio = 180;
 constexpr uint32_t kGetRadio = 181;
@@ -119,7 +119,7 @@ static_assert(offsetof(RadioRecord, ap_count) == 32);
 static_assert(offsetof(RadioRecord, load) == 36);
 static_assert(offsetof(RadioRecord, change_mask) == 44);
 
-// --- Access points, basic settings (184 set, 185 get: request and answer) -----------------------------------------------
+// --- Access points, basic settings (184 set, 185 get: request and answer) ---
 
 constexpr uint32_t kSetApBasic = 184;
 constexpr uint32_t kGetApBasic = 185;
@@ -149,7 +149,7 @@ static_assert(offsetof(ApBasicRecord, key) == 116);
 static_assert(offsetof(ApBasicRecord, hide) == 180);
 static_assert(offsetof(ApBasicRecord, change_mask) == 196);
 
-// --- Filter rules (206 URL, 211 DNS; no request record) -----------------------------------------------------------------
+// --- Filter rules (206 URL, 211 DNS; no request record) ---
 
 // Seconds after midnight. Start and end both 0 end the list of ranges.
 struct TimeRange {
@@ -214,7 +214,7 @@ struct DnsFilterList {
 };
 static_assert(sizeof(DnsFilterList) == 36228);
 
-// --- Factory flag (239, no request record) ------------------------------------------------------------------------------
+// --- Factory flag (239, no request record) ---
 
 constexpr uint32_t kGetFactoryFlag = 239;
 

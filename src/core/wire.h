@@ -1,5 +1,5 @@
-// The types of wire records. A record is a struct of these and of char arrays, so that the struct is exactly its image on the
-// socket, on every processor: every member has alignment 1 and a fixed byte order.
+// The types of wire records. A record is a struct of these and of char arrays, so that the struct is exactly its image
+// on the socket, on every processor: every member has alignment 1 and a fixed byte order.
 #pragma once
 
 #include <algorithm>
@@ -37,8 +37,8 @@ using sle32 = LittleEndian<int32_t>;
 static_assert(sizeof(le16) == 2 && sizeof(le32) == 4 && sizeof(le64) == 8 && sizeof(sle32) == 4);
 static_assert(alignof(le16) == 1 && alignof(le32) == 1 && alignof(le64) == 1 && alignof(sle32) == 1);
 
-// Fills a text field with at most `limit` characters of `text` and zeroes the rest. The default limit fills the field to its
-// last byte, without a NUL; a limit of N - 1 keeps one.
+// Fills a text field with at most `limit` characters of `text` and zeroes the rest. The default limit fills the field
+// to its last byte, without a NUL; a limit of N - 1 keeps one.
 template <size_t N> void copy_text(char (&field)[N], const char *text, size_t limit = N)
 {
     size_t length = strnlen(text, std::min(limit, N));
@@ -46,8 +46,8 @@ template <size_t N> void copy_text(char (&field)[N], const char *text, size_t li
     memset(field + length, 0, N - length);
 }
 
-// The text of a field as a terminated copy that may be rewritten in place: a field filled to its full width never runs into
-// the next one. Room for a MAC address in its longer form is always there.
+// The text of a field as a terminated copy that may be rewritten in place: a field filled to its full width never runs
+// into the next one. Room for a MAC address in its longer form is always there.
 template <size_t N> struct Text {
     char data[std::max<size_t>(N, 17) + 1];
 };

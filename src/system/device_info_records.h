@@ -1,5 +1,5 @@
-// Records of the device information. The read requests (0 to 4, 23, 164; with 2, 24 and 91 of the shared records) carry no
-// record of their own.
+// Records of the device information. The read requests (0 to 4, 23, 164; with 2, 24 and 91 of the shared records) carry
+// no record of their own.
 #pragma once
 
 #include "core/wire.h"
