@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 // An integer of Size bytes, least significant byte first. Trivial: value-initialising a record zeroes it.
 template <typename Integer> class LittleEndian
@@ -57,4 +58,10 @@ template <size_t N> Text<N> read_text(const char (&field)[N])
     Text<N> text{};
     memcpy(text.data, field, strnlen(field, N));
     return text;
+}
+
+// How many entries of a list answer can be read: its count is an outside number.
+template <typename List> size_t entry_count(const List &list)
+{
+    return std::min<size_t>(list.count, std::size(list.entries));
 }
