@@ -59,7 +59,7 @@ typedef bool (*ubus_new_object_handler_t)(struct ubus_context *ctx, struct ubus_
 
 #define UBUS_METHOD(_name, _handler, _policy)                                                                          \
     {                                                                                                                  \
-        .name = _name, .handler = _handler, .mask = 0, .tags = 0, .policy = _policy, .n_policy = ARRAY_SIZE(_policy)   \
+        .name = _name, .handler = _handler, .policy = _policy, .n_policy = ARRAY_SIZE(_policy)                         \
     }
 
 #define UBUS_METHOD_NOARG(_name, _handler)                                                                             \
