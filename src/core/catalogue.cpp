@@ -5,8 +5,14 @@ extern ubus_object wexond_iptv_object;
 extern ubus_object wexond_ledswitch_object;
 extern ubus_object wexond_serverinfo_object;
 extern ubus_object wexond_devinfo_object;
+extern ubus_object wexond_laninfo_object;
+extern ubus_object wexond_waninfo_object;
 extern ubus_object wexond_neighbourinfo_object;
+extern ubus_object wexond_diagnostics_object;
+extern ubus_object wexond_ipv6_object;
 extern ubus_object wexond_devinfo_ext_object;
+
+extern ubus_object_type wexond_laninfo_type;
 
 std::span<ubus_object *const> catalogue_objects()
 {
@@ -17,4 +23,6 @@ std::span<ubus_object *const> catalogue_objects()
     return kObjects;
 }
 
-const EntryTypes catalogue_entry_types = {};
+const EntryTypes catalogue_entry_types = {
+    .laninfo = &wexond_laninfo_type,
+};

@@ -1,6 +1,7 @@
 #include "core/reply.h"
 
 #include "core/log.h"
+#include "core/vocabulary.h"
 
 namespace
 {
@@ -90,6 +91,11 @@ void reply_int(const char *name, uint32_t value)
 void reply_int64(const char *name, uint64_t value)
 {
     note(blobmsg_add_u64(&reply, name, value));
+}
+
+void reply_counter(const char *name, uint64_t value)
+{
+    reply_string(name, wexond_u64_to_str(static_cast<uint32_t>(value), static_cast<uint32_t>(value >> 32)));
 }
 
 blob_attr *reply_message()

@@ -16,6 +16,7 @@ void reply_close(void *nest);
 void reply_string(const char *name, const char *text);
 void reply_int(const char *name, uint32_t value); // INT32: the bits, signed or not
 void reply_int64(const char *name, uint64_t value);
+void reply_counter(const char *name, uint64_t value); // unsigned decimal text
 
 // A text field of a record, up to its NUL or its full width.
 template <size_t N> void reply_text(const char *name, const char (&field)[N])
