@@ -8,11 +8,22 @@ extern ubus_object wexond_devinfo_object;
 extern ubus_object wexond_laninfo_object;
 extern ubus_object wexond_waninfo_object;
 extern ubus_object wexond_neighbourinfo_object;
+extern ubus_object wexond_wifi_object;
+extern ubus_object wexond_wifi_blacklist_object;
+extern ubus_object wexond_wifi_whitelist_object;
+extern ubus_object wexond_wifi_mesh_object;
+extern ubus_object wexond_wifi_roaming_object;
+extern ubus_object wexond_wifi1_object;
+extern ubus_object wexond_wifi1ap_object;
+extern ubus_object wexond_wifi2_object;
+extern ubus_object wexond_wifi2ap_object;
 extern ubus_object wexond_diagnostics_object;
 extern ubus_object wexond_ipv6_object;
 extern ubus_object wexond_devinfo_ext_object;
 
 extern ubus_object_type wexond_laninfo_type;
+extern ubus_object_type wexond_wifi1ap_entry_type;
+extern ubus_object_type wexond_wifi2ap_entry_type;
 
 std::span<ubus_object *const> catalogue_objects()
 {
@@ -25,4 +36,5 @@ std::span<ubus_object *const> catalogue_objects()
 
 const EntryTypes catalogue_entry_types = {
     .laninfo = &wexond_laninfo_type,
+    .wifi_aps = {&wexond_wifi1ap_entry_type, &wexond_wifi2ap_entry_type},
 };

@@ -31,10 +31,21 @@ void log_outcome(const char *function, const Status &status)
     WEXOND_LOG_AS(function, "%s , %s \n\n", status.failed ? "failed" : "success", status.reason);
 }
 
-void add_outcome(const Status &status)
+void add_result(const Status &status)
 {
     reply_string("result", status.failed ? "1" : "0");
+}
+
+void add_reason(const Status &status)
+{
     reply_string("failreason", status.reason);
+}
+
+void replace_by_outcome(const Status &status)
+{
+    reply_start();
+    add_result(status);
+    add_reason(status);
 }
 
 void send(ubus_request_data *request)
@@ -108,13 +119,22 @@ void reply_free()
     blob_buf_free(&reply);
 }
 
+void reply_send(ubus_request_data *request)
+{
+    if (const char *reason = unsendable()) {
+        Status outcome{};
+        wexond_fail(&outcome, "%s", reason);
+        replace_by_outcome(outcome);
+    }
+    send(request);
+}
+
 int wexond_send_for_set(ubus_request_data *request, const Status *status)
 {
     if (!status)
         return -1;
     log_outcome(__func__, *status);
-    reply_start();
-    add_outcome(*status);
+    replace_by_outcome(*status);
     send(request);
     return 0;
 }
@@ -129,10 +149,20 @@ int wexond_send_for_get(ubus_request_data *request, const Status *status)
         if (const char *reason = unsendable())
             wexond_fail(&outcome, "%s", reason);
     log_outcome(__func__, outcome);
-    if (outcome.failed == 1) {
-        reply_start();
-        add_outcome(outcome);
-    }
+    if (outcome.failed == 1)
+        replace_by_outcome(outcome);
+    send(request);
+    return 0;
+}
+
+int send_for_add(ubus_request_data *request, const Status &status, const char *function, const uint32_t *index)
+{
+    log_outcome(function, status);
+    reply_start();
+    add_result(status);
+    if (index)
+        reply_int("idx", *index);
+    add_reason(status);
     send(request);
     return 0;
 }

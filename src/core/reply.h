@@ -28,6 +28,9 @@ template <size_t N> void reply_text(const char *name, const char (&field)[N])
 blob_attr *reply_message();
 void reply_free();
 
+// Sends the message as it is, whatever a status says. What cannot be sent becomes a failure reply.
+void reply_send(ubus_request_data *request);
+
 // "result" ("0" success, "1" failure: it is the failure flag, not a yes) and "failreason". Returns -1 for a null
 // status.
 int wexond_send_for_set(ubus_request_data *request, const Status *status);
@@ -36,3 +39,7 @@ int wexond_send_for_set(ubus_request_data *request, const Status *status);
 // passes what the bus carries in one message, or that memory did not suffice for, becomes such a failure too. Returns
 // -1 for a null status.
 int wexond_send_for_get(ubus_request_data *request, const Status *status);
+
+// The reply of the methods that add an entry: "result", "idx" where an index is given, "failreason". Logged under the
+// handler's name.
+int send_for_add(ubus_request_data *request, const Status &status, const char *function, const uint32_t *index);
