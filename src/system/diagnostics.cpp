@@ -66,13 +66,6 @@ void fill_job(Record &record, const blobmsg_policy (&policy)[Policies], const Ar
     }
 }
 
-template <typename Record> void start_job(uint32_t type, const Record &record, const char *failure, Status *status)
-{
-    Answer<ReturnCode> answer(wexond_send_msg(type, kRequestFlag, &record, sizeof(record), sizeof(ReturnCode)));
-    if (!answer.accepted())
-        wexond_fail(status, "%s", failure);
-}
-
 // False where the handler is to reply at once.
 bool add_cpu(Status *status)
 {
@@ -155,7 +148,8 @@ int wexond_diagnostics_ping(ubus_context *, ubus_object *object, ubus_request_da
     if (arguments.require(&call.status, 1)) {
         PingRecord record{};
         fill_job(record, ping_policy, arguments, ping_options, __func__);
-        start_job(kPing, record, "failed to ping", &call.status);
+        if (!accepts(kPing, record))
+            wexond_fail(&call.status, "failed to ping");
     }
     return wexond_send_for_set(request, &call.status);
 }
@@ -169,7 +163,8 @@ int wexond_diagnostics_traceroute(ubus_context *, ubus_object *object, ubus_requ
         TracerouteRecord record{};
         fill_job(record, traceroute_policy, arguments, traceroute_options, __func__);
         record.fixed = 1;
-        start_job(kTraceroute, record, "failed to traceroute", &call.status);
+        if (!accepts(kTraceroute, record))
+            wexond_fail(&call.status, "failed to traceroute");
     }
     return wexond_send_for_set(request, &call.status);
 }

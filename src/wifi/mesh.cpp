@@ -27,15 +27,6 @@ constexpr uint32_t kLink5g = 2;
 // The networks of the backhaul, left out of the topology by name, whatever their band.
 constexpr const char *kBackhaulSsids[] = {"KVQ-EasyMesh-5G", "KVQ-EasyMesh-2G"};
 
-// Sends a record whose answer this family judges itself.
-template <typename Record> bool send_accepted(uint32_t type, const Record &record, const char *failure, Status *status)
-{
-    Answer<ReturnCode> answer(wexond_send_msg(type, kRequestFlag, &record, sizeof(record), sizeof(ReturnCode)));
-    if (!answer.accepted())
-        wexond_fail(status, "%s", failure);
-    return answer.accepted();
-}
-
 int wexond_mesh_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
                     blob_attr *message)
 {
@@ -50,8 +41,10 @@ int wexond_mesh_set(ubus_context *, ubus_object *object, ubus_request_data *requ
         MeshRoamingRecord roaming{};
         roaming.roaming = wexond_str_to_code(kYesNo, arguments.text(ROAMING));
         roaming.change_mask = kChangeMeshRoaming;
-        if (send_accepted(kSetMesh, mesh, "failed to set wifi mesh", &call.status))
-            send_accepted(kSetMeshRoaming, roaming, "failed to set wifi meshroaming", &call.status);
+        if (!accepts(kSetMesh, mesh))
+            wexond_fail(&call.status, "failed to set wifi mesh");
+        else if (!accepts(kSetMeshRoaming, roaming))
+            wexond_fail(&call.status, "failed to set wifi meshroaming");
     }
     return wexond_send_for_set(request, &call.status);
 }

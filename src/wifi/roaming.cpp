@@ -258,9 +258,7 @@ void request_transition(const Arguments<3> &arguments, Status *status)
     WEXOND_LOG_AS("wexond_wifiroaming_bsstr", "channel:%d \n\n", arguments.number(TRANSITION_CHANNEL));
     copy_text(record.bssid, arguments.text(TRANSITION_BSSID), kCompactMacLimit);
     WEXOND_LOG_AS("wexond_wifiroaming_bsstr", "bssid:%s \n\n", arguments.text(TRANSITION_BSSID));
-    Answer<ReturnCode> answer(
-        wexond_send_msg(kRequestTransition, kRequestFlag, &record, sizeof(record), sizeof(ReturnCode)));
-    if (!answer.accepted())
+    if (!accepts(kRequestTransition, record))
         wexond_fail(status, "failed to set roaming bsstr");
 }
 
