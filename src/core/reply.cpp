@@ -52,7 +52,7 @@ void send(ubus_request_data *request)
 {
     if (reply.head)
         ubus_send_reply(wexond_context, request, reply.head);
-    reply_free();
+    blob_buf_free(&reply);
 }
 
 // Why a finished table cannot be sent as it is, or null.
@@ -109,14 +109,13 @@ void reply_counter(const char *name, uint64_t value)
     reply_string(name, wexond_u64_to_str(static_cast<uint32_t>(value), static_cast<uint32_t>(value >> 32)));
 }
 
-blob_attr *reply_message()
+int reply_notify(ubus_object *object, const char *name)
 {
-    return reply.head;
-}
-
-void reply_free()
-{
+    int result = -1;
+    if (object && !unsendable() && ubus_notify(wexond_context, object, name, reply.head, -1) == 0)
+        result = 0;
     blob_buf_free(&reply);
+    return result;
 }
 
 void reply_send(ubus_request_data *request)

@@ -24,9 +24,8 @@ template <size_t N> void reply_text(const char *name, const char (&field)[N])
     reply_string(name, read_text(field).data);
 }
 
-// The message built so far, for what is sent without being a reply.
-blob_attr *reply_message();
-void reply_free();
+// Sends the message as a notification of the object, waiting for no answers. 0, or -1 when it was not sent.
+int reply_notify(ubus_object *object, const char *name);
 
 // Sends the message as it is, whatever a status says. What cannot be sent becomes a failure reply.
 void reply_send(ubus_request_data *request);

@@ -144,6 +144,7 @@ void filterdns_init()
 
 void drain_events(uloop_timeout *timer)
 {
+    WEXOND_Event_NotifyDeal();
     uloop_timeout_set(timer, kDrainMs);
 }
 

@@ -8,6 +8,7 @@
 
 #include "core/backend.h"
 #include "core/bus.h"
+#include "core/catalogue.h"
 #include "core/log.h"
 #include "core/paths.h"
 #include "core/startup.h"
@@ -42,6 +43,10 @@ int WEXOND_ThreadInit()
 {
     if (pthread_create(&gpWEXOND_pthread, nullptr, WEXOND_ThreadRun, nullptr)) {
         WEXOND_LOG("Create gpWEXOND_pthread error!\n\n");
+        return -1;
+    }
+    if (WEXOND_Notify_ThreadInit()) {
+        WEXOND_LOG("WEXOND_Notify_ThreadInit error\n\n");
         return -1;
     }
     return 0;

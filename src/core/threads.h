@@ -3,7 +3,8 @@
 
 #include "core/shared_records.h"
 
-// Starts the bus thread. 0, or -1 with the reason logged.
+// Starts the bus thread, then those of the event relay. 0, or -1 with the reason logged; threads already started run
+// on.
 int WEXOND_ThreadInit();
 
 // Waits until the bus thread has ended.
