@@ -19,10 +19,10 @@ avl_tree clients;
 LIST_HEAD(busy_clients);
 LIST_HEAD(ended_clients);
 
-// The listing goes on when the peer has read; new requests wait until the listing is done.
+// A listing goes on, and a client that sends no more comes to its end, when the peer has read what waits for it.
 bool has_work(const Client &client)
 {
-    return client.listing.active ? !client.blocked : client.readable;
+    return client.listing.active || client.finished ? !client.blocked : client.readable;
 }
 
 void make_busy(Client &client)
@@ -44,11 +44,11 @@ void client_free(Client &client)
 
 void client_release(Client &client)
 {
-    list_del_init(&client.busy);
-    list_del_init(&client.unsent);
-    avl_delete(&clients, &client.id.node);
     lookup_cancel(client.listing);
     objects_release(client);
+    avl_delete(&clients, &client.id.node);
+    list_del(&client.busy);
+    list_del(&client.unsent);
     client_free(client);
 }
 

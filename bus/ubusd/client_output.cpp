@@ -60,6 +60,9 @@ size_t send_early(Client &client, const Message &message)
 
 int client_send(Client &client, const Message &message)
 {
+    if (client.ended) {
+        return 0; // its own objects going away are the last to have something to tell it
+    }
     size_t sent = 0;
     if (!client.blocked && !client.deaf && client.output.size() + message.length() > kTurnLimit) {
         sent = send_early(client, message);
