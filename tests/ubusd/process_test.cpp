@@ -47,7 +47,9 @@ TEST(Process, OpensItsSocketToEveryUser)
 TEST(Process, MakesTheFolders)
 {
     Folder folder;
+    mode_t mask = umask(0077);
     Broker broker({.path = folder.path() + "/run/ubus/ubus.sock"});
+    umask(mask);
     EXPECT_EQ(mode_of(folder.path() + "/run/ubus"), mode_t{S_IFDIR | 0755});
     RawClient client(broker);
     EXPECT_TRUE(client.has_nothing_more());
