@@ -191,6 +191,19 @@ TEST(Blob, EndingANullCookieOrOneTwiceDoesNothing)
     EXPECT_EQ(buffer.bytes(), ended);
 }
 
+TEST(Blob, EndingTheOuterNestEndsTheInnerOne)
+{
+    Buffer buffer;
+    void *outer = blob_nest_start(&buffer, 1);
+    void *inner = blob_nest_start(&buffer, 2);
+    blob_put_u32(&buffer, 3, 3);
+    blob_nest_end(&buffer, outer);
+    const Bytes ended = buffer.bytes();
+    EXPECT_EQ(ended.size(), 20u);
+    blob_nest_end(&buffer, inner);
+    EXPECT_EQ(buffer.bytes(), ended);
+}
+
 TEST(Blob, ContainerEndsAtSixteenMegabytes)
 {
     constexpr unsigned kFilling = 0xfffffc - 8 - 8; // container, its own header, and room for one more of 8

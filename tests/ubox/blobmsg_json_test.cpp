@@ -187,6 +187,15 @@ TEST(BlobmsgJson, RefusesToFormatWhatWouldExhaustTheStack)
     EXPECT_EQ(nested(130000, false), "(null)");
 }
 
+TEST(BlobmsgJson, CountsDepthNotContainers)
+{
+    Buffer buffer;
+    for (int i = 0; i < 300; i++) {
+        blobmsg_close_table(&buffer, blobmsg_open_table(&buffer, "t"));
+    }
+    EXPECT_EQ(on_one_line(buffer).size(), 2u + 300 * strlen("\"t\":{}") + 299);
+}
+
 // -- From JSON
 
 struct FromRow {

@@ -372,13 +372,13 @@ TEST(Blobmsg, ParseOfNothingFailsWithAnEmptyTable)
 
 TEST(Blobmsg, ParseGivesEqualPoliciesOneValueEach)
 {
-    const blobmsg_policy policy[] = {{"n", BLOBMSG_TYPE_INT8}, {"n", BLOBMSG_TYPE_UNSPEC}, {nullptr}};
+    const blobmsg_policy policy[] = {{nullptr}, {"n", BLOBMSG_TYPE_INT8}, {"n", BLOBMSG_TYPE_UNSPEC}};
     Exact data(value(BLOBMSG_TYPE_INT8, "n", {1}) + value(BLOBMSG_TYPE_INT8, "n", {2}));
     blob_attr *table[3];
     EXPECT_EQ(blobmsg_parse(policy, 3, table, data.attr(), static_cast<unsigned>(data.size())), 0);
-    ASSERT_TRUE(table[0] && table[1] && !table[2]);
-    EXPECT_EQ(blobmsg_get_u8(table[0]), 1);
-    EXPECT_EQ(blobmsg_get_u8(table[1]), 2);
+    ASSERT_TRUE(!table[0] && table[1] && table[2]);
+    EXPECT_EQ(blobmsg_get_u8(table[1]), 1);
+    EXPECT_EQ(blobmsg_get_u8(table[2]), 2);
 }
 
 TEST(Blobmsg, ParseOfEveryTruncationFindsWhatIsWhole)

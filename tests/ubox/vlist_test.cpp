@@ -108,6 +108,10 @@ TEST_F(Vlist, NoDeleteLeavesTheNodeToTheCallback)
     add(a);
     vlist_delete(&list.tree, &a.node);
     EXPECT_EQ(list.updates.back(), (Update{nullptr, &a.node, {"a"}}));
+    add(another_a);
+    EXPECT_EQ(list.updates.back(), (Update{&another_a.node, &a.node, {"a"}}));
+    Rule *found = nullptr;
+    EXPECT_EQ(vlist_find(&list.tree, "a", found, node), &a);
 }
 
 TEST_F(Vlist, FindsNothingUnderAnUnknownKey)
