@@ -1,0 +1,62 @@
+// The arguments of a method call: parsed by the method's policy, so that one of another type counts as absent, and
+// checked in policy order.
+#pragma once
+
+#include "core/backend.h"
+#include "core/bus.h"
+
+// 0 when the first `count` policy entries were supplied; otherwise -1 and, in the status (which may be null), the
+// reason "required parameter: <name of the first missing one>".
+int wexond_check_required(const blobmsg_policy *policy, blob_attr *const *table, size_t count, Status *status);
+
+template <size_t N> class Arguments
+{
+  public:
+    Arguments(const blobmsg_policy (&policy)[N], blob_attr *message) : policy_(policy)
+    {
+        blobmsg_parse(policy, N, table_, blob_data(message), blob_len(message));
+    }
+
+    bool has(size_t index) const { return table_[index]; }
+    const char *text(size_t index) const { return blobmsg_get_string(table_[index]); }
+    uint32_t number(size_t index) const { return blobmsg_get_u32(table_[index]); }
+    const blob_attr *array(size_t index) const { return table_[index]; }
+
+    // True when all of the first `count` arguments are there.
+    bool require(Status *status, size_t count = N) const
+    {
+        return wexond_check_required(policy_, table_, count, status) == 0;
+    }
+
+  private:
+    const blobmsg_policy *policy_;
+    blob_attr *table_[N];
+};
+
+// The elements of an array argument, whose types and lengths the parse has not looked at. The walk ends at the first
+// malformed one. For use in a range-based for.
+class Elements
+{
+  public:
+    explicit Elements(const blob_attr *array);
+
+    struct Iterator {
+        blob_attr *element;
+        size_t left; // bytes from the element to the end of the array
+
+        blob_attr *operator*() const { return element; }
+        Iterator &operator++();
+        bool operator!=(const Iterator &end) const { return left != end.left; }
+    };
+    Iterator begin() const;
+    Iterator end() const { return {nullptr, 0}; }
+
+  private:
+    const blob_attr *array_;
+};
+
+// An element read as a string; null where it is none.
+const char *element_text(const blob_attr *element);
+
+// The first 32 bits of an element's value, whatever its declared type; a shorter value counts as followed by zeros.
+uint32_t element_number(const blob_attr *element);

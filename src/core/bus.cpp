@@ -1,0 +1,3 @@
+#include "core/bus.h"
+
+ubus_context *wexond_context;

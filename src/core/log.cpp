@@ -1,0 +1,27 @@
+#include "core/log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <unistd.h>
+
+#include "core/paths.h"
+
+bool wexond_log_enabled()
+{
+    return access(wexond_paths().debug_flag, F_OK) == 0;
+}
+
+void wexond_log_line(const char *format, ...)
+{
+    FILE *console = fopen(wexond_paths().console, "we");
+    if (!console)
+        return;
+    // A terminal would be written line by line; whole messages keep those of two threads apart.
+    char buffer[1024];
+    setvbuf(console, buffer, _IOFBF, sizeof(buffer));
+    va_list arguments;
+    va_start(arguments, format);
+    vfprintf(console, format, arguments);
+    va_end(arguments);
+    fclose(console);
+}

@@ -1,0 +1,132 @@
+#include "core/reply.h"
+
+#include "core/log.h"
+
+namespace
+{
+
+// The bus drops the connection of a sender whose message is larger; the message's other attributes fit in the margin.
+constexpr size_t kMessageLimit = 1024 * 1024;
+constexpr size_t kMessageMargin = 64;
+
+blob_buf reply;
+bool reply_incomplete;
+
+void note(int result)
+{
+    if (result)
+        reply_incomplete = true;
+}
+
+void *note(void *nest)
+{
+    if (!nest)
+        reply_incomplete = true;
+    return nest;
+}
+
+void log_outcome(const char *function, const Status &status)
+{
+    WEXOND_LOG_AS(function, "%s , %s \n\n", status.failed ? "failed" : "success", status.reason);
+}
+
+void add_outcome(const Status &status)
+{
+    reply_string("result", status.failed ? "1" : "0");
+    reply_string("failreason", status.reason);
+}
+
+void send(ubus_request_data *request)
+{
+    if (reply.head)
+        ubus_send_reply(wexond_context, request, reply.head);
+    reply_free();
+}
+
+// Why a finished table cannot be sent as it is, or null.
+const char *unsendable()
+{
+    if (reply_incomplete)
+        return "out of memory";
+    if (blob_pad_len(reply.head) + kMessageMargin > kMessageLimit)
+        return "reply too large for the bus";
+    return nullptr;
+}
+
+} // namespace
+
+void reply_start()
+{
+    reply_incomplete = false;
+    note(blob_buf_init(&reply, 0));
+}
+
+void *reply_open_table(const char *name)
+{
+    return note(blobmsg_open_table(&reply, name));
+}
+
+void *reply_open_array(const char *name)
+{
+    return note(blobmsg_open_array(&reply, name));
+}
+
+void reply_close(void *nest)
+{
+    if (nest)
+        blob_nest_end(&reply, nest);
+}
+
+void reply_string(const char *name, const char *text)
+{
+    note(blobmsg_add_string(&reply, name, text));
+}
+
+void reply_int(const char *name, uint32_t value)
+{
+    note(blobmsg_add_u32(&reply, name, value));
+}
+
+void reply_int64(const char *name, uint64_t value)
+{
+    note(blobmsg_add_u64(&reply, name, value));
+}
+
+blob_attr *reply_message()
+{
+    return reply.head;
+}
+
+void reply_free()
+{
+    blob_buf_free(&reply);
+}
+
+int wexond_send_for_set(ubus_request_data *request, const Status *status)
+{
+    if (!status)
+        return -1;
+    log_outcome(__func__, *status);
+    reply_start();
+    add_outcome(*status);
+    send(request);
+    return 0;
+}
+
+int wexond_send_for_get(ubus_request_data *request, const Status *status)
+{
+    if (!status)
+        return -1;
+    Status outcome = *status;
+    // Only the value 1 counts as failure here; any other sends the table.
+    if (outcome.failed != 1)
+        if (const char *reason = unsendable())
+            wexond_fail(&outcome, "%s", reason);
+    log_outcome(__func__, outcome);
+    if (outcome.failed == 1) {
+        reply_start();
+        add_outcome(outcome);
+    }
+    send(request);
+    return 0;
+}

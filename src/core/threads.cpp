@@ -1,0 +1,46 @@
+#include "core/threads.h"
+
+#include <cstdio>
+#include <pthread.h>
+
+#include "core/bus.h"
+#include "core/log.h"
+#include "core/paths.h"
+#include "core/startup.h"
+
+static pthread_t gpWEXOND_pthread;
+
+// The bus thread: it alone talks to the bus and runs every handler and timer.
+static void *WEXOND_ThreadRun(void *)
+{
+    WEXOND_LOG("Start wexond\n\n");
+    uloop_init();
+    wexond_context = ubus_connect(wexond_paths().bus);
+    if (!wexond_context) {
+        fputs("Failed to connect to ubus\n", stderr);
+        return nullptr;
+    }
+    // The library's own handler ends the loop only when the broker's end is found by a request; an idle daemon would
+    // sleep on.
+    wexond_context->connection_lost = wexond_bus_lost;
+    ubus_add_uloop(wexond_context);
+    wexond_main();
+    ubus_free(wexond_context);
+    uloop_done();
+    WEXOND_LOG("Exit wexond\n\n");
+    return nullptr;
+}
+
+int WEXOND_ThreadInit()
+{
+    if (pthread_create(&gpWEXOND_pthread, nullptr, WEXOND_ThreadRun, nullptr)) {
+        WEXOND_LOG("Create gpWEXOND_pthread error!\n\n");
+        return -1;
+    }
+    return 0;
+}
+
+void WEXOND_ThreadJoin()
+{
+    pthread_join(gpWEXOND_pthread, nullptr);
+}

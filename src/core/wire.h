@@ -1,0 +1,67 @@
+// The types of wire records. A record is a struct of these and of char arrays, so that the struct is exactly its image
+// on the socket, on every processor: every member has alignment 1 and a fixed byte order.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+
+// An integer of Size bytes, least significant byte first. Trivial: value-initialising a record zeroes it.
+template <typename Integer> class LittleEndian
+{
+  public:
+    LittleEndian() = default;
+    LittleEndian(Integer value)
+    {
+        for (size_t i = 0; i < sizeof(Integer); i++)
+            bytes_[i] = static_cast<uint8_t>(static_cast<uint64_t>(value) >> (8 * i));
+    }
+    operator Integer() const
+    {
+        uint64_t value = 0;
+        for (size_t i = 0; i < sizeof(Integer); i++)
+            value |= static_cast<uint64_t>(bytes_[i]) << (8 * i);
+        return static_cast<Integer>(value);
+    }
+
+  private:
+    uint8_t bytes_[sizeof(Integer)];
+};
+
+using le16 = LittleEndian<uint16_t>;
+using le32 = LittleEndian<uint32_t>;
+using le64 = LittleEndian<uint64_t>;
+using sle32 = LittleEndian<int32_t>;
+
+static_assert(sizeof(le16) == 2 && sizeof(le32) == 4 && sizeof(le64) == 8 && sizeof(sle32) == 4);
+static_assert(alignof(le16) == 1 && alignof(le32) == 1 && alignof(le64) == 1 && alignof(sle32) == 1);
+
+// Fills a text field with at most `limit` characters of `text` and zeroes the rest. The default limit fills the field
+// to its last byte, without a NUL; a limit of N - 1 keeps one.
+template <size_t N> void copy_text(char (&field)[N], const char *text, size_t limit = N)
+{
+    size_t length = strnlen(text, std::min(limit, N));
+    memcpy(field, text, length);
+    memset(field + length, 0, N - length);
+}
+
+// The text of a field as a terminated copy that may be rewritten in place: a field filled to its full width never runs
+// into the next one. Room for a MAC address in its longer form is always there.
+template <size_t N> struct Text {
+    char data[std::max<size_t>(N, 17) + 1];
+};
+
+template <size_t N> Text<N> read_text(const char (&field)[N])
+{
+    Text<N> text{};
+    memcpy(text.data, field, strnlen(field, N));
+    return text;
+}
+
+// How many entries of a list answer can be read: its count is an outside number.
+template <typename List> size_t entry_count(const List &list)
+{
+    return std::min<size_t>(list.count, std::size(list.entries));
+}
