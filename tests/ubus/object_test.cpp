@@ -1,6 +1,7 @@
 #include "fake_broker.h"
 
 #include <cstring>
+#include <random>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -396,6 +397,40 @@ TEST_F(Object, HandlesWhatCameBeforeAHangUp)
     broker.hang_up();
     turn();
     EXPECT_EQ(std::vector<std::string>(5, "test.object hello 10016"), lines);
+}
+
+// Attributes of every id and type, their lengths right and wrong. Kept messages stand in memory of exactly their
+// length, where a sanitizer sees who reads beyond it.
+Bytes random_message(std::mt19937 &random)
+{
+    auto below = [&](unsigned limit) { return static_cast<uint8_t>(random() % limit); };
+    static uint8_t const types[] = {UBUS_MSG_INVOKE, UBUS_MSG_NOTIFY, UBUS_MSG_UNSUBSCRIBE, UBUS_MSG_STATUS,
+                                    UBUS_MSG_DATA};
+    Bytes attributes = below(4) ? bytes("03000008 00001001") : Bytes();
+    for (int count = below(5); count > 0; count--) {
+        uint8_t const length = below(13);
+        attributes = attributes + Bytes{below(UBUS_ATTR_MAX), 0, 0, uint8_t(4 + length + (below(8) ? 0 : below(20)))};
+        for (int i = 0; i < (length + 3) / 4 * 4; i++)
+            attributes.push_back(below(3) ? 0 : below(0x84));
+    }
+    attributes.resize(attributes.size() - std::min<size_t>(attributes.size(), below(8) ? 0 : below(6)));
+    return Bytes{0, types[below(5)], 0, below(2), 0, 0, 0, 0, 0, 0, 0, uint8_t(4 + attributes.size())} + attributes;
+}
+
+TEST_F(Object, SurvivesRandomMessages)
+{
+    std::mt19937 random(1);
+    for (int round = 0; round < 2000; round++) {
+        ctx->request_seq = 1;
+        for (int i = 0; i < 10; i++)
+            broker.say(random_message(random));
+        broker.say(status("0002 00000000", 4));
+        uint32_t id;
+        ASSERT_EQ(UBUS_STATUS_NOT_FOUND, ubus_lookup_id(ctx, "a", &id));
+        turn();
+        broker.heard();
+    }
+    ASSERT_TRUE(ctx->sock.registered);
 }
 
 // The answer to a request outside the loop brings a call with it: no further byte would wake the loop up.
