@@ -24,6 +24,8 @@ extern "C" {
 #include <ubus_common.h>
 #include <ubusmsg.h>
 
+#pragma GCC visibility push(default)
+
 struct ubus_context;
 struct ubus_object;
 struct ubus_request;
@@ -276,6 +278,8 @@ static inline int ubus_unregister_event_handler(struct ubus_context *ctx, struct
 {
     return ubus_remove_object(ctx, &ev->obj);
 }
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }
