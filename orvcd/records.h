@@ -86,8 +86,7 @@ struct Names { // one of the names
     uint32_t decode(const Json &value) const;
 };
 
-struct BitSet { // a list: the names of the bits' values that have one (may be none at all), the numbers of the other
-                // bits
+struct BitSet { // a list: the name of each bit's value that has one, the number of every other bit
     std::span<const Name> names;
     Json encode(uint32_t mask) const;
     uint32_t decode(const Json &list) const;

@@ -64,19 +64,28 @@ TEST_F(SocketSilence, EndsRequestOnNewConnection)
     expect_time_out();
 }
 
+// Long enough for any time limit.
+void trickle(int fd, const std::string &data)
+{
+    for (char byte : data) {
+        if (send(fd, &byte, 1, MSG_NOSIGNAL) != 1)
+            break;
+        usleep(200);
+    }
+}
+
 TEST_F(SocketSilence, EndsRequestWhoseAnswerTrickles)
 {
     Service service(path);
     service.run([&](Service &self) {
         int client = self.accept();
         read_bytes(client, 16);
-        for (char byte : answer(20, word(1))) {
-            write_bytes(client, std::string(1, byte));
-            usleep(700000);
-        }
+        trickle(client, answer(20, std::string(1 << 17, 'x')));
         close(client);
     });
-    expect_time_out();
+    start = Clock::now();
+    EXPECT_EQ(SOCKET_SendMsgByType(path.c_str(), 20, 1, nullptr, 0, 1 << 17), nullptr);
+    expect_ten_seconds();
 }
 
 TEST_F(SocketSilence, EndsRequestWhoseAnswerTricklesBeyondExpectedLength)
@@ -95,6 +104,22 @@ TEST_F(SocketSilence, EndsRequestWhoseAnswerTricklesBeyondExpectedLength)
 TEST_F(SocketSilence, EndsRequestThatNobodyReads)
 {
     Service service(path);
+    expect_time_out(std::string(1 << 20, 'x'));
+}
+
+TEST_F(SocketSilence, CountsTimeOfSending)
+{
+    Service service(path);
+    service.run([&](Service &self) {
+        int client = self.accept();
+        read_bytes(client, 16);
+        write_bytes(client, answer(20, word(1)));
+        usleep(5000000);
+        read_bytes(client, 16 + (1 << 20));
+        is_readable(client, 12000); // until it is closed
+        close(client);
+    });
+    EXPECT_EQ(ask(), word(1));
     expect_time_out(std::string(1 << 20, 'x'));
 }
 
@@ -178,6 +203,21 @@ TEST_F(SocketSilence, EndsHalfARequest)
     EXPECT_EQ(SOCKET_RecvRequest(ends[0], &request, buffer, sizeof(buffer), 1), SOCKET_ERROR);
     expect_ten_seconds();
     close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(SocketSilence, EndsRequestThatTrickles)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    std::thread sender(trickle, ends[1], word(185) + word(1) + word(204) + word(1 << 20) + std::string(1 << 17, 'x'));
+    SOCKET_Request request;
+    std::string payload(1 << 20, ' ');
+    start = Clock::now();
+    EXPECT_EQ(SOCKET_RecvRequest(ends[0], &request, payload.data(), 1 << 20, 1), SOCKET_ERROR);
+    expect_ten_seconds();
+    close(ends[0]);
+    sender.join();
     close(ends[1]);
 }
 
