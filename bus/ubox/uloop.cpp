@@ -1,0 +1,3 @@
+extern "C" {
+#include <libubox/uloop.h>
+}
