@@ -1,0 +1,56 @@
+#include "internal.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+static const blob_attr_info attribute_types[] = {
+    {},                         /* unspec */
+    {.type = BLOB_ATTR_INT32},  /* status */
+    {.type = BLOB_ATTR_STRING}, /* object path */
+    {.type = BLOB_ATTR_INT32},  /* object id */
+    {.type = BLOB_ATTR_STRING}, /* method */
+    {.type = BLOB_ATTR_INT32},  /* object type */
+    {.type = BLOB_ATTR_NESTED}, /* signature */
+    {.type = BLOB_ATTR_NESTED}, /* data */
+    {.type = BLOB_ATTR_INT32},  /* target */
+    {.type = BLOB_ATTR_INT8},   /* active */
+    {.type = BLOB_ATTR_INT8},   /* no reply */
+    {.type = BLOB_ATTR_NESTED}, /* subscribers */
+    {.type = BLOB_ATTR_STRING}, /* user */
+    {.type = BLOB_ATTR_STRING}, /* group */
+};
+static_assert(ARRAY_SIZE(attribute_types) == UBUS_ATTR_MAX);
+
+void parse_attributes(const blob_attr *body, Attributes &attributes)
+{
+    blob_parse_untrusted(const_cast<blob_attr *>(body), blob_raw_len(body), attributes, attribute_types, UBUS_ATTR_MAX);
+}
+
+bool keep_message(list_head *queue, const Message &message)
+{
+    size_t const length = blob_raw_len(message.body);
+    KeptMessage *kept = static_cast<KeptMessage *>(malloc(sizeof(*kept) + length));
+
+    if (!kept)
+        return false;
+    kept->message.header = message.header;
+    kept->message.body = reinterpret_cast<blob_attr *>(kept + 1);
+    memcpy(kept->message.body, message.body, length);
+    list_add_tail(&kept->list, queue);
+    return true;
+}
+
+KeptMessage *next_kept(list_head *queue)
+{
+    if (list_empty(queue))
+        return nullptr;
+    KeptMessage *kept = list_first_entry(queue, KeptMessage, list);
+    list_del(&kept->list);
+    return kept;
+}
+
+void drop_kept(list_head *queue)
+{
+    while (KeptMessage *kept = next_kept(queue))
+        free(kept);
+}
