@@ -4,6 +4,10 @@
 #include <climits>
 #include <memory>
 #include <new>
+#include <string>
+#include <type_traits>
+
+#include <gtest/gtest.h>
 
 #include "core/backend.h"
 #include "core/shared_records.h"
@@ -13,13 +17,31 @@
 #include "system/led_switch_records.h"
 #include "system/neighbour_info_records.h"
 #include "system/server_info_records.h"
-#include "tests/core/image.h"
+#include "tests/support/bytes.h"
 #include "wifi/radio_records.h"
 
 using namespace std::string_literals;
+using test_support::Bytes;
 
 namespace
 {
+
+template <typename Record> std::string bytes_of(const Record &record)
+{
+    static_assert(std::is_trivially_copyable_v<Record>);
+    return {reinterpret_cast<const char *>(&record), sizeof(record)};
+}
+
+template <typename Record> Bytes image(const Record &record)
+{
+    return Bytes(bytes_of(record));
+}
+
+// Fills a text field to its full width.
+template <size_t N> void fill(char (&field)[N], char letter)
+{
+    memset(field, letter, N);
+}
 
 // --- Integers ---
 
@@ -195,14 +217,14 @@ TEST(EntryCount, IsCutAtWhatTheRecordHolds)
 
 TEST(RecordImage, ReturnCode)
 {
-    EXPECT_TRUE(same(ReturnCode{0x01020304}, Image(4).word(0, 0x01020304)));
+    EXPECT_EQ(image(ReturnCode{0x01020304}), Bytes(4).u32(0, 0x01020304));
 }
 
 TEST(RecordImage, ManuInfo)
 {
     ManuInfoRecord record{};
     fill(record.mac, 'm');
-    EXPECT_TRUE(same(record, Image(96).run(0, 18, 'm')));
+    EXPECT_EQ(image(record), Bytes(96).text(0, std::string(18, 'm')));
 }
 
 TEST(RecordImage, WanStatus)
@@ -215,19 +237,19 @@ TEST(RecordImage, WanStatus)
     fill(record.gateway, 'g');
     fill(record.dns1, '1');
     fill(record.dns2, '2');
-    EXPECT_TRUE(same(record, Image(168)
-                                 .word(0, 0x01020304)
-                                 .word(4, 0x11121314)
-                                 .run(8, 16, 'a')
-                                 .run(24, 16, 's')
-                                 .run(40, 16, 'g')
-                                 .run(88, 16, '1')
-                                 .run(104, 16, '2')));
+    EXPECT_EQ(image(record), Bytes(168)
+                                 .u32(0, 0x01020304)
+                                 .u32(4, 0x11121314)
+                                 .text(8, std::string(16, 'a'))
+                                 .text(24, std::string(16, 's'))
+                                 .text(40, std::string(16, 'g'))
+                                 .text(88, std::string(16, '1'))
+                                 .text(104, std::string(16, '2')));
 }
 
 TEST(RecordImage, SetDhcp)
 {
-    EXPECT_TRUE(same(SetDhcpRecord{kDhcpValue}, Image(4).put(0, "\xDC\x05\0\0"s)));
+    EXPECT_EQ(image(SetDhcpRecord{kDhcpValue}), Bytes(4).text(0, "\xDC\x05\0\0"s));
 }
 
 TEST(RecordImage, PortNum)
@@ -239,19 +261,19 @@ TEST(RecordImage, PortNum)
     record.wan_count = 0x03030303;
     record.wan_ports[0] = 0x04040401;
     record.wan_ports[1] = 0x04040402;
-    EXPECT_TRUE(same(record, Image(48)
-                                 .word(0, 0x01010101)
-                                 .word(4, 0x02020201)
-                                 .word(8, 0x02020202)
-                                 .word(12, 0x02020203)
-                                 .word(16, 0x02020204)
-                                 .word(20, 0x02020205)
-                                 .word(24, 0x02020206)
-                                 .word(28, 0x02020207)
-                                 .word(32, 0x02020208)
-                                 .word(36, 0x03030303)
-                                 .word(40, 0x04040401)
-                                 .word(44, 0x04040402)));
+    EXPECT_EQ(image(record), Bytes(48)
+                                 .u32(0, 0x01010101)
+                                 .u32(4, 0x02020201)
+                                 .u32(8, 0x02020202)
+                                 .u32(12, 0x02020203)
+                                 .u32(16, 0x02020204)
+                                 .u32(20, 0x02020205)
+                                 .u32(24, 0x02020206)
+                                 .u32(28, 0x02020207)
+                                 .u32(32, 0x02020208)
+                                 .u32(36, 0x03030303)
+                                 .u32(40, 0x04040401)
+                                 .u32(44, 0x04040402));
 }
 
 WifiTimerRecord wifi_timer()
@@ -267,21 +289,21 @@ WifiTimerRecord wifi_timer()
     return record;
 }
 
-Image wifi_timer_image()
+Bytes wifi_timer_image()
 {
-    return Image(36)
-        .word(0, 0x01020304)
-        .word(4, 0x11121314)
-        .word(8, 0x21222324)
-        .word(12, 0x31323334)
-        .word(16, 0xFFFFFFE9)
-        .word(20, 0xFFFFFFC5)
-        .word(32, 0x41424344);
+    return Bytes(36)
+        .u32(0, 0x01020304)
+        .u32(4, 0x11121314)
+        .u32(8, 0x21222324)
+        .u32(12, 0x31323334)
+        .u32(16, 0xFFFFFFE9)
+        .u32(20, 0xFFFFFFC5)
+        .u32(32, 0x41424344);
 }
 
 TEST(RecordImage, WifiTimer)
 {
-    EXPECT_TRUE(same(wifi_timer(), wifi_timer_image()));
+    EXPECT_EQ(image(wifi_timer()), wifi_timer_image());
 }
 
 TEST(RecordImage, WifiTimerList)
@@ -290,9 +312,8 @@ TEST(RecordImage, WifiTimerList)
     list.count = 0x05060708;
     list.entries[0] = wifi_timer();
     list.entries[31] = wifi_timer();
-    EXPECT_TRUE(
-        same(list,
-             Image(1156).word(0, 0x05060708).put(4, wifi_timer_image().bytes()).put(1120, wifi_timer_image().bytes())));
+    EXPECT_EQ(image(list),
+              Bytes(1156).u32(0, 0x05060708).text(4, wifi_timer_image().data()).text(1120, wifi_timer_image().data()));
 }
 
 TEST(RecordImage, Radio)
@@ -308,17 +329,17 @@ TEST(RecordImage, Radio)
     record.ap_count = 0x08080808;
     record.load = 0x09090909;
     record.change_mask = 0x0A0A0A0A;
-    EXPECT_TRUE(same(record, Image(48)
-                                 .word(0, 0x01010101)
-                                 .word(4, 0x02020202)
-                                 .word(8, 0x03030303)
-                                 .word(12, 0x04040404)
-                                 .word(16, 0x05050505)
-                                 .word(20, 0x06060606)
-                                 .word(24, 0x07070707)
-                                 .word(32, 0x08080808)
-                                 .word(36, 0x09090909)
-                                 .word(44, 0x0A0A0A0A)));
+    EXPECT_EQ(image(record), Bytes(48)
+                                 .u32(0, 0x01010101)
+                                 .u32(4, 0x02020202)
+                                 .u32(8, 0x03030303)
+                                 .u32(12, 0x04040404)
+                                 .u32(16, 0x05050505)
+                                 .u32(20, 0x06060606)
+                                 .u32(24, 0x07070707)
+                                 .u32(32, 0x08080808)
+                                 .u32(36, 0x09090909)
+                                 .u32(44, 0x0A0A0A0A));
 }
 
 TEST(RecordImage, ApBasic)
@@ -334,17 +355,17 @@ TEST(RecordImage, ApBasic)
     fill(record.key, 'k');
     record.hide = 0x06060606;
     record.change_mask = 0x07070707;
-    EXPECT_TRUE(same(record, Image(200)
-                                 .word(0, 0x01010101)
-                                 .word(4, 0x02020202)
-                                 .word(8, 0x03030303)
-                                 .run(12, 32, 's')
-                                 .run(76, 32, 'b')
-                                 .word(108, 0x04040404)
-                                 .word(112, 0x05050505)
-                                 .run(116, 64, 'k')
-                                 .word(180, 0x06060606)
-                                 .word(196, 0x07070707)));
+    EXPECT_EQ(image(record), Bytes(200)
+                                 .u32(0, 0x01010101)
+                                 .u32(4, 0x02020202)
+                                 .u32(8, 0x03030303)
+                                 .text(12, std::string(32, 's'))
+                                 .text(76, std::string(32, 'b'))
+                                 .u32(108, 0x04040404)
+                                 .u32(112, 0x05050505)
+                                 .text(116, std::string(64, 'k'))
+                                 .u32(180, 0x06060606)
+                                 .u32(196, 0x07070707));
 }
 
 UrlFilterRecord url_filter()
@@ -365,29 +386,29 @@ UrlFilterRecord url_filter()
     return record;
 }
 
-Image url_filter_image()
+Bytes url_filter_image()
 {
-    return Image(2120)
-        .word(0, 0x01010101)
-        .word(4, 0x02020202)
-        .run(8, 32, 'u')
-        .run(1000, 32, 'U')
-        .run(1032, 32, 'n')
-        .run(1064, 32, 'm')
-        .run(2056, 32, 'M')
-        .word(2088, 0x03030303)
-        .word(2092, 0x04040404)
-        .word(2096, 0x05050501)
-        .word(2100, 0x05050502)
-        .word(2104, 0x05050503)
-        .word(2108, 0x05050504)
-        .word(2112, 0x05050505)
-        .word(2116, 0x05050506);
+    return Bytes(2120)
+        .u32(0, 0x01010101)
+        .u32(4, 0x02020202)
+        .text(8, std::string(32, 'u'))
+        .text(1000, std::string(32, 'U'))
+        .text(1032, std::string(32, 'n'))
+        .text(1064, std::string(32, 'm'))
+        .text(2056, std::string(32, 'M'))
+        .u32(2088, 0x03030303)
+        .u32(2092, 0x04040404)
+        .u32(2096, 0x05050501)
+        .u32(2100, 0x05050502)
+        .u32(2104, 0x05050503)
+        .u32(2108, 0x05050504)
+        .u32(2112, 0x05050505)
+        .u32(2116, 0x05050506);
 }
 
 TEST(RecordImage, UrlFilter)
 {
-    EXPECT_TRUE(same(url_filter(), url_filter_image()));
+    EXPECT_EQ(image(url_filter()), url_filter_image());
 }
 
 TEST(RecordImage, UrlFilterList)
@@ -396,9 +417,9 @@ TEST(RecordImage, UrlFilterList)
     list.count = 0x06060606;
     list.entries[0] = url_filter();
     list.entries[31] = url_filter();
-    EXPECT_TRUE(same(
-        list,
-        Image(67844).word(0, 0x06060606).put(4, url_filter_image().bytes()).put(65724, url_filter_image().bytes())));
+    EXPECT_EQ(
+        image(list),
+        Bytes(67844).u32(0, 0x06060606).text(4, url_filter_image().data()).text(65724, url_filter_image().data()));
 }
 
 DnsFilterRecord dns_filter()
@@ -419,29 +440,29 @@ DnsFilterRecord dns_filter()
     return record;
 }
 
-Image dns_filter_image()
+Bytes dns_filter_image()
 {
-    return Image(1132)
-        .word(0, 0x01010101)
-        .word(4, 0x02020202)
-        .run(8, 32, 'h')
-        .run(1000, 32, 'H')
-        .run(1032, 32, 'n')
-        .run(1064, 32, 'm')
-        .word(1096, 0x03030303)
-        .word(1100, 0x04040404)
-        .word(1104, 0x05050505)
-        .word(1108, 0x06060601)
-        .word(1112, 0x06060602)
-        .word(1116, 0x06060603)
-        .word(1120, 0x06060604)
-        .word(1124, 0x06060605)
-        .word(1128, 0x06060606);
+    return Bytes(1132)
+        .u32(0, 0x01010101)
+        .u32(4, 0x02020202)
+        .text(8, std::string(32, 'h'))
+        .text(1000, std::string(32, 'H'))
+        .text(1032, std::string(32, 'n'))
+        .text(1064, std::string(32, 'm'))
+        .u32(1096, 0x03030303)
+        .u32(1100, 0x04040404)
+        .u32(1104, 0x05050505)
+        .u32(1108, 0x06060601)
+        .u32(1112, 0x06060602)
+        .u32(1116, 0x06060603)
+        .u32(1120, 0x06060604)
+        .u32(1124, 0x06060605)
+        .u32(1128, 0x06060606);
 }
 
 TEST(RecordImage, DnsFilter)
 {
-    EXPECT_TRUE(same(dns_filter(), dns_filter_image()));
+    EXPECT_EQ(image(dns_filter()), dns_filter_image());
 }
 
 TEST(RecordImage, DnsFilterList)
@@ -450,19 +471,19 @@ TEST(RecordImage, DnsFilterList)
     list.count = 0x07070707;
     list.entries[0] = dns_filter();
     list.entries[31] = dns_filter();
-    EXPECT_TRUE(same(
-        list,
-        Image(36228).word(0, 0x07070707).put(4, dns_filter_image().bytes()).put(35096, dns_filter_image().bytes())));
+    EXPECT_EQ(
+        image(list),
+        Bytes(36228).u32(0, 0x07070707).text(4, dns_filter_image().data()).text(35096, dns_filter_image().data()));
 }
 
 TEST(RecordImage, FactoryFlag)
 {
-    EXPECT_TRUE(same(FactoryFlagRecord{0x01020304}, Image(4).word(0, 0x01020304)));
+    EXPECT_EQ(image(FactoryFlagRecord{0x01020304}), Bytes(4).u32(0, 0x01020304));
 }
 
 TEST(RecordImage, Reboot)
 {
-    EXPECT_TRUE(same(RebootRecord{}, Image(4)));
+    EXPECT_EQ(image(RebootRecord{}), Bytes(4));
 }
 
 TEST(RecordImage, Upgrade)
@@ -472,8 +493,11 @@ TEST(RecordImage, Upgrade)
     record.file_size = -2;
     fill(record.checksum, 'c');
     record.reboot = 0x01020304;
-    EXPECT_TRUE(
-        same(record, Image(456).run(0, 384, 'u').put(384, "\xFE\xFF\xFF\xFF").run(388, 64, 'c').word(452, 0x01020304)));
+    EXPECT_EQ(image(record), Bytes(456)
+                                 .text(0, std::string(384, 'u'))
+                                 .text(384, "\xFE\xFF\xFF\xFF")
+                                 .text(388, std::string(64, 'c'))
+                                 .u32(452, 0x01020304));
 }
 
 TEST(RecordImage, HwInfo)
@@ -492,34 +516,34 @@ TEST(RecordImage, HwInfo)
     record.standards2 = 0x03030302;
     record.wifi_rate1 = 0x04040401;
     record.wifi_rate2 = 0x04040402;
-    EXPECT_TRUE(same(record, Image(352)
-                                 .run(0, 16, 'v')
-                                 .run(16, 32, 'm')
-                                 .run(48, 32, 'h')
-                                 .run(80, 108, 'u')
-                                 .word(188, 0x01010101)
-                                 .word(192, 0x01010102)
-                                 .word(196, 0x01010103)
-                                 .word(204, 0x02020202)
-                                 .run(256, 72, 'd')
-                                 .word(328, 0x03030301)
-                                 .word(336, 0x03030302)
-                                 .word(344, 0x04040401)
-                                 .word(348, 0x04040402)));
+    EXPECT_EQ(image(record), Bytes(352)
+                                 .text(0, std::string(16, 'v'))
+                                 .text(16, std::string(32, 'm'))
+                                 .text(48, std::string(32, 'h'))
+                                 .text(80, std::string(108, 'u'))
+                                 .u32(188, 0x01010101)
+                                 .u32(192, 0x01010102)
+                                 .u32(196, 0x01010103)
+                                 .u32(204, 0x02020202)
+                                 .text(256, std::string(72, 'd'))
+                                 .u32(328, 0x03030301)
+                                 .u32(336, 0x03030302)
+                                 .u32(344, 0x04040401)
+                                 .u32(348, 0x04040402));
 }
 
 TEST(RecordImage, FwInfo)
 {
     FwInfoRecord record{};
     fill(record.software_version, 's');
-    EXPECT_TRUE(same(record, Image(160).run(0, 160, 's')));
+    EXPECT_EQ(image(record), Bytes(160).text(0, std::string(160, 's')));
 }
 
 TEST(RecordImage, ManageInfo)
 {
     ManageInfoRecord record{};
     fill(record.address, 'a');
-    EXPECT_TRUE(same(record, Image(96).run(80, 16, 'a')));
+    EXPECT_EQ(image(record), Bytes(96).text(80, std::string(16, 'a')));
 }
 
 TEST(RecordImage, FuncSupport)
@@ -530,12 +554,9 @@ TEST(RecordImage, FuncSupport)
     record.vpn = 0x03030303;
     record.mesh2 = 0x05050505;
     record.mesh1 = 0x07070707;
-    EXPECT_TRUE(same(record, Image(32)
-                                 .word(4, 0x01010101)
-                                 .word(8, 0x02020202)
-                                 .word(12, 0x03030303)
-                                 .word(20, 0x05050505)
-                                 .word(28, 0x07070707)));
+    EXPECT_EQ(
+        image(record),
+        Bytes(32).u32(4, 0x01010101).u32(8, 0x02020202).u32(12, 0x03030303).u32(20, 0x05050505).u32(28, 0x07070707));
 }
 
 TEST(RecordImage, UplinkSupport)
@@ -543,17 +564,14 @@ TEST(RecordImage, UplinkSupport)
     UplinkSupportRecord record{};
     for (uint32_t i = 0; i < 5; i++)
         record.words[i] = 0x01010101 + i;
-    EXPECT_TRUE(same(record, Image(20)
-                                 .word(0, 0x01010101)
-                                 .word(4, 0x01010102)
-                                 .word(8, 0x01010103)
-                                 .word(12, 0x01010104)
-                                 .word(16, 0x01010105)));
+    EXPECT_EQ(
+        image(record),
+        Bytes(20).u32(0, 0x01010101).u32(4, 0x01010102).u32(8, 0x01010103).u32(12, 0x01010104).u32(16, 0x01010105));
 }
 
 TEST(RecordImage, SetBridge)
 {
-    EXPECT_TRUE(same(SetBridgeRecord{0x01020304}, Image(4).word(0, 0x01020304)));
+    EXPECT_EQ(image(SetBridgeRecord{0x01020304}), Bytes(4).u32(0, 0x01020304));
 }
 
 TEST(RecordImage, OpvmBasicInfo)
@@ -562,7 +580,8 @@ TEST(RecordImage, OpvmBasicInfo)
     fill(record.equipment_id, 'e');
     fill(record.serial_number, 's');
     fill(record.interface_version, 'i');
-    EXPECT_TRUE(same(record, Image(72).run(0, 16, 'e').run(16, 35, 's').run(51, 21, 'i')));
+    EXPECT_EQ(image(record),
+              Bytes(72).text(0, std::string(16, 'e')).text(16, std::string(35, 's')).text(51, std::string(21, 'i')));
 }
 
 TEST(RecordImage, Iptv)
@@ -571,35 +590,35 @@ TEST(RecordImage, Iptv)
     record.enable = 0x01010101;
     record.vlans[0] = {0x02020201, 0x02020202, 0x02020203, 0x02020204};
     record.vlans[1] = {0x03030301, 0x03030302, 0x03030303, 0x03030304};
-    EXPECT_TRUE(same(record, Image(36)
-                                 .word(0, 0x01010101)
-                                 .word(4, 0x02020201)
-                                 .word(8, 0x02020202)
-                                 .word(12, 0x02020203)
-                                 .word(16, 0x02020204)
-                                 .word(20, 0x03030301)
-                                 .word(24, 0x03030302)
-                                 .word(28, 0x03030303)
-                                 .word(32, 0x03030304)));
+    EXPECT_EQ(image(record), Bytes(36)
+                                 .u32(0, 0x01010101)
+                                 .u32(4, 0x02020201)
+                                 .u32(8, 0x02020202)
+                                 .u32(12, 0x02020203)
+                                 .u32(16, 0x02020204)
+                                 .u32(20, 0x03030301)
+                                 .u32(24, 0x03030302)
+                                 .u32(28, 0x03030303)
+                                 .u32(32, 0x03030304));
     // Which word of a VLAN is which.
     IptvVlan vlan{};
     vlan.vlan_id = 1;
     vlan.ethernet_mask = 2;
     vlan.wifi_2g_mask = 3;
     vlan.wifi_5g_mask = 4;
-    EXPECT_TRUE(same(vlan, Image(16).word(0, 1).word(4, 2).word(8, 3).word(12, 4)));
+    EXPECT_EQ(image(vlan), Bytes(16).u32(0, 1).u32(4, 2).u32(8, 3).u32(12, 4));
 }
 
 TEST(RecordImage, LedSwitch)
 {
-    EXPECT_TRUE(same(LedSwitchRecord{0x01020304}, Image(4).word(0, 0x01020304)));
+    EXPECT_EQ(image(LedSwitchRecord{0x01020304}), Bytes(4).u32(0, 0x01020304));
 }
 
 TEST(RecordImage, NeighbourRequest)
 {
     NeighbourRequest record{};
     record.band = 0x01020304;
-    EXPECT_TRUE(same(record, Image(8).word(0, 0x01020304)));
+    EXPECT_EQ(image(record), Bytes(8).u32(0, 0x01020304));
 }
 
 NeighbourRecord neighbour()
@@ -613,9 +632,14 @@ NeighbourRecord neighbour()
     return record;
 }
 
-Image neighbour_image()
+Bytes neighbour_image()
 {
-    return Image(92).run(0, 33, 's').run(33, 35, 'b').word(68, 0x01020304).word(72, 0xFFFFFFBA).word(76, 0x11121314);
+    return Bytes(92)
+        .text(0, std::string(33, 's'))
+        .text(33, std::string(35, 'b'))
+        .u32(68, 0x01020304)
+        .u32(72, 0xFFFFFFBA)
+        .u32(76, 0x11121314);
 }
 
 TEST(RecordImage, NeighbourList)
@@ -624,8 +648,8 @@ TEST(RecordImage, NeighbourList)
     list.count = 0x21222324;
     list.entries[0] = neighbour();
     list.entries[31] = neighbour();
-    EXPECT_TRUE(same(
-        list, Image(2952).word(4, 0x21222324).put(8, neighbour_image().bytes()).put(2860, neighbour_image().bytes())));
+    EXPECT_EQ(image(list),
+              Bytes(2952).u32(4, 0x21222324).text(8, neighbour_image().data()).text(2860, neighbour_image().data()));
 }
 
 TEST(RecordImage, ServerInfo)
@@ -638,14 +662,14 @@ TEST(RecordImage, ServerInfo)
     fill(record.backup[0], '0');
     fill(record.backup[15], 'f');
     record.given_mask = 0x01020304;
-    EXPECT_TRUE(same(record, Image(1304)
-                                 .run(0, 65, 'b')
-                                 .run(65, 65, 'a')
-                                 .run(130, 65, 't')
-                                 .run(195, 65, 'i')
-                                 .run(260, 65, '0')
-                                 .run(1235, 65, 'f')
-                                 .word(1300, 0x01020304)));
+    EXPECT_EQ(image(record), Bytes(1304)
+                                 .text(0, std::string(65, 'b'))
+                                 .text(65, std::string(65, 'a'))
+                                 .text(130, std::string(65, 't'))
+                                 .text(195, std::string(65, 'i'))
+                                 .text(260, std::string(65, '0'))
+                                 .text(1235, std::string(65, 'f'))
+                                 .u32(1300, 0x01020304));
 }
 
 TEST(RecordImage, ChannelScoreList)
@@ -657,13 +681,13 @@ TEST(RecordImage, ChannelScoreList)
     list.entries[0].score = 0x03030302;
     list.entries[31].channel = 0x04040401;
     list.entries[31].score = 0x04040402;
-    EXPECT_TRUE(same(list, Image(264)
-                               .word(0, 0x01010101)
-                               .word(4, 0x02020202)
-                               .word(8, 0x03030301)
-                               .word(12, 0x03030302)
-                               .word(256, 0x04040401)
-                               .word(260, 0x04040402)));
+    EXPECT_EQ(image(list), Bytes(264)
+                               .u32(0, 0x01010101)
+                               .u32(4, 0x02020202)
+                               .u32(8, 0x03030301)
+                               .u32(12, 0x03030302)
+                               .u32(256, 0x04040401)
+                               .u32(260, 0x04040402));
 }
 
 TEST(MessageTypes, AreTheServicesOwn)
