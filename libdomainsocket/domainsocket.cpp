@@ -57,6 +57,8 @@ int milliseconds_until(int64_t deadline)
 // Returns 0 when `fd` is ready for `events` (or has failed, which the call that follows finds out).
 int wait_ready(int fd, short events, int64_t deadline)
 {
+    if (fd < 0)
+        return SOCKET_ERROR; // poll would pass over it and wait
     for (;;) {
         int timeout = milliseconds_until(deadline);
         pollfd entry = {fd, events, 0};

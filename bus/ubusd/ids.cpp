@@ -1,0 +1,78 @@
+#include "ids.h"
+
+#include <ubusmsg.h>
+
+#include <fcntl.h>
+#include <iterator>
+#include <unistd.h>
+
+namespace
+{
+
+// Not getrandom(): early in a router's start it would wait for entropy, and the whole system for the bus. The
+// descriptor is kept, because descriptors may have run out when the next id is wanted.
+int random_source = -1;
+
+uint32_t pool[64]; // numbers read and not given out yet, so that one read serves many ids
+size_t pooled = 0;
+
+int compare_ids(const void *left, const void *right, void *)
+{
+    uint32_t a = *static_cast<const uint32_t *>(left);
+    uint32_t b = *static_cast<const uint32_t *>(right);
+    return (a > b) - (a < b);
+}
+
+int random_number(uint32_t &number)
+{
+    if (pooled == 0) {
+        if (read(random_source, pool, sizeof(pool)) != sizeof(pool)) {
+            return -1;
+        }
+        pooled = std::size(pool);
+    }
+    number = pool[--pooled];
+    return 0;
+}
+
+void file(avl_tree &tree, Id &id)
+{
+    id.node.key = &id.value;
+    avl_insert(&tree, &id.node);
+}
+
+} // namespace
+
+int ids_open()
+{
+    random_source = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
+    return random_source < 0 ? -1 : 0;
+}
+
+void ids_init(avl_tree &tree)
+{
+    avl_init(&tree, compare_ids, false, nullptr);
+}
+
+int ids_add(avl_tree &tree, Id &id)
+{
+    do {
+        if (random_number(id.value) != 0) {
+            return -1;
+        }
+    } while (id.value < UBUS_SYSTEM_OBJECT_MAX || ids_find(tree, id.value) != nullptr);
+    file(tree, id);
+    return 0;
+}
+
+void ids_add_system(avl_tree &tree, Id &id, uint32_t value)
+{
+    id.value = value;
+    file(tree, id);
+}
+
+Id *ids_find(const avl_tree &tree, uint32_t value)
+{
+    avl_node *node = avl_find(&tree, &value);
+    return node == nullptr ? nullptr : container_of(node, Id, node);
+}

@@ -1,0 +1,107 @@
+// ubusd, the broker of the bus.
+
+#include "client.h"
+#include "ids.h"
+#include "listener.h"
+#include "loop.h"
+#include "objects.h"
+
+#include <ubus_common.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace
+{
+
+volatile sig_atomic_t stopped = 0;
+
+void stop(int)
+{
+    stopped = 1;
+}
+
+// The signals that end the broker arrive only while it waits, so that none slips in between a look at `stopped` and the
+// wait.
+void catch_signals(sigset_t &while_waiting)
+{
+    struct sigaction action = {};
+    action.sa_handler = stop;
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (int ending_signal : {SIGINT, SIGTERM}) {
+        sigaction(ending_signal, &action, nullptr);
+        sigaddset(&ending, ending_signal);
+    }
+    sigprocmask(SIG_BLOCK, &ending, &while_waiting);
+    sigdelset(&while_waiting, SIGINT);
+    sigdelset(&while_waiting, SIGTERM);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+void raise_descriptor_limit()
+{
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+const char *default_path()
+{
+    const char *path = getenv(UBUS_SOCKET_VARIABLE);
+    return path == nullptr || path[0] == '\0' ? UBUS_UNIX_SOCKET : path;
+}
+
+// The socket's path by the command line, or null where that is wrong.
+const char *path_argument(int argc, char **argv)
+{
+    const char *path = default_path();
+    for (int option; (option = getopt(argc, argv, "s:")) != -1;) {
+        if (option != 's') {
+            return nullptr;
+        }
+        path = optarg;
+    }
+    return optind == argc ? path : nullptr;
+}
+
+int serve(const char *path)
+{
+    sigset_t while_waiting;
+    catch_signals(while_waiting);
+    raise_descriptor_limit();
+    clients_init();
+    objects_init();
+    if (ids_open() != 0) {
+        perror("ubusd: /dev/urandom");
+        return -1;
+    }
+    int listener = listener_open(path);
+    if (listener < 0) {
+        fprintf(stderr, "ubusd: %s: %m\n", path);
+        return -1;
+    }
+    int result = loop_open(listener) == 0 ? loop_run(stopped, while_waiting) : -1;
+    if (result != 0) {
+        perror("ubusd: epoll");
+    }
+    listener_remove(path);
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const char *path = path_argument(argc, argv);
+    if (path == nullptr) {
+        fprintf(stderr, "usage: %s [-s socket]\n", argv[0]);
+        return EXIT_FAILURE;
+    }
+    return serve(path) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}

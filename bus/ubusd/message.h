@@ -1,0 +1,76 @@
+// Messages of the bus: requests as they were received, and messages on their way out.
+#ifndef UBUSD_MESSAGE_H
+#define UBUSD_MESSAGE_H
+
+#include "ubox.h"
+
+#include <ubusmsg.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <sys/uio.h>
+
+inline constexpr size_t kHeaderSize = sizeof(ubus_msghdr) + sizeof(blob_attr);
+inline constexpr size_t kMaxMessage = sizeof(ubus_msghdr) + UBUS_MAX_MSGLEN;
+inline constexpr size_t kMalformed = SIZE_MAX;
+
+// Length of the message at the front of `bytes`, its header included: 0 while it is not known yet, kMalformed where it
+// is out of bounds. The message itself may not have arrived whole.
+size_t message_length(std::span<const uint8_t> bytes);
+
+// One whole received message. Numbers are in host order; `attributes` is indexed by UBUS_ATTR_*, null where one is
+// absent or of the wrong type, and points into the received bytes.
+struct Request {
+    uint8_t type;
+    uint16_t seq;
+    uint32_t peer;
+    std::span<const uint8_t> payload; // all attributes, as they came
+    blob_attr *attributes[UBUS_ATTR_MAX];
+
+    bool has(ubus_msg_attr id) const { return attributes[id] != nullptr; }
+    uint32_t number(ubus_msg_attr id) const { return blob_get_u32(attributes[id]); }
+    const char *text(ubus_msg_attr id) const { return has(id) ? blob_get_string(attributes[id]) : nullptr; }
+    bool flag(ubus_msg_attr id) const { return has(id) && blob_get_u8(attributes[id]) != 0; }
+};
+
+// `bytes` is one whole message, of the length that message_length() told.
+void request_parse(Request &request, std::span<uint8_t> bytes);
+
+// A message on its way out, as the pieces it is gathered from. Headers, numbers and padding stand in the message
+// itself; texts and payloads stay where they are and must outlive it. One of up to seven attributes fits.
+class Message
+{
+  public:
+    Message(ubus_msg_type type, uint16_t seq, uint32_t peer);
+    Message(const Message &) = delete;
+    Message &operator=(const Message &) = delete;
+
+    void put_u8(uint32_t id, uint8_t value);
+    void put_u32(uint32_t id, uint32_t value);
+    void put_text(uint32_t id, const char *text);
+    void put(uint32_t id, const void *data, size_t length);
+    void put_copy(const Request &request, ubus_msg_attr id); // nothing where the request lacks it
+    void put_payload(const Request &request);                // all attributes of the request, as they came
+
+    // Changes the value of the first attribute, which must be a put_u32(): one message goes to many objects.
+    void set_first_u32(uint32_t value);
+
+    size_t length() const { return length_; }
+    bool fits() const { return length_ <= kMaxMessage; }
+    std::span<const iovec> pieces() const { return {pieces_, count_}; }
+
+  private:
+    void add_word(uint32_t id, size_t length);
+    void add_own(const void *data, size_t length);
+    void add_foreign(const void *data, size_t length);
+    void lengthen(size_t length);
+
+    uint8_t own_[kHeaderSize + 7 * 8]; // an attribute has 8 bytes here at most: word and number, or word and padding
+    iovec pieces_[1 + 7 * 2];
+    size_t own_used_;
+    size_t count_ = 1;
+    size_t length_;
+};
+
+#endif
