@@ -71,16 +71,16 @@ TEST(Status, HoldsAFlagAnd128Bytes)
 
 // --- Requests ---
 
-class BackendTest : public CoreTest
+class BackendChannelTest : public CoreTest
 {
   protected:
-    BackendTest() { fake_service = {}; }
-    ~BackendTest() override { fake_service = {}; }
+    BackendChannelTest() { fake_service = {}; }
+    ~BackendChannelTest() override { fake_service = {}; }
 
     std::string service() const { return folder() / "orvc.sock"; }
 };
 
-TEST_F(BackendTest, SendsToTheServicesSocketWhatItIsGiven)
+TEST_F(BackendChannelTest, SendsToTheServicesSocketWhatItIsGiven)
 {
     fake_service.answers = {answer(0, Bytes(8).u32(0, 7))};
     void *response = wexond_send_msg(0x01020304, 0x11121314, "payload", 7, 12);
@@ -91,7 +91,7 @@ TEST_F(BackendTest, SendsToTheServicesSocketWhatItIsGiven)
     free(response);
 }
 
-TEST_F(BackendTest, SendsNoPayloadAsNullAndZero)
+TEST_F(BackendChannelTest, SendsNoPayloadAsNullAndZero)
 {
     EXPECT_EQ(wexond_send_msg(17, 0, nullptr, 0, 0), nullptr);
     EXPECT_EQ(fake_service.requests, (std::vector<SentRequest>{{service(), 17, 0, std::nullopt, 0, 0}}));
@@ -103,7 +103,7 @@ struct Record {
     le16 last;
 };
 
-TEST_F(BackendTest, AskPassesTheRecordAndItsLengths)
+TEST_F(BackendChannelTest, AskPassesTheRecordAndItsLengths)
 {
     struct Request {
         le16 word;
@@ -118,7 +118,7 @@ TEST_F(BackendTest, AskPassesTheRecordAndItsLengths)
     EXPECT_EQ(std::string(answer->text, 6), "abcdef");
 }
 
-TEST_F(BackendTest, AskWithoutARecordSendsNone)
+TEST_F(BackendChannelTest, AskWithoutARecordSendsNone)
 {
     fake_service.answers = {answer(0)};
     Answer<Record> answer = ask<Record>(98);
@@ -128,7 +128,7 @@ TEST_F(BackendTest, AskWithoutARecordSendsNone)
     EXPECT_EQ(answer->last, 0u);
 }
 
-TEST_F(BackendTest, ExchangeAsksForAReturnCodeAlone)
+TEST_F(BackendChannelTest, ExchangeAsksForAReturnCodeAlone)
 {
     struct Request {
         le32 word;
@@ -150,7 +150,7 @@ TEST_F(BackendTest, ExchangeAsksForAReturnCodeAlone)
     EXPECT_STREQ(status.reason, "");
 }
 
-TEST_F(BackendTest, ExchangeReportsItsFailure)
+TEST_F(BackendChannelTest, ExchangeReportsItsFailure)
 {
     fake_service.answers = {answer(5), std::nullopt};
     Status refused{}, unanswered{};
@@ -171,7 +171,7 @@ void *response_with(uint32_t code)
     return response;
 }
 
-TEST_F(BackendTest, CheckLeavesAnAcceptedResponseToTheCaller)
+TEST_F(BackendChannelTest, CheckLeavesAnAcceptedResponseToTheCaller)
 {
     enable_log();
     void *response = response_with(0);
@@ -186,7 +186,7 @@ TEST_F(BackendTest, CheckLeavesAnAcceptedResponseToTheCaller)
     free(response);
 }
 
-TEST_F(BackendTest, CheckReportsAMissingResponse)
+TEST_F(BackendChannelTest, CheckReportsAMissingResponse)
 {
     enable_log();
     void *response = nullptr;
@@ -198,7 +198,7 @@ TEST_F(BackendTest, CheckReportsAMissingResponse)
     EXPECT_EQ(take_log(), "[wexond_check_ret.#]: Msg return buf = NULL\n");
 }
 
-TEST_F(BackendTest, CheckTakesEveryOtherCodeForAFailure)
+TEST_F(BackendChannelTest, CheckTakesEveryOtherCodeForAFailure)
 {
     enable_log();
     const std::pair<uint32_t, const char *> codes[] = {{1, "1"},
@@ -219,7 +219,7 @@ TEST_F(BackendTest, CheckTakesEveryOtherCodeForAFailure)
     }
 }
 
-TEST_F(BackendTest, CheckNeedsNeitherStatusNorAction)
+TEST_F(BackendChannelTest, CheckNeedsNeitherStatusNorAction)
 {
     for (uint32_t code : {0u, 9u}) {
         auto made = [code] { return code ? response_with(code) : nullptr; };
@@ -238,7 +238,7 @@ TEST_F(BackendTest, CheckNeedsNeitherStatusNorAction)
     }
 }
 
-TEST_F(BackendTest, CheckCutsALongAction)
+TEST_F(BackendChannelTest, CheckCutsALongAction)
 {
     void *response = nullptr;
     Status status{};
@@ -246,7 +246,7 @@ TEST_F(BackendTest, CheckCutsALongAction)
     EXPECT_EQ(status.reason, "failed to " + std::string(117, 'x'));
 }
 
-TEST_F(BackendTest, LogsNothingWithoutTheFlagFile)
+TEST_F(BackendChannelTest, LogsNothingWithoutTheFlagFile)
 {
     void *response = nullptr;
     EXPECT_EQ(wexond_check_ret(&response, nullptr, "check"), -1);
@@ -255,7 +255,7 @@ TEST_F(BackendTest, LogsNothingWithoutTheFlagFile)
 
 // --- Answer ---
 
-TEST_F(BackendTest, AnswerIsAcceptedByItsCode)
+TEST_F(BackendChannelTest, AnswerIsAcceptedByItsCode)
 {
     Answer<Record> none(nullptr), refused(response_with(1)), accepted(response_with(0));
     EXPECT_FALSE(none.present());
@@ -266,7 +266,7 @@ TEST_F(BackendTest, AnswerIsAcceptedByItsCode)
     EXPECT_TRUE(accepted.accepted());
 }
 
-TEST_F(BackendTest, AnswerThatFailedItsCheckIsAbsent)
+TEST_F(BackendChannelTest, AnswerThatFailedItsCheckIsAbsent)
 {
     Status status{};
     Answer<Record> refused(response_with(1));
@@ -279,7 +279,7 @@ TEST_F(BackendTest, AnswerThatFailedItsCheckIsAbsent)
 }
 
 // Each round takes buffers of 64 KiB; a sanitizer counts them, or else the heap itself.
-TEST_F(BackendTest, FreesEveryResponse)
+TEST_F(BackendChannelTest, FreesEveryResponse)
 {
     struct Large {
         char bytes[65536];
