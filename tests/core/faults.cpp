@@ -1,5 +1,7 @@
 #include "tests/core/faults.h"
 
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 
 // A sanitizer's allocator, where there is one, else the C library's.
@@ -44,6 +46,17 @@ extern "C" void *calloc(size_t count, size_t size)
     if (fails())
         return nullptr;
     return __interceptor_calloc ? __interceptor_calloc(count, size) : __libc_calloc(count, size);
+}
+
+extern "C" int asprintf(char **text, const char *format, ...)
+{
+    if (fails())
+        return -1;
+    va_list arguments;
+    va_start(arguments, format);
+    int length = vasprintf(text, format, arguments);
+    va_end(arguments);
+    return length;
 }
 
 FailingMemory::FailingMemory(int calls)

@@ -1,8 +1,8 @@
 // Memory that runs out when a test wants it to.
 #pragma once
 
-// The next `calls` allocations that come back to the heap (realloc, calloc) succeed, all later ones fail, until the
-// object is gone. Covers the thread it was made on.
+// The next `calls` allocations (by realloc, calloc or asprintf) succeed and all later ones fail, until the object is
+// gone; on the thread it was made on.
 class FailingMemory
 {
   public:
