@@ -24,18 +24,25 @@ Bytes answer(uint32_t code, const Bytes &record)
     return Bytes(4 + record.size()).u32(0, code).text(4, record.data());
 }
 
+static std::optional<Bytes> next_answer(const SentRequest &request)
+{
+    if (fake_service.answers.empty())
+        return fake_service.rule ? fake_service.rule(request) : std::nullopt;
+    std::optional<Bytes> answer = fake_service.answers.front();
+    fake_service.answers.pop_front();
+    return answer;
+}
+
 extern "C" void *SOCKET_SendMsgByType(const char *path, uint32_t type, uint32_t flag, const void *payload,
                                       uint32_t length, uint32_t expected)
 {
     std::optional<Bytes> bytes;
     if (payload)
         bytes = Bytes({static_cast<const char *>(payload), length});
-    fake_service.requests.push_back({path, type, flag, bytes, length, expected});
+    SentRequest request = {path, type, flag, bytes, length, expected};
+    fake_service.requests.push_back(request);
     fake_service.last_response = nullptr;
-    if (fake_service.answers.empty())
-        return nullptr;
-    std::optional<Bytes> body = fake_service.answers.front();
-    fake_service.answers.pop_front();
+    std::optional<Bytes> body = next_answer(request);
     if (!body)
         return nullptr;
     // As the library does it: exactly the bytes asked for, cut or filled up with zeros.

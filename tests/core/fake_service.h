@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -27,8 +28,9 @@ std::ostream &operator<<(std::ostream &stream, const SentRequest &request);
 test_support::Bytes answer(uint32_t code, const test_support::Bytes &record = {});
 
 struct FakeService {
-    // Answers in order; none is no answer, and so is what comes after the last.
+    // Answers in order; none is no answer. After the last, what the rule says; without a rule nothing is answered.
     std::deque<std::optional<test_support::Bytes>> answers;
+    std::function<std::optional<test_support::Bytes>(const SentRequest &)> rule;
     std::vector<SentRequest> requests;
     void *last_response = nullptr;
 };
