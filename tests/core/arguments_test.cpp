@@ -331,9 +331,10 @@ TEST(ElementNumber, IsTheFirstWordOfAnyType)
         {value(Type::int32, "named", big_endian32(7)), 7},
     };
     for (const auto &row : rows) {
-        // Without the padding, which is no part of the value.
-        auto length = static_cast<unsigned char>(row.element[3]);
-        EXPECT_EQ(element_number(Attribute(row.element.substr(0, length)).get()), row.number) << to_text(row.element);
+        // What follows the value, be it padding, is no part of it.
+        std::string element = row.element.substr(0, static_cast<unsigned char>(row.element[3]));
+        EXPECT_EQ(element_number(Attribute(element).get()), row.number) << to_text(row.element);
+        EXPECT_EQ(element_number(Attribute(element + "####").get()), row.number) << to_text(row.element);
     }
 }
 

@@ -193,14 +193,32 @@ TEST_P(EntryListTest, KeepsTheObjectOfADisplacedEntryForGood)
     EXPECT_EQ(call(row.object, "get"), "{\"called\":\""s + row.object + "\"}\n");
 }
 
+// Another client that has an object of this path.
+class Rival
+{
+  public:
+    Rival(const std::string &socket, const char *path) : context_(ubus_connect(socket.c_str()))
+    {
+        object_.name = path;
+        object_.type = &type_;
+        EXPECT_EQ(ubus_add_object(context_, &object_), 0);
+    }
+    ~Rival() { ubus_free(context_); }
+
+  private:
+    ubus_context *context_;
+    ubus_object_type type_ = {.name = "rival"};
+    ubus_object object_{};
+};
+
 TEST_P(EntryListTest, KeepsAnEntryWhoseNameIsTaken)
 {
-    agent().publish(row.object);
+    Rival rival(bus().socket(), row.object);
     Entry *entry = add_entry();
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->object.id, 0u);
     EXPECT_EQ(indices(row.list), Indices{3});
-    EXPECT_EQ(objects(), row.object + "\n"s) << "the other client's, without methods";
+    EXPECT_EQ(objects(), row.object + "\n"s) << "the rival's, without methods";
     Entry *second = add_entry();
     EXPECT_EQ(indices(row.list), Indices{3});
     entry_remove(row.list, second);
@@ -285,6 +303,7 @@ TEST_F(EntryTest, KeepsIndicesOfFourBytesApart)
         Entry *entry = entry_find(kUrls, index);
         ASSERT_NE(entry, nullptr) << index;
         EXPECT_EQ(entry->index, index);
+        EXPECT_EQ(strlen(static_cast<const char *>(entry->node.avl.key)), 4u) << "the key ends with the index";
         EXPECT_NE(entry->object.id, 0u);
         // The tree finds it as well as the walk does.
         EXPECT_EQ(avl_find(&kUrls->avl, &entry->index), &entry->node.avl);
