@@ -153,6 +153,17 @@ TEST(Arguments, OfAMessageCutAnywhereAreWholeOrAbsent)
     }
 }
 
+TEST(Arguments, AreFoundInATableToo)
+{
+    Attribute table(value(Type::table, "t", from_json(R"({"count": 7, "name": "inner"})")));
+    Arguments<4> arguments(policy, blobmsg_data(table.get()), blobmsg_data_len(table.get()));
+    EXPECT_STREQ(arguments.text(NAME), "inner");
+    EXPECT_EQ(arguments.number(COUNT), 7u);
+    EXPECT_FALSE(arguments.has(MACS));
+    Arguments<4> none(policy, nullptr, 0);
+    EXPECT_FALSE(none.has(NAME) || none.has(COUNT) || none.has(MACS) || none.has(MODE));
+}
+
 // --- Elements ---
 
 // The elements that the walk visits, as a text; each is touched to its last byte.
@@ -336,6 +347,36 @@ TEST(ElementNumber, IsTheFirstWordOfAnyType)
         EXPECT_EQ(element_number(Attribute(element).get()), row.number) << to_text(row.element);
         EXPECT_EQ(element_number(Attribute(element + "####").get()), row.number) << to_text(row.element);
     }
+}
+
+TEST(CheckElements, RequiresOneTypeOfAll)
+{
+    struct {
+        int type;
+        std::string payload;
+        bool passes;
+    } rows[] = {
+        {BLOBMSG_TYPE_STRING, "", true},
+        {BLOBMSG_TYPE_STRING, text_element("a") + text_element("bcdef"), true},
+        {BLOBMSG_TYPE_STRING, text_element("a") + number_element(1), false},
+        {BLOBMSG_TYPE_STRING, number_element(1) + text_element("a"), false},
+        {BLOBMSG_TYPE_STRING, text_element("a") + value(Type::string, "", "abc"), false},
+        {BLOBMSG_TYPE_STRING, text_element("a") + "\0"s, false},
+        {BLOBMSG_TYPE_STRING, text_element("a") + "\0\0\0\0"s, false},
+        {BLOBMSG_TYPE_INT32, number_element(1) + number_element(2), true},
+        {BLOBMSG_TYPE_INT32, value(Type::int64, "", big_endian64(1)), false},
+        {BLOBMSG_TYPE_INT32, value(Type::null, "", ""), false},
+        {BLOBMSG_TYPE_INT32, number_element(1).substr(0, 11), false},
+    };
+    for (const auto &row : rows) {
+        Status status{};
+        Attribute array = array_of(row.payload);
+        EXPECT_EQ(check_elements(array.get(), row.type, "macs", &status), row.passes ? 0 : -1) << to_text(row.payload);
+        EXPECT_EQ(status.failed, row.passes ? 0u : 1u);
+        EXPECT_STREQ(status.reason, row.passes ? "" : "unrecognized parameter: macs");
+        EXPECT_EQ(check_elements(array.get(), row.type, "macs", nullptr), row.passes ? 0 : -1);
+    }
+    EXPECT_EQ(check_elements(nullptr, BLOBMSG_TYPE_STRING, "macs", nullptr), 0);
 }
 
 // --- The check itself ---

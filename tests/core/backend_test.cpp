@@ -161,6 +161,21 @@ TEST_F(BackendChannelTest, ExchangeReportsItsFailure)
     EXPECT_EQ(fake_service.requests.size(), 2u) << "a request is never repeated";
 }
 
+TEST_F(BackendChannelTest, AcceptsTellsByTheReturnCodeAlone)
+{
+    enable_log();
+    fake_service.answers = {answer(0), answer(1), std::nullopt};
+    const Record request{0x01020304, {'a', 'b', 'c', 'd', 'e', 'f'}, 0x0506};
+    EXPECT_TRUE(accepts(208, request));
+    EXPECT_FALSE(accepts(208, request));
+    EXPECT_FALSE(accepts(208, request));
+    EXPECT_EQ(fake_service.requests, std::vector<SentRequest>(3, {service(), 208, 1,
+                                                                  Bytes("\x04\x03\x02\x01"
+                                                                        "abcdef\x06\x05"),
+                                                                  12, 4}));
+    EXPECT_EQ(take_log(), "");
+}
+
 // --- wexond_check_ret ---
 
 void *response_with(uint32_t code)
@@ -285,11 +300,12 @@ TEST_F(BackendChannelTest, FreesEveryResponse)
         char bytes[65536];
     };
     auto round = [](const std::optional<Bytes> &body) {
-        fake_service.answers.assign(6, body);
+        fake_service.answers.assign(7, body);
         void *response = wexond_send_msg(1, 1, nullptr, 0, sizeof(Large));
         if (wexond_check_ret(&response, nullptr, nullptr) == 0)
             free(response);
         exchange(16, Record{}, "reboot", nullptr);
+        accepts(16, Record{});
         ask<Large>(1);
         ask<Large>(1, Record{}).accepted();
         ask<Large>(1).check("look", nullptr);

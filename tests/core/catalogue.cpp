@@ -71,6 +71,24 @@ const EntryTypes catalogue_entry_types = {
     .wifi_aps = {&ap1_type, &ap2_type},
 };
 
+ubus_object *catalogue_object(const char *)
+{
+    return nullptr;
+}
+
+int WEXOND_Notify_ThreadInit()
+{
+    return 0;
+}
+
+int drains;
+
+int WEXOND_Event_NotifyDeal()
+{
+    drains++;
+    return 0;
+}
+
 std::vector<uint32_t> scanned_bands;
 
 void wexond_channel_scan(uint32_t band)

@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-// The bands that channel scans were asked for.
+// The bands that channel scans were asked for, and how often the events were drained.
 extern std::vector<uint32_t> scanned_bands;
+extern int drains;
 
 // Makes objects and types as new, for another broker.
 void catalogue_forget_bus();

@@ -12,6 +12,11 @@ std::span<ubus_object *const> catalogue_objects()
 
 const EntryTypes catalogue_entry_types = {};
 
+int WEXOND_Event_NotifyDeal()
+{
+    return 0;
+}
+
 void wexond_channel_scan(uint32_t) {}
 
 namespace

@@ -22,16 +22,38 @@ struct SentReply {
     std::string text;
 };
 
+struct SentNotification {
+    ubus_context *context;
+    ubus_object *object;
+    std::string name;
+    int timeout;
+    std::string text;
+};
+
 std::vector<SentReply> sent;
+std::vector<SentNotification> notifications;
+int notify_result;
+
+std::string text_of(const blob_attr *message)
+{
+    return to_text({static_cast<const char *>(blob_data(message)), blob_len(message)});
+}
 
 } // namespace
 
-// Stands in for the bus library's.
+// These stand in for the bus library's.
+
 extern "C" int ubus_send_reply(ubus_context *context, ubus_request_data *request, blob_attr *message)
 {
-    sent.push_back({context, request, blob_pad_len(message),
-                    to_text({static_cast<char *>(blob_data(message)), blob_len(message)})});
+    sent.push_back({context, request, blob_pad_len(message), text_of(message)});
     return 0;
+}
+
+extern "C" int ubus_notify(ubus_context *context, ubus_object *object, const char *name, blob_attr *message,
+                           int timeout)
+{
+    notifications.push_back({context, object, name, timeout, text_of(message)});
+    return notify_result;
 }
 
 namespace
@@ -52,17 +74,22 @@ Status status_of(uint32_t failed, const char *reason = "")
     return status;
 }
 
+const Status kSucceeded{};
+
 class ReplyTest : public CoreTest
 {
   protected:
     ReplyTest()
     {
         sent.clear();
+        notifications.clear();
+        notify_result = 0;
         wexond_context = &context_;
     }
     ~ReplyTest() override
     {
-        reply_free();
+        // Whatever a test left unsent.
+        wexond_send_for_set(&request_, &kSucceeded);
         wexond_context = nullptr;
     }
 
@@ -78,13 +105,9 @@ class ReplyTest : public CoreTest
         return only_reply();
     }
 
-    ubus_request_data request_{};
-
-  private:
     std::string only_reply()
     {
         EXPECT_EQ(sent.size(), 1u);
-        EXPECT_EQ(reply_message(), nullptr) << "the buffer is freed after the reply";
         if (sent.size() != 1)
             return "";
         SentReply reply = sent[0];
@@ -94,6 +117,7 @@ class ReplyTest : public CoreTest
         return reply.text;
     }
 
+    ubus_request_data request_{};
     ubus_context context_{};
 };
 
@@ -228,7 +252,6 @@ void build_table_of(size_t length)
 {
     reply_start();
     reply_string("k", std::string(length - 4 - 4 - 4 - 1, 'x').c_str());
-    ASSERT_EQ(blob_pad_len(reply_message()), length);
 }
 
 TEST_F(ReplyTest, GetSendsWhatTheBusCanCarry)
@@ -236,8 +259,7 @@ TEST_F(ReplyTest, GetSendsWhatTheBusCanCarry)
     // The exact limit is the bus's; the last few dozen bytes are a margin.
     constexpr size_t kLargest = kBusLimit - 64;
     build_table_of(kLargest);
-    const Status status{};
-    EXPECT_EQ(wexond_send_for_get(&request_, &status), 0);
+    EXPECT_EQ(wexond_send_for_get(&request_, &kSucceeded), 0);
     ASSERT_EQ(sent.size(), 1u);
     EXPECT_EQ(sent[0].length, kLargest);
     EXPECT_LE(sent[0].length - 4 + kAround, kBusLimit);
@@ -311,13 +333,13 @@ TEST_F(ReplyTest, GetNeverLeavesKeysOut)
 // A caller without a reply learns by its own time limit; a reply of less than it should say would mislead it.
 TEST_F(ReplyTest, WithoutAnyMemoryNothingIsSent)
 {
-    const Status succeeded = status_of(0), failed = status_of(1, "failed to reboot");
+    const Status failed = status_of(1, "failed to reboot");
     FailingMemory memory(0);
     EXPECT_EQ(wexond_send_for_set(&request_, &failed), 0);
     EXPECT_EQ(wexond_send_for_get(&request_, &failed), 0);
     reply_start();
     build_small_table();
-    EXPECT_EQ(wexond_send_for_get(&request_, &succeeded), 0);
+    EXPECT_EQ(wexond_send_for_get(&request_, &kSucceeded), 0);
     EXPECT_TRUE(memory.has_failed());
     EXPECT_TRUE(sent.empty());
 }
@@ -352,23 +374,105 @@ TEST_F(ReplyTest, FreesTheBufferOfEveryReply)
     EXPECT_LT(heap_in_use(), before + 65536);
 }
 
-// --- Messages that are no replies ---
+// --- Replies of their own form ---
 
-TEST_F(ReplyTest, ANotificationUsesTheSameBuffer)
+TEST_F(ReplyTest, SendSendsTheTableWhateverAStatusSays)
 {
+    reply_start();
+    void *table = reply_open_table("wexond.thing");
+    reply_counter("zero", 0);
+    reply_counter("low", 0xFFFFFFFF);
+    reply_counter("high", 0x0123456789ABCDEF);
+    reply_counter("all", UINT64_MAX);
+    reply_close(table);
+    reply_send(&request_);
+    EXPECT_EQ(only_reply(), R"({"wexond.thing": {"zero": "0", "low": "4294967295", "high": "81985529216486895", )"
+                            R"("all": "18446744073709551615"}})");
+}
+
+TEST_F(ReplyTest, SendRefusesWhatTheBusWouldNotCarry)
+{
+    build_table_of(kBusLimit);
+    reply_send(&request_);
+    EXPECT_EQ(only_reply(), failure("reply too large for the bus"));
+    {
+        FailingMemory memory(0);
+        reply_start();
+    }
+    reply_int("lost", 1);
+    reply_send(&request_);
+    EXPECT_EQ(only_reply(), failure("out of memory"));
+}
+
+TEST_F(ReplyTest, AddTellsTheIndexBetweenResultAndReason)
+{
+    enable_log();
+    const uint32_t index = 3, none = 0xFFFFFFFF;
+    EXPECT_EQ(send_for_add(&request_, status_of(0), "wexond_thing_add", &index), 0);
+    EXPECT_EQ(only_reply(), R"({"result": "0", "idx": 3, "failreason": ""})");
+    EXPECT_EQ(take_log(), "[wexond_thing_add.#]: success ,  \n\n");
+    EXPECT_EQ(send_for_add(&request_, status_of(1, "failed to add"), "wexond_thing_add", &none), 0);
+    EXPECT_EQ(only_reply(), R"({"result": "1", "idx": -1, "failreason": "failed to add"})");
+    EXPECT_EQ(take_log(), "[wexond_thing_add.#]: failed , failed to add \n\n");
+    EXPECT_EQ(send_for_add(&request_, status_of(2, "two"), "wexond_thing_add", nullptr), 0);
+    EXPECT_EQ(only_reply(), R"({"result": "1", "failreason": "two"})");
+}
+
+// --- Notifications ---
+
+TEST_F(ReplyTest, NotifySendsTheTableWithoutWaiting)
+{
+    ubus_object object{};
     reply_start();
     void *table = reply_open_table("wexond.thing");
     reply_string("state", "on");
     reply_close(table);
-    blob_attr *message = reply_message();
-    ASSERT_NE(message, nullptr);
-    EXPECT_EQ(to_text({static_cast<char *>(blob_data(message)), blob_len(message)}),
-              R"({"wexond.thing": {"state": "on"}})");
-    reply_free();
-    EXPECT_EQ(reply_message(), nullptr);
-    reply_free();
-    EXPECT_EQ(reply_message(), nullptr);
+    EXPECT_EQ(reply_notify(&object, "propertieschanged"), 0);
+    ASSERT_EQ(notifications.size(), 1u);
+    EXPECT_EQ(notifications[0].context, &context_);
+    EXPECT_EQ(notifications[0].object, &object);
+    EXPECT_EQ(notifications[0].name, "propertieschanged");
+    EXPECT_LT(notifications[0].timeout, 0);
+    EXPECT_EQ(notifications[0].text, R"({"wexond.thing": {"state": "on"}})");
     EXPECT_TRUE(sent.empty());
+}
+
+TEST_F(ReplyTest, NotifyReportsWhatCouldNotBeSent)
+{
+    ubus_object object{};
+    reply_start();
+    EXPECT_EQ(reply_notify(nullptr, "nobody"), -1);
+    build_table_of(kBusLimit);
+    EXPECT_EQ(reply_notify(&object, "toolarge"), -1);
+    {
+        FailingMemory memory(0);
+        reply_start();
+        reply_int("lost", 1);
+    }
+    EXPECT_EQ(reply_notify(&object, "incomplete"), -1);
+    EXPECT_TRUE(notifications.empty());
+
+    notify_result = UBUS_STATUS_CONNECTION_FAILED;
+    reply_start();
+    EXPECT_EQ(reply_notify(&object, "refused"), -1);
+    EXPECT_EQ(notifications.size(), 1u);
+}
+
+TEST_F(ReplyTest, NotifyFreesTheBuffer)
+{
+    ubus_object object{};
+    auto round = [&] {
+        build_table_of(65536);
+        reply_notify(&object, "sent");
+        build_table_of(65536);
+        reply_notify(nullptr, "not sent");
+        notifications.clear();
+    };
+    round();
+    size_t before = heap_in_use();
+    for (int i = 0; i < 50; i++)
+        round();
+    EXPECT_LT(heap_in_use(), before + 65536);
 }
 
 // --- Log ---

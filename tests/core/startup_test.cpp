@@ -105,6 +105,7 @@ class StartupUnitTest : public CoreBusTest
     {
         catalogue_forget_bus();
         scanned_bands.clear();
+        drains = 0;
         pauses.clear();
         timers.clear();
         interruptions = 0;
@@ -470,6 +471,7 @@ TEST_F(StartupUnitTest, ArmsTheDrainAndTheChannelScan)
     EXPECT_EQ(timers[0].milliseconds, 5000);
     EXPECT_EQ(timers[1].milliseconds, 60000);
     EXPECT_EQ(scanned_bands, Indices{}) << "not before its time";
+    EXPECT_EQ(drains, 0);
 
     recording = true;
     uloop_timeout *drain = timers[0].timer, *scan = timers[1].timer;
@@ -477,8 +479,10 @@ TEST_F(StartupUnitTest, ArmsTheDrainAndTheChannelScan)
     scan->cb(scan);
     EXPECT_EQ(scanned_bands, (Indices{0, 1}));
     EXPECT_EQ(timers.size(), 0u) << "one scan and no more";
+    EXPECT_EQ(drains, 0);
     drain->cb(drain);
     recording = false;
+    EXPECT_EQ(drains, 1);
     ASSERT_EQ(timers.size(), 1u);
     EXPECT_EQ(timers[0].timer, drain);
     EXPECT_EQ(timers[0].milliseconds, 200);
