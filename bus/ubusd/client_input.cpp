@@ -90,7 +90,7 @@ void client_serve(Client &client)
     if (client.readable && !client.listing.active && !client.ended) {
         receive(client);
     }
-    if (client.finished && !client.listing.active) {
+    if (client.finished && !client.listing.active && client.output.size() == 0) {
         client_end(client);
     }
 }

@@ -171,4 +171,42 @@ TEST(Process, WaitsForDescriptorsWithoutSpinning)
     EXPECT_TRUE(client.has_nothing_more());
 }
 
+#ifdef __SANITIZE_ADDRESS__
+#define ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#define ADDRESS_SANITIZER __has_feature(address_sanitizer)
+#else
+#define ADDRESS_SANITIZER 0
+#endif
+
+TEST(Process, ServesWhileMemoryIsOut)
+{
+    if (ADDRESS_SANITIZER) {
+        GTEST_SKIP() << "AddressSanitizer does not live within a limit";
+    }
+    Broker broker({.memory = 12 << 20});
+    RawClient caller(broker);
+    const Bytes data = attribute(7, Bytes(10000, 1));
+    const Bytes pong = wire("0002 0001 00000000 00000004");
+    {
+        std::vector<RawClient> lazy;
+        for (unsigned i = 0; i < 40; i++) {
+            lazy.emplace_back(broker);
+            uint32_t object = lazy.back().add_anonymous();
+            for (unsigned j = 0; j < 150; j++) {
+                caller.send(message(5, 2, object, attribute(3, object) + attribute(4, "x") + data));
+                Bytes answer = caller.ask(wire("0003 0001 00000000 00000004"));
+                if (answer == status(2, object, 4)) { // it was left with half a message, and had to be dropped
+                    answer = caller.receive();
+                }
+                ASSERT_BYTES(answer, pong);
+                ASSERT_BYTES(caller.receive(), status(1, 0, 0));
+            }
+        }
+    }
+    caller.add_named("test"); // there is memory again
+    RawClient other(broker);
+    EXPECT_TRUE(other.has_nothing_more());
+}
+
 } // namespace

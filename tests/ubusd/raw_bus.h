@@ -47,6 +47,7 @@ class Broker
     struct Options {
         std::optional<std::string> path; // of the socket; in a folder of the broker's own where not given
         unsigned descriptors = 0;        // limit of open descriptors, where not 0
+        size_t memory = 0;               // limit of its address space, where not 0
     };
 
     Broker() : Broker(Options{}) {}
@@ -65,7 +66,7 @@ class Broker
 };
 
 // Starts the broker's program and returns its process id.
-pid_t start_broker(const std::vector<std::string> &arguments, unsigned descriptors = 0);
+pid_t start_broker(const std::vector<std::string> &arguments, unsigned descriptors = 0, size_t memory = 0);
 
 // Waits for the process; its exit status, or 128 + the signal that killed it.
 int wait_for_exit(pid_t pid);
