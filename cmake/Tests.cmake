@@ -8,7 +8,7 @@ else()
   set(TEST_FLAVOUR release)
 endif()
 
-# wexond_test(NAME source... [LIBRARIES library...] [DEPENDS target...] [LABELS label] [SERIAL])
+# wexond_test(NAME source... [LIBRARIES library...] [DEPENDS target...] [LABELS label...] [SERIAL])
 # One GoogleTest program; each of its tests is a test of CTest, run in a process of its own. The label `threads` marks what
 # also runs under ThreadSanitizer; that flavour runs nothing else.
 function(wexond_test name)
@@ -24,8 +24,8 @@ function(wexond_test name)
     add_dependencies(${name} ${arg_DEPENDS})
   endif()
   set(properties TIMEOUT 120)
-  if(arg_LABELS) # one at most: the discovery of tests loses what follows in a list
-    list(APPEND properties LABELS ${arg_LABELS})
+  if(arg_LABELS)
+    list(APPEND properties LABELS "${arg_LABELS}")
   endif()
   if(arg_SERIAL)
     list(APPEND properties RUN_SERIAL ON)
