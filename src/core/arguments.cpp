@@ -47,3 +47,17 @@ uint32_t element_number(const blob_attr *element)
     memcpy(&value, blobmsg_data(element), std::min<size_t>(sizeof(value), blobmsg_data_len(element)));
     return be32_to_cpu(value);
 }
+
+int check_elements(const blob_attr *array, int type, const char *name, Status *status)
+{
+    size_t left = blobmsg_data_len(array);
+    for (const blob_attr *element : Elements(array)) {
+        if (blobmsg_type(element) != type)
+            break;
+        left -= blob_pad_len(element);
+    }
+    if (left == 0)
+        return 0;
+    wexond_fail(status, "unrecognized parameter: %s", name);
+    return -1;
+}

@@ -12,9 +12,16 @@ int wexond_check_required(const blobmsg_policy *policy, blob_attr *const *table,
 template <size_t N> class Arguments
 {
   public:
-    Arguments(const blobmsg_policy (&policy)[N], blob_attr *message) : policy_(policy)
+    // Of a call's message.
+    Arguments(const blobmsg_policy (&policy)[N], blob_attr *message)
+        : Arguments(policy, blob_data(message), blob_len(message))
     {
-        blobmsg_parse(policy, N, table_, blob_data(message), blob_len(message));
+    }
+
+    // Of the content of a table.
+    Arguments(const blobmsg_policy (&policy)[N], void *data, size_t length) : policy_(policy)
+    {
+        blobmsg_parse(policy, N, table_, data, length);
     }
 
     bool has(size_t index) const { return table_[index]; }
@@ -60,3 +67,7 @@ const char *element_text(const blob_attr *element);
 
 // The first 32 bits of an element's value, whatever its declared type; a shorter value counts as followed by zeros.
 uint32_t element_number(const blob_attr *element);
+
+// 0 when every element of an array argument has the type; otherwise, also for a malformed one, -1 and the reason
+// "unrecognized parameter: <name>" in the status.
+int check_elements(const blob_attr *array, int type, const char *name, Status *status);

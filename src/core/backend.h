@@ -80,3 +80,10 @@ template <typename Request> bool exchange(uint32_t type, const Request &request,
 {
     return exchange(type, &request, sizeof(request), action, status);
 }
+
+// The same for callers that give reasons of their own: true when the request was answered by ORV_RET_OK.
+template <typename Request> bool accepts(uint32_t type, const Request &request)
+{
+    Answer<ReturnCode> answer(wexond_send_msg(type, kRequestFlag, &request, sizeof(request), sizeof(ReturnCode)));
+    return answer.accepted();
+}

@@ -14,3 +14,11 @@ struct Call {
         WEXOND_LOG_AS(function, "-- Object:[%s], Method:[%s] --\n", object->name, method);
     }
 };
+
+// Where several objects are one implementation, its handlers take the row of what differs first; this binds such a
+// handler to one row, so that the method tables name plain bus handlers.
+template <auto handler, const auto &row>
+int handle_with(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *message)
+{
+    return handler(row, object, request, method, message);
+}

@@ -10,6 +10,9 @@
 // The static objects, in the order in which they are registered.
 std::span<ubus_object *const> catalogue_objects();
 
+// The static object of this name; null where there is none.
+ubus_object *catalogue_object(const char *name);
+
 // The bus types of the entry objects. Null where the family that serves them is not built in: its entries are then kept
 // without objects.
 struct EntryTypes {
@@ -22,7 +25,13 @@ struct EntryTypes {
 
 extern const EntryTypes catalogue_entry_types;
 
-// What start-up calls of the families.
+// What start-up calls of events and of the families.
+
+// Starts the threads that receive events. 0, or 1 when they cannot be started.
+int WEXOND_Notify_ThreadInit();
+
+// Sends the notifications of the events that came since the last call. Always 0.
+int WEXOND_Event_NotifyDeal();
 
 // Asks the service to scan the channels of band 0 or 1; other bands do nothing. Nobody is told how it went.
 void wexond_channel_scan(uint32_t band);

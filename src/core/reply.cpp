@@ -1,6 +1,7 @@
 #include "core/reply.h"
 
 #include "core/log.h"
+#include "core/vocabulary.h"
 
 namespace
 {
@@ -30,17 +31,28 @@ void log_outcome(const char *function, const Status &status)
     WEXOND_LOG_AS(function, "%s , %s \n\n", status.failed ? "failed" : "success", status.reason);
 }
 
-void add_outcome(const Status &status)
+void add_result(const Status &status)
 {
     reply_string("result", status.failed ? "1" : "0");
+}
+
+void add_reason(const Status &status)
+{
     reply_string("failreason", status.reason);
+}
+
+void replace_by_outcome(const Status &status)
+{
+    reply_start();
+    add_result(status);
+    add_reason(status);
 }
 
 void send(ubus_request_data *request)
 {
     if (reply.head)
         ubus_send_reply(wexond_context, request, reply.head);
-    reply_free();
+    blob_buf_free(&reply);
 }
 
 // Why a finished table cannot be sent as it is, or null.
@@ -92,14 +104,28 @@ void reply_int64(const char *name, uint64_t value)
     note(blobmsg_add_u64(&reply, name, value));
 }
 
-blob_attr *reply_message()
+void reply_counter(const char *name, uint64_t value)
 {
-    return reply.head;
+    reply_string(name, wexond_u64_to_str(static_cast<uint32_t>(value), static_cast<uint32_t>(value >> 32)));
 }
 
-void reply_free()
+int reply_notify(ubus_object *object, const char *name)
 {
+    int result = -1;
+    if (object && !unsendable() && ubus_notify(wexond_context, object, name, reply.head, -1) == 0)
+        result = 0;
     blob_buf_free(&reply);
+    return result;
+}
+
+void reply_send(ubus_request_data *request)
+{
+    if (const char *reason = unsendable()) {
+        Status outcome{};
+        wexond_fail(&outcome, "%s", reason);
+        replace_by_outcome(outcome);
+    }
+    send(request);
 }
 
 int wexond_send_for_set(ubus_request_data *request, const Status *status)
@@ -107,8 +133,7 @@ int wexond_send_for_set(ubus_request_data *request, const Status *status)
     if (!status)
         return -1;
     log_outcome(__func__, *status);
-    reply_start();
-    add_outcome(*status);
+    replace_by_outcome(*status);
     send(request);
     return 0;
 }
@@ -123,10 +148,20 @@ int wexond_send_for_get(ubus_request_data *request, const Status *status)
         if (const char *reason = unsendable())
             wexond_fail(&outcome, "%s", reason);
     log_outcome(__func__, outcome);
-    if (outcome.failed == 1) {
-        reply_start();
-        add_outcome(outcome);
-    }
+    if (outcome.failed == 1)
+        replace_by_outcome(outcome);
+    send(request);
+    return 0;
+}
+
+int send_for_add(ubus_request_data *request, const Status &status, const char *function, const uint32_t *index)
+{
+    log_outcome(function, status);
+    reply_start();
+    add_result(status);
+    if (index)
+        reply_int("idx", *index);
+    add_reason(status);
     send(request);
     return 0;
 }

@@ -16,6 +16,7 @@ void reply_close(void *nest);
 void reply_string(const char *name, const char *text);
 void reply_int(const char *name, uint32_t value); // INT32: the bits, signed or not
 void reply_int64(const char *name, uint64_t value);
+void reply_counter(const char *name, uint64_t value); // unsigned decimal text
 
 // A text field of a record, up to its NUL or its full width.
 template <size_t N> void reply_text(const char *name, const char (&field)[N])
@@ -23,9 +24,11 @@ template <size_t N> void reply_text(const char *name, const char (&field)[N])
     reply_string(name, read_text(field).data);
 }
 
-// The message built so far, for what is sent without being a reply.
-blob_attr *reply_message();
-void reply_free();
+// Sends the message as a notification of the object, waiting for no answers. 0, or -1 when it was not sent.
+int reply_notify(ubus_object *object, const char *name);
+
+// Sends the message as it is, whatever a status says. What cannot be sent becomes a failure reply.
+void reply_send(ubus_request_data *request);
 
 // "result" ("0" success, "1" failure: it is the failure flag, not a yes) and "failreason". Returns -1 for a null
 // status.
@@ -35,3 +38,7 @@ int wexond_send_for_set(ubus_request_data *request, const Status *status);
 // passes what the bus carries in one message, or that memory did not suffice for, becomes such a failure too. Returns
 // -1 for a null status.
 int wexond_send_for_get(ubus_request_data *request, const Status *status);
+
+// The reply of the methods that add an entry: "result", "idx" where an index is given, "failreason". Logged under the
+// handler's name.
+int send_for_add(ubus_request_data *request, const Status &status, const char *function, const uint32_t *index);

@@ -1,14 +1,13 @@
 #include "core/startup.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <ctime>
 
 #include "core/backend.h"
 #include "core/catalogue.h"
 #include "core/entry.h"
 #include "core/log.h"
 #include "core/shared_records.h"
+#include "core/threads.h"
 
 uint32_t wexond_factory_flag;
 
@@ -38,14 +37,6 @@ constexpr Band kBands[] = {
     {1, "get 5G AP num", "KVQ_5G_%d"},
 };
 
-// Signals interrupt the pause and do not shorten it.
-void pause_seconds(int seconds)
-{
-    timespec left = {seconds, 0};
-    while (nanosleep(&left, &left) && errno == EINTR)
-        ;
-}
-
 void add_object(ubus_object *object)
 {
     int result = ubus_add_object(wexond_context, object);
@@ -68,7 +59,7 @@ void wait_for_service()
     for (int attempt = 0; attempt < kProbeAttempts; attempt++) {
         if (ask<ApBasicRecord>(kGetApBasic, request).check("check", nullptr))
             return;
-        pause_seconds(1);
+        wexond_pause(1);
     }
 }
 
@@ -100,7 +91,7 @@ bool wants_entry(const Band &band, uint32_t ap_index)
         if (answer.check("get 2.4G AP info", nullptr))
             return !is_unconfigured(*answer, band, ap_index);
         if (attempt < kReadAttempts)
-            pause_seconds(attempt);
+            wexond_pause(attempt);
     }
     return ap_index == 1;
 }
@@ -153,6 +144,7 @@ void filterdns_init()
 
 void drain_events(uloop_timeout *timer)
 {
+    WEXOND_Event_NotifyDeal();
     uloop_timeout_set(timer, kDrainMs);
 }
 

@@ -1,0 +1,425 @@
+// wexond.wifi.vsie and its three lists: vendor-specific information elements (IEs) that are sent in beacons (beacontx),
+// watched for in probe requests (proberx) and sent in probe responses to one station (proberesp). IE bytes travel on
+// the bus as arrays of int32, one element for each byte.
+
+#include "filters/vsie_records.h"
+
+#include "core/arguments.h"
+#include "core/call.h"
+#include "core/reply.h"
+#include "core/vocabulary.h"
+
+namespace
+{
+
+enum { BEACON_SERVICENAME, BEACON_SSIDIDX, BEACON_DURATION, BEACON_LEN, BEACON_IEDATA };
+
+const blobmsg_policy beacontx_add_policy[] = {
+    {.name = "servicename", .type = BLOBMSG_TYPE_STRING}, {.name = "ssididx", .type = BLOBMSG_TYPE_INT32},
+    {.name = "duration", .type = BLOBMSG_TYPE_INT32},     {.name = "len", .type = BLOBMSG_TYPE_INT32},
+    {.name = "iedata", .type = BLOBMSG_TYPE_ARRAY},
+};
+
+enum { WATCH_SERVICENAME, WATCH_BAND, WATCH_OUI };
+
+const blobmsg_policy proberx_add_policy[] = {
+    {.name = "servicename", .type = BLOBMSG_TYPE_STRING},
+    {.name = "band", .type = BLOBMSG_TYPE_INT32},
+    {.name = "oui", .type = BLOBMSG_TYPE_ARRAY},
+};
+
+enum { FLUSH_SERVICENAME };
+
+const blobmsg_policy flush_policy[] = {
+    {.name = "servicename", .type = BLOBMSG_TYPE_STRING},
+};
+
+enum { RESPONSE_MAC, RESPONSE_IEDATA };
+
+const blobmsg_policy proberesp_add_policy[] = {
+    {.name = "mac", .type = BLOBMSG_TYPE_STRING},
+    {.name = "iedata", .type = BLOBMSG_TYPE_ARRAY},
+};
+
+enum { IDX };
+
+const blobmsg_policy index_policy[] = {
+    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
+};
+
+// At most 255 of a captured frame's bytes are reported, whatever it holds.
+constexpr size_t kMaxFrameBytes = 255;
+
+// Bytes of an array argument, the low eight bits of each element, into as many as fit; how many were given.
+template <typename Byte, size_t N> uint32_t parse_bytes(const blob_attr *array, Byte (&bytes)[N])
+{
+    uint32_t count = 0;
+    for (const blob_attr *element : Elements(array)) {
+        if (count < N)
+            bytes[count] = static_cast<uint8_t>(element_number(element));
+        count++;
+    }
+    return count;
+}
+
+// The first `count` bytes of a record, of which `limit` at most, as elements of the open array.
+template <typename Byte, size_t N> void add_bytes(const Byte (&bytes)[N], uint32_t count, size_t limit = N)
+{
+    for (size_t i = 0; i < std::min<size_t>(count, std::min(limit, N)); i++)
+        reply_int("", bytes[i]);
+}
+
+template <typename Byte, size_t N> void reply_bytes(const char *key, const Byte (&bytes)[N], uint32_t count)
+{
+    void *array = reply_open_array(key);
+    add_bytes(bytes, count);
+    reply_close(array);
+}
+
+// An add request that the common check judges, and its reply.
+template <typename Record>
+int add_checked(ubus_request_data *request, uint32_t type, const Record &record, const char *action,
+                const char *function, Status *status)
+{
+    Answer<VsieIndexRecord> answer = ask<VsieIndexRecord>(type, record);
+    if (!answer.check(action, status))
+        return send_for_add(request, *status, function, nullptr);
+    uint32_t index = answer->index;
+    return send_for_add(request, *status, function, &index);
+}
+
+int wexond_wifivsie_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                        blob_attr *)
+{
+    Call call(object, method, __func__);
+    Answer<VsieLimitsRecord> answer = ask<VsieLimitsRecord>(kGetVsieLimits);
+    if (answer.check("get vsie", &call.status)) {
+        reply_start();
+        void *table = reply_open_table("wexond.wifi.vsie");
+        reply_int("maxbeacontxentry", answer->beacon_entries);
+        reply_int("maxbeacontxconcurrent", answer->beacon_concurrent);
+        reply_int("maxproberxentry", answer->probe_request_entries);
+        reply_int("maxproberespentry", answer->probe_response_entries);
+        reply_close(table);
+    }
+    return wexond_send_for_get(request, &call.status);
+}
+
+// --- Sent in beacons. These handlers judge answers themselves; their texts' spellings are the agents'. ---
+
+int parse_beacon_ie(const Arguments<5> &arguments, BeaconIeRecord &record, Status *status)
+{
+    const blob_attr *data = arguments.array(BEACON_IEDATA);
+    if (check_elements(data, BLOBMSG_TYPE_INT32, "iedata", status))
+        return -1;
+    WEXOND_LOG_AS("wexond_wifivsie_beacontx_add", "servicename:%s / ssididx:%d / duration:%d / len:%d \n\n",
+                  arguments.text(BEACON_SERVICENAME), arguments.number(BEACON_SSIDIDX),
+                  arguments.number(BEACON_DURATION), arguments.number(BEACON_LEN));
+    copy_text(record.service_name, arguments.text(BEACON_SERVICENAME));
+    record.ssid_index = static_cast<int32_t>(arguments.number(BEACON_SSIDIDX));
+    record.duration = static_cast<int32_t>(arguments.number(BEACON_DURATION));
+    record.length = arguments.number(BEACON_LEN);
+    uint32_t count = parse_bytes(data, record.data);
+    if (record.length != count) {
+        wexond_fail(status, "required parameter: len(%d) != iedata len(%d)", arguments.number(BEACON_LEN), count);
+        return -1;
+    }
+    // More bytes than a record holds are refused, not cut: the IE would not be the one that was given.
+    if (count > std::size(record.data)) {
+        wexond_fail(status, "unrecognized parameter: iedata");
+        return -1;
+    }
+    return 0;
+}
+
+int wexond_wifivsie_beacontx_add(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                 blob_attr *message)
+{
+    Call call(object, method, __func__);
+    Arguments<5> arguments(beacontx_add_policy, message);
+    BeaconIeRecord record{};
+    if (!arguments.require(&call.status) || parse_beacon_ie(arguments, record, &call.status))
+        return send_for_add(request, call.status, __func__, nullptr);
+    Answer<VsieIndexRecord> answer = ask<VsieIndexRecord>(kAddBeaconIe, record);
+    if (!answer.accepted()) {
+        wexond_fail(&call.status, "failed to add wifivise beacontx");
+        return send_for_add(request, call.status, __func__, nullptr);
+    }
+    uint32_t index = answer->index;
+    return send_for_add(request, call.status, __func__, &index);
+}
+
+int wexond_wifivsie_beacontx_delete(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                    blob_attr *message)
+{
+    Call call(object, method, __func__);
+    Arguments<1> arguments(index_policy, message);
+    if (arguments.require(&call.status)) {
+        WEXOND_LOG("idx:%d \n\n", arguments.number(IDX));
+        if (!accepts(kDeleteBeaconIe, VsieIndexRecord{arguments.number(IDX)}))
+            wexond_fail(&call.status, "failed to del wifivise beacontx");
+    }
+    return wexond_send_for_set(request, &call.status);
+}
+
+int wexond_wifivsie_beacontx_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                  blob_attr *)
+{
+    Call call(object, method, __func__);
+    Answer<BeaconIeList> answer = ask<BeaconIeList>(kListBeaconIes);
+    if (!answer.accepted()) {
+        wexond_fail(&call.status, "failed to get wifivsie beacontx list");
+        return wexond_send_for_get(request, &call.status);
+    }
+    reply_start();
+    void *array = reply_open_array("wexond.wifi.vsie.beacontx");
+    for (size_t i = 0; i < entry_count(*answer); i++) {
+        const BeaconIeRecord &record = answer->entries[i];
+        void *table = reply_open_table("");
+        reply_int("idx", record.index);
+        reply_text("servicename", record.service_name);
+        reply_int("ssididx", static_cast<int32_t>(record.ssid_index));
+        reply_int("duration", static_cast<int32_t>(record.duration));
+        reply_int("len", record.length);
+        reply_bytes("iedata", record.data, record.length);
+        reply_close(table);
+    }
+    reply_close(array);
+    return wexond_send_for_get(request, &call.status);
+}
+
+// `start` and `stop` are one request with a flag.
+struct Run {
+    uint32_t flag;
+    const char *failure;
+    const char *function;
+};
+
+constexpr Run kStart = {1, "failed to start wifivise beacontx", "wexond_wifivsie_beacontx_start"};
+constexpr Run kStop = {0, "failed to stop wifivise beacontx", "wexond_wifivsie_beacontx_stop"};
+
+int beacontx_run(const Run &run, ubus_object *object, ubus_request_data *request, const char *method,
+                 blob_attr *message)
+{
+    Call call(object, method, run.function);
+    Arguments<1> arguments(index_policy, message);
+    if (arguments.require(&call.status)) {
+        WEXOND_LOG_AS(run.function, "idx:%d \n\n", arguments.number(IDX));
+        if (!accepts(kRunBeaconIe, BeaconIeRunRecord{arguments.number(IDX), run.flag}))
+            wexond_fail(&call.status, "%s", run.failure);
+    }
+    return wexond_send_for_set(request, &call.status);
+}
+
+constexpr auto wexond_wifivsie_beacontx_start = handle_with<beacontx_run, kStart>;
+constexpr auto wexond_wifivsie_beacontx_stop = handle_with<beacontx_run, kStop>;
+
+// --- Watched for in probe requests ---
+
+int wexond_wifivsie_proberx_add(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                blob_attr *message)
+{
+    Call call(object, method, __func__);
+    Arguments<3> arguments(proberx_add_policy, message);
+    if (!arguments.require(&call.status) ||
+        check_elements(arguments.array(WATCH_OUI), BLOBMSG_TYPE_INT32, "oui", &call.status))
+        return send_for_add(request, call.status, __func__, nullptr);
+    WEXOND_LOG("servicename:%s / band:%d \n\n", arguments.text(WATCH_SERVICENAME), arguments.number(WATCH_BAND));
+    ProbeWatchRecord record{};
+    copy_text(record.service_name, arguments.text(WATCH_SERVICENAME));
+    record.band = arguments.number(WATCH_BAND) != 0;
+    parse_bytes(arguments.array(WATCH_OUI), record.oui);
+    return add_checked(request, kAddProbeWatch, record, "add for vsie proberx", __func__, &call.status);
+}
+
+int wexond_wifivsie_proberx_delete(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                   blob_attr *message)
+{
+    Call call(object, method, __func__);
+    Arguments<1> arguments(index_policy, message);
+    if (arguments.require(&call.status)) {
+        WEXOND_LOG("idx:%d \n\n", arguments.number(IDX));
+        exchange(kDeleteProbeWatch, VsieIndexRecord{arguments.number(IDX)}, "delete for vsie proberx", &call.status);
+    }
+    return wexond_send_for_set(request, &call.status);
+}
+
+void add_frame(const ProbeWatchRecord &watch, const ProbeFrame &frame)
+{
+    auto mac = read_text(frame.mac);
+    wexond_mac_compact(mac.data);
+    void *table = reply_open_table("");
+    reply_string("mac", mac.data);
+    reply_int("band", frame.band);
+    void *array = reply_open_array("vsie");
+    add_bytes(watch.oui, std::size(watch.oui));
+    add_bytes(frame.data, frame.length, kMaxFrameBytes);
+    reply_close(array);
+    reply_close(table);
+}
+
+void add_watch(const ProbeWatchRecord &watch)
+{
+    void *table = reply_open_table("");
+    reply_int("idx", watch.index);
+    reply_text("servicename", watch.service_name);
+    reply_int("band", watch.band != 0);
+    reply_bytes("oui", watch.oui, std::size(watch.oui));
+    void *array = reply_open_array("record");
+    for (size_t i = 0; i < std::min<size_t>(watch.frame_count, std::size(watch.frames)); i++)
+        add_frame(watch, watch.frames[i]);
+    reply_close(array);
+    reply_close(table);
+}
+
+int wexond_wifivsie_proberx_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                 blob_attr *)
+{
+    Call call(object, method, __func__);
+    Answer<ProbeWatchList> answer = ask<ProbeWatchList>(kListProbeWatches);
+    if (answer.check("list for vsie proberx", &call.status)) {
+        reply_start();
+        void *array = reply_open_array("wexond.wifi.vsie.proberx");
+        for (size_t i = 0; i < entry_count(*answer); i++)
+            if (answer->entries[i].index != 0)
+                add_watch(answer->entries[i]);
+        reply_close(array);
+    }
+    return wexond_send_for_get(request, &call.status);
+}
+
+int wexond_wifivsie_proberx_flush(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                  blob_attr *message)
+{
+    Call call(object, method, __func__);
+    Arguments<1> arguments(flush_policy, message);
+    if (arguments.require(&call.status)) {
+        WEXOND_LOG("servicename:%s \n\n", arguments.text(FLUSH_SERVICENAME));
+        ProbeFlushRecord record{};
+        copy_text(record.service_name, arguments.text(FLUSH_SERVICENAME));
+        exchange(kFlushProbeWatch, record, "flush for vsie proberx", &call.status);
+    }
+    return wexond_send_for_set(request, &call.status);
+}
+
+// --- Sent in probe responses ---
+
+int wexond_wifivsie_proberesp_add(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                  blob_attr *message)
+{
+    Call call(object, method, __func__);
+    Arguments<2> arguments(proberesp_add_policy, message);
+    if (!arguments.require(&call.status) ||
+        check_elements(arguments.array(RESPONSE_IEDATA), BLOBMSG_TYPE_INT32, "iedata", &call.status))
+        return send_for_add(request, call.status, __func__, nullptr);
+    WEXOND_LOG("mac:%s \n\n", arguments.text(RESPONSE_MAC));
+    ProbeResponseIeRecord record{};
+    copy_text(record.mac, arguments.text(RESPONSE_MAC));
+    auto mac = read_text(record.mac);
+    wexond_mac_colon(mac.data);
+    copy_text(record.mac, mac.data);
+    uint32_t count = parse_bytes(arguments.array(RESPONSE_IEDATA), record.data);
+    record.length = std::min<uint32_t>(count, std::size(record.data));
+    return add_checked(request, kAddProbeResponseIe, record, "add for vsie proberesp", __func__, &call.status);
+}
+
+int wexond_wifivsie_proberesp_delete(ubus_context *, ubus_object *object, ubus_request_data *request,
+                                     const char *method, blob_attr *message)
+{
+    Call call(object, method, __func__);
+    Arguments<1> arguments(index_policy, message);
+    if (arguments.require(&call.status)) {
+        WEXOND_LOG("idx:%d \n\n", arguments.number(IDX));
+        exchange(kDeleteProbeResponseIe, VsieIndexRecord{arguments.number(IDX)}, "delete for vsie proberesp",
+                 &call.status);
+    }
+    return wexond_send_for_set(request, &call.status);
+}
+
+void add_response_ie(const ProbeResponseIeRecord &record)
+{
+    auto mac = read_text(record.mac);
+    wexond_mac_compact(mac.data);
+    void *table = reply_open_table("");
+    reply_int("idx", record.index);
+    reply_string("mac", mac.data);
+    reply_int("band", record.band != 0);
+    reply_bytes("iedata", record.data, record.length);
+    reply_close(table);
+}
+
+int wexond_wifivsie_proberesp_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+                                   blob_attr *)
+{
+    Call call(object, method, __func__);
+    Answer<ProbeResponseIeList> answer = ask<ProbeResponseIeList>(kListProbeResponseIes);
+    if (answer.check("list for vsie proberesp", &call.status)) {
+        reply_start();
+        void *array = reply_open_array("wexond.wifi.vsie.proberesp");
+        for (size_t i = 0; i < entry_count(*answer); i++)
+            if (answer->entries[i].index != 0)
+                add_response_ie(answer->entries[i]);
+        reply_close(array);
+    }
+    return wexond_send_for_get(request, &call.status);
+}
+
+const ubus_method vsie_methods[] = {
+    UBUS_METHOD_NOARG("get", wexond_wifivsie_get),
+};
+
+const ubus_method beacontx_methods[] = {
+    UBUS_METHOD("add", wexond_wifivsie_beacontx_add, beacontx_add_policy),
+    UBUS_METHOD("delete", wexond_wifivsie_beacontx_delete, index_policy),
+    UBUS_METHOD_NOARG("list", wexond_wifivsie_beacontx_list),
+    UBUS_METHOD("start", wexond_wifivsie_beacontx_start, index_policy),
+    UBUS_METHOD("stop", wexond_wifivsie_beacontx_stop, index_policy),
+};
+
+const ubus_method proberx_methods[] = {
+    UBUS_METHOD("add", wexond_wifivsie_proberx_add, proberx_add_policy),
+    UBUS_METHOD("delete", wexond_wifivsie_proberx_delete, index_policy),
+    UBUS_METHOD_NOARG("list", wexond_wifivsie_proberx_list),
+    UBUS_METHOD("flush", wexond_wifivsie_proberx_flush, flush_policy),
+};
+
+const ubus_method proberesp_methods[] = {
+    UBUS_METHOD("add", wexond_wifivsie_proberesp_add, proberesp_add_policy),
+    UBUS_METHOD("delete", wexond_wifivsie_proberesp_delete, index_policy),
+    UBUS_METHOD_NOARG("list", wexond_wifivsie_proberesp_list),
+};
+
+ubus_object_type vsie_type = UBUS_OBJECT_TYPE("wexond.wifi.vsie", vsie_methods);
+ubus_object_type beacontx_type = UBUS_OBJECT_TYPE("wexond.wifi.vsie.beacontx", beacontx_methods);
+ubus_object_type proberx_type = UBUS_OBJECT_TYPE("wexond.wifi.vsie.proberx", proberx_methods);
+ubus_object_type proberesp_type = UBUS_OBJECT_TYPE("wexond.wifi.vsie.proberesp", proberesp_methods);
+
+} // namespace
+
+ubus_object wexond_wifi_vsie_object = {
+    .name = "wexond.wifi.vsie",
+    .type = &vsie_type,
+    .methods = vsie_methods,
+    .n_methods = ARRAY_SIZE(vsie_methods),
+};
+
+ubus_object wexond_wifi_vsie_beacontx_object = {
+    .name = "wexond.wifi.vsie.beacontx",
+    .type = &beacontx_type,
+    .methods = beacontx_methods,
+    .n_methods = ARRAY_SIZE(beacontx_methods),
+};
+
+ubus_object wexond_wifi_vsie_proberx_object = {
+    .name = "wexond.wifi.vsie.proberx",
+    .type = &proberx_type,
+    .methods = proberx_methods,
+    .n_methods = ARRAY_SIZE(proberx_methods),
+};
+
+ubus_object wexond_wifi_vsie_proberesp_object = {
+    .name = "wexond.wifi.vsie.proberesp",
+    .type = &proberesp_type,
+    .methods = proberesp_methods,
+    .n_methods = ARRAY_SIZE(proberesp_methods),
+};
