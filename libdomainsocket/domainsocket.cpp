@@ -166,8 +166,10 @@ int open_socket()
 bool make_address(sockaddr_un &address, const char *path)
 {
     size_t length = path ? strnlen(path, sizeof(address.sun_path)) : 0;
-    if (length == 0 || length == sizeof(address.sun_path))
+    if (length == 0 || length == sizeof(address.sun_path)) {
+        errno = length == 0 ? EINVAL : ENAMETOOLONG;
         return false;
+    }
     address = {};
     address.sun_family = AF_UNIX;
     memcpy(address.sun_path, path, length);
@@ -325,12 +327,14 @@ bool remove_stale_socket(const sockaddr_un &address)
     struct stat status;
     if (lstat(address.sun_path, &status) != 0)
         return errno == ENOENT;
+    errno = ENOTSOCK;
     int probe = S_ISSOCK(status.st_mode) ? open_socket() : -1;
     if (probe < 0)
         return false;
     bool refused = fcntl(probe, F_SETFL, O_NONBLOCK) == 0 && connect(probe, generic(address), sizeof(address)) != 0 &&
                    errno == ECONNREFUSED;
     close(probe);
+    errno = EADDRINUSE;
     return refused && (unlink(address.sun_path) == 0 || errno == ENOENT);
 }
 
@@ -369,7 +373,9 @@ int SOCKET_InitListenServer(const char *path)
             return listener;
         unlink(path);
     }
+    int error = errno;
     close(listener);
+    errno = error;
     return -1;
 }
 

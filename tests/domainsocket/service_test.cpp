@@ -46,6 +46,7 @@ TEST_F(ListenServer, RefusesPathThatSomebodyServes)
     int listener = SOCKET_InitListenServer(path.c_str());
     size_t before = open_descriptors();
     EXPECT_EQ(SOCKET_InitListenServer(path.c_str()), -1);
+    EXPECT_EQ(errno, EADDRINUSE);
     EXPECT_EQ(open_descriptors(), before);
     int client = raw_connect(path);
     EXPECT_GT(client, 0) << "the first server has lost its socket";
@@ -68,6 +69,7 @@ TEST_F(ListenServer, LeavesOtherFilesAlone)
 {
     std::ofstream(path) << "precious";
     EXPECT_EQ(SOCKET_InitListenServer(path.c_str()), -1);
+    EXPECT_EQ(errno, ENOTSOCK);
     std::string content;
     std::ifstream(path) >> content;
     EXPECT_EQ(content, "precious");
@@ -79,7 +81,9 @@ TEST_F(ListenServer, RefusesUnusablePaths)
     EXPECT_EQ(SOCKET_InitListenServer(nullptr), -1);
     EXPECT_EQ(SOCKET_InitListenServer(""), -1);
     EXPECT_EQ(SOCKET_InitListenServer(folder.file("missing/service").c_str()), -1);
+    EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(SOCKET_InitListenServer(folder.file(std::string(108, 'p')).c_str()), -1);
+    EXPECT_EQ(errno, ENAMETOOLONG);
     EXPECT_EQ(open_descriptors(), before);
     std::string longest = folder.file("");
     longest += std::string(107 - longest.size(), 'p');
