@@ -1,10 +1,6 @@
 // Wire records written out by hand: so many zero bytes, and what stands at which offset.
 //
-<<<<<<< HEAD
 //     Bytes(456).text(0, "http://host/image").u32(384, 12345678)
-=======
-//     Bytes(456).text(0, "http://host/image").u32(384, 12345)
->>>>>>> bench
 #pragma once
 
 #include <cstdint>
@@ -35,12 +31,8 @@ class Bytes
     std::string data_;
 };
 
-<<<<<<< HEAD
 // The size, then each run of bytes that are not zero with its offset: `456 bytes: @0 "http://host/image" @384 4e 61
 // bc`.
-=======
-// The size, then each run of bytes that are not zero with its offset: `456 bytes: @0 "http://host/image" @384 39 30`.
->>>>>>> bench
 std::ostream &operator<<(std::ostream &stream, const Bytes &bytes);
 
 } // namespace test_support

@@ -1,12 +1,9 @@
 #include "tests/support/daemon_test.h"
 
 #include <fstream>
-<<<<<<< HEAD
 #include <regex>
 
 #include "tests/support/listening.h"
-=======
->>>>>>> bench
 
 namespace test_support
 {
@@ -67,10 +64,7 @@ void DaemonTest::start_daemon()
 {
     launch_daemon();
     wait_until_up();
-<<<<<<< HEAD
     wait_until_listening(event_socket());
-=======
->>>>>>> bench
     service().take_requests();
     take_log();
 }
@@ -78,17 +72,10 @@ void DaemonTest::start_daemon()
 void DaemonTest::end_daemon()
 {
     bus_.stop();
-<<<<<<< HEAD
     EXPECT_EQ(daemon_->wait(), expected_status_) << "the daemon's exit status";
     EXPECT_EQ(daemon_->standard_error(), expected_error_);
     daemon_.reset();
     std::filesystem::remove(event_socket());
-=======
-    EXPECT_EQ(daemon_->wait(), 0) << "the daemon's exit status";
-    EXPECT_EQ(daemon_->standard_error(), expected_error_);
-    daemon_.reset();
-    std::filesystem::remove(folder_ / "events.sock");
->>>>>>> bench
 }
 
 void DaemonTest::restart_service()
@@ -103,15 +90,12 @@ BusClient &DaemonTest::client()
     return *client_;
 }
 
-<<<<<<< HEAD
 std::string DaemonTest::take_bus_thread_log()
 {
     static const std::regex relay_line(R"(\[WEXOND_(Socket|Server)\w*\.#\]: [^[]*)");
     return std::regex_replace(take_log(), relay_line, "");
 }
 
-=======
->>>>>>> bench
 void DaemonTest::enable_log()
 {
     std::ofstream flag(folder_ / "debug_wexond");

@@ -123,7 +123,6 @@ ScriptedService::~ScriptedService()
         std::lock_guard lock(mutex_);
         ending_ = true;
         shutdown(listener_, SHUT_RDWR);
-<<<<<<< HEAD
         for (const Client &client : clients_)
             shutdown(client.fd, SHUT_RDWR);
         changed_.notify_all();
@@ -133,17 +132,6 @@ ScriptedService::~ScriptedService()
         client.thread.join();
         close(client.fd);
     }
-=======
-        for (int client : clients_)
-            shutdown(client, SHUT_RDWR);
-        changed_.notify_all();
-    }
-    thread_.join();
-    for (std::thread &thread : client_threads_)
-        thread.join();
-    for (int client : clients_)
-        close(client);
->>>>>>> bench
     close(listener_);
 }
 
@@ -199,7 +187,6 @@ Requests ScriptedService::wait_for_requests(size_t count, Milliseconds limit)
 size_t ScriptedService::connections()
 {
     std::lock_guard lock(mutex_);
-<<<<<<< HEAD
     return connections_;
 }
 
@@ -243,33 +230,6 @@ void ScriptedService::forget_done_clients()
             ++client;
         }
     }
-=======
-    return clients_.size();
-}
-
-// Descriptors stay open until the end, so that none is reused while its number is kept here.
-void ScriptedService::accept_clients()
-{
-    for (;;) {
-        int client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        std::lock_guard lock(mutex_);
-        if (client >= 0)
-            clients_.push_back(client);
-        if (ending_ || client < 0)
-            return;
-        client_threads_.emplace_back(&ScriptedService::serve, this, client);
-    }
-}
-
-void ScriptedService::serve(int client)
-{
-    for (Request request; receive(client, request);) {
-        Answer answer = judge(request);
-        if (!pause(answer.silence) || !answer.is_given || !send(client, request.type, answer) || answer.claimed_length)
-            break;
-    }
-    shutdown(client, SHUT_RDWR);
->>>>>>> bench
 }
 
 Answer ScriptedService::judge(const Request &request)

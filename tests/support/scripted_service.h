@@ -82,7 +82,6 @@ class ScriptedService
     size_t connections();
 
   private:
-<<<<<<< HEAD
     // A connection and the thread that serves it.
     struct Client {
         int fd;
@@ -93,10 +92,6 @@ class ScriptedService
     void accept_clients();
     void serve(Client &client);
     void forget_done_clients();
-=======
-    void accept_clients();
-    void serve(int client);
->>>>>>> bench
     Answer judge(const Request &request);
     bool pause(Milliseconds time);
 
@@ -106,13 +101,8 @@ class ScriptedService
     std::map<uint32_t, Rule> rules_;
     Rule general_rule_;
     Requests requests_;
-<<<<<<< HEAD
     std::list<Client> clients_;
     size_t connections_ = 0;
-=======
-    std::vector<int> clients_;
-    std::vector<std::thread> client_threads_;
->>>>>>> bench
     bool ending_ = false;
     std::thread thread_;
 };
