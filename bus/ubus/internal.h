@@ -16,7 +16,8 @@ struct KeptMessage {
     Message message;
 };
 
-// How long to wait: until the monotonic clock (milliseconds) says so, or the event loop is kTold to end meanwhile.
+// How long to wait: until the monotonic clock (milliseconds) says so, or the event loop is told to end meanwhile. Where
+// it had been told so before, requests still get their answers, but a signal ends the wait.
 struct Patience {
     int64_t deadline;
     bool loop_had_ended;
