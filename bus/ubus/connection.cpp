@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 // Up to here the length of a message is known.
 static constexpr size_t kPrefixLength = sizeof(ubus_msghdr) + sizeof(blob_attr);
@@ -258,11 +259,29 @@ static bool write_whole(int fd, msghdr *vector)
     return true;
 }
 
-int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
+// Short answers of a running handler, which leave with its status. One write instead of two wakes the broker, and then
+// the caller, once.
+struct ubus_held_answers {
+    size_t length;
+    char bytes[4096];
+};
+
+static void *held_bytes(ubus_context *ctx)
 {
-    blob_attr *body = ctx->message.head;
-    ubus_msghdr header = {0, static_cast<uint8_t>(type), cpu_to_be16(seq), cpu_to_be32(peer)};
-    iovec parts[] = {{&header, sizeof(header)}, {body, blob_raw_len(body)}};
+    return ctx->held ? ctx->held->bytes : nullptr;
+}
+
+static size_t take_held_length(ubus_context *ctx)
+{
+    return ctx->held ? std::exchange(ctx->held->length, 0) : 0;
+}
+
+// Writes what is held, and behind it a message where there is one.
+static int write_out(ubus_context *ctx, ubus_msghdr *header, blob_attr *body)
+{
+    iovec parts[] = {{held_bytes(ctx), take_held_length(ctx)},
+                     {header, header ? sizeof(*header) : 0},
+                     {body, body ? blob_raw_len(body) : 0}};
     msghdr vector = {};
 
     if (ctx->disconnected)
@@ -272,9 +291,45 @@ int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t p
     bool const written = write_whole(ctx->sock.fd, &vector);
     if (!written) // what follows half a message would be misread; whoever reads next finds the end
         shutdown(ctx->sock.fd, SHUT_RDWR);
+    return written ? UBUS_STATUS_OK : UBUS_STATUS_CONNECTION_FAILED;
+}
+
+static ubus_msghdr wire_header(ubus_msg_type type, uint16_t seq, uint32_t peer)
+{
+    return {0, static_cast<uint8_t>(type), cpu_to_be16(seq), cpu_to_be32(peer)};
+}
+
+int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
+{
+    ubus_msghdr header = wire_header(type, seq, peer);
+    int const status = write_out(ctx, &header, ctx->message.head);
+
     if (kUsualMessageBuffer < ctx->message.buflen)
         blob_buf_free(&ctx->message);
-    return written ? UBUS_STATUS_OK : UBUS_STATUS_CONNECTION_FAILED;
+    return status;
+}
+
+int send_message_soon(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
+{
+    ubus_msghdr const header = wire_header(type, seq, peer);
+    const blob_attr *body = ctx->message.head;
+    size_t const need = sizeof(header) + blob_raw_len(body);
+
+    if (!ctx->held)
+        ctx->held = static_cast<ubus_held_answers *>(calloc(1, sizeof(*ctx->held)));
+    if (ctx->disconnected || !ctx->held || sizeof(ctx->held->bytes) - ctx->held->length < need)
+        return send_message(ctx, type, seq, peer);
+    char *end = ctx->held->bytes + ctx->held->length;
+    memcpy(end, &header, sizeof(header));
+    memcpy(end + sizeof(header), body, blob_raw_len(body));
+    ctx->held->length += need;
+    return UBUS_STATUS_OK;
+}
+
+void flush_held(ubus_context *ctx)
+{
+    if (ctx->held && ctx->held->length > 0)
+        write_out(ctx, nullptr, nullptr);
 }
 
 static const char *default_path()
@@ -346,4 +401,6 @@ void connection_close(ubus_context *ctx)
     ctx->loss_pending = false;
     release(ctx->received);
     ctx->received = nullptr;
+    free(ctx->held);
+    ctx->held = nullptr;
 }

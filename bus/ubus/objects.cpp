@@ -76,10 +76,13 @@ static int call_method(ubus_context *ctx, ubus_request_data *req, const Attribut
 static void handle_invoke(ubus_context *ctx, const Message &message, const Attributes &attributes)
 {
     ubus_request_data req = request_data(message, attributes);
-    int const status = call_method(ctx, &req, attributes);
 
+    ctx->answering = &req;
+    int const status = call_method(ctx, &req, attributes);
+    ctx->answering = nullptr;
     if (!req.deferred && !req.no_reply)
         send_status(ctx, &req, status);
+    flush_held(ctx);
 }
 
 void refuse_call(ubus_context *ctx, const Message &message, int status)
@@ -127,7 +130,8 @@ int ubus_send_reply(ubus_context *ctx, ubus_request_data *req, blob_attr *msg)
     if (!begin_message(ctx) || !blob_put_u32(&ctx->message, UBUS_ATTR_OBJID, req->object) ||
         !blob_put(&ctx->message, UBUS_ATTR_DATA, blob_data(msg), blob_len(msg)))
         return UBUS_STATUS_NO_MEMORY;
-    return send_message(ctx, UBUS_MSG_DATA, req->seq, req->peer);
+    bool const status_follows = req == ctx->answering && !req->deferred && !req->no_reply;
+    return (status_follows ? send_message_soon : send_message)(ctx, UBUS_MSG_DATA, req->seq, req->peer);
 }
 
 void ubus_defer_request(ubus_context *, ubus_request_data *req, ubus_request_data *new_req)

@@ -26,10 +26,11 @@ void set_blocked(Client &client, bool blocked)
 }
 
 // A peer that reads no more may still have sent something: its requests are handled to the end, its answers are
-// dropped.
+// dropped. Where it was not the peer that failed, it learns by the end of the stream.
 void stop_sending(Client &client)
 {
     client.deaf = true;
+    shutdown(client.fd, SHUT_WR);
     output_free(client.output);
     set_blocked(client, false);
 }
@@ -40,7 +41,7 @@ size_t send_now(Client &client, std::span<const iovec> pieces, size_t length)
     msghdr header = {.msg_iov = const_cast<iovec *>(pieces.data()), .msg_iovlen = pieces.size()};
     ssize_t result = sendmsg(client.fd, &header, MSG_NOSIGNAL);
     size_t sent = result < 0 ? 0 : static_cast<size_t>(result);
-    if (result < 0 && errno != EAGAIN && errno != ENOBUFS && errno != ENOMEM) {
+    if (result < 0 && errno != EAGAIN) {
         stop_sending(client);
     } else {
         set_blocked(client, sent < length);
@@ -59,7 +60,7 @@ size_t send_early(Client &client, const Message &message)
 }
 
 // Queues what is left of a message of which `sent` bytes went early. 0, or -1 where it does not fit or memory is out.
-int queue(Client &client, const Message &message, size_t sent)
+int enqueue(Client &client, const Message &message, size_t sent)
 {
     if (client.deaf || sent == message.length()) {
         return 0;
@@ -88,7 +89,7 @@ int client_send(Client &client, const Message &message)
     if (client.output.size() + message.length() > kTurnLimit) {
         sent = send_early(client, message);
     }
-    if (queue(client, message, sent) == 0) {
+    if (enqueue(client, message, sent) == 0) {
         return 0;
     }
     if (sent == 0) { // without memory for the queue it may still go at once

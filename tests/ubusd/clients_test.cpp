@@ -147,6 +147,7 @@ TEST_F(Clients, AreHeardToTheEndThoughTheyReadNoMore)
         requests = requests + kPing;
     }
     RawClient client(broker);
+    shutdown(client.fd(), SHUT_RD);
     client.send(requests + message(5, 7, object, attribute(3, object) + attribute(4, "last")));
     uint32_t id = client.id();
     client.close();

@@ -145,6 +145,8 @@ struct ubus_context {
 
     /* The library's own. */
     struct ubus_receive_buffer *received;
+    struct ubus_held_answers *held;
+    const struct ubus_request_data *answering; /* the call whose handler is running */
     struct blob_buf message;
     bool disconnected;
     bool loss_pending;
