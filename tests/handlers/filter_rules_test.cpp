@@ -1,6 +1,7 @@
 // What wexond.filter.url and wexond.filter.dns have in common, for both: the course of each method, the entry objects,
 // weekdays and times of day. What differs stands in url_filter_test.cpp and dns_filter_test.cpp.
 
+#include "tests/handlers/list_answer.h"
 #include "tests/handlers/method_arguments.h"
 #include "tests/support/daemon_test.h"
 
@@ -132,14 +133,9 @@ class FilterRulesTest : public HandlerTest, public testing::WithParamInterface<c
     }
     Bytes only_index(uint32_t index) const { return Bytes(filter().size).u32(0, index); }
 
-    // The count is the number of rules unless it is given.
     Bytes list_of(const std::vector<Bytes> &rules, std::optional<uint32_t> count = {}) const
     {
-        Bytes list(4 + kSlots * filter().size);
-        list.u32(0, count.value_or(static_cast<uint32_t>(rules.size())));
-        for (size_t i = 0; i < rules.size(); i++)
-            list.text(4 + i * filter().size, rules[i].data());
-        return list;
+        return list_answer(kSlots, filter().size, rules, count);
     }
 
     std::string keys(const std::string &weekdays = "[]", const std::string &timerange = "") const
@@ -148,10 +144,7 @@ class FilterRulesTest : public HandlerTest, public testing::WithParamInterface<c
     }
     std::string listed(const std::vector<std::string> &rules) const
     {
-        std::string text;
-        for (const std::string &rule : rules)
-            text += (text.empty() ? "" : ", ") + rule;
-        return "{\"" + filter().object + "\": [" + text + "]}";
+        return "{\"" + filter().object + "\": " + array_of(rules) + "}";
     }
 
     // The replies of add, delete and list.

@@ -1,5 +1,5 @@
-// The arguments of a method in the order of its policy, as JSON: a test changes one, leaves some out, or takes the
-// first few.
+// Arguments as JSON. MethodArguments are those of a method in the order of its policy: a test changes one, leaves one
+// out, or takes the first few.
 //
 //     const MethodArguments kTimer{{"weekday", R"("1")"}, {"time", R"("07:30")"}, {"enable", R"("yes")"}};
 //     call("wexond.wifi.timer", "add", kTimer.with("time", R"("7:5")").json())
@@ -13,6 +13,25 @@
 
 namespace test_support
 {
+
+inline std::string in_quotes(const std::string &text)
+{
+    return '"' + text + '"';
+}
+
+inline std::string array_of(const std::vector<std::string> &elements)
+{
+    std::string text;
+    for (const std::string &element : elements)
+        text += (text.empty() ? "" : ", ") + element;
+    return "[" + text + "]";
+}
+
+// `count` times the same element.
+inline std::string array_of(size_t count, const std::string &element)
+{
+    return array_of(std::vector<std::string>(count, element));
+}
 
 class MethodArguments
 {
@@ -52,7 +71,7 @@ class MethodArguments
     {
         std::string text;
         for (const auto &[name, value] : arguments_)
-            text += (text.empty() ? "" : ", ") + ("\"" + name + "\": ") + value;
+            text += (text.empty() ? "" : ", ") + in_quotes(name) + ": " + value;
         return "{" + text + "}";
     }
 

@@ -1,5 +1,6 @@
 // wexond.qos and wexond.qos.classification.
 
+#include "tests/handlers/list_answer.h"
 #include "tests/handlers/method_arguments.h"
 #include "tests/support/daemon_test.h"
 
@@ -56,14 +57,9 @@ Bytes rule_record()
         .text(kDstMac, "001a2b3c4d5f");
 }
 
-// The count is the number of rules unless it is given.
 Bytes list_of(const std::vector<Bytes> &rules, std::optional<uint32_t> count = {})
 {
-    Bytes list(4 + 32 * kSize);
-    list.u32(0, count.value_or(static_cast<uint32_t>(rules.size())));
-    for (size_t i = 0; i < rules.size(); i++)
-        list.text(4 + i * kSize, rules[i].data());
-    return list;
+    return list_answer(32, kSize, rules, count);
 }
 
 std::string added(const std::string &reason = "")

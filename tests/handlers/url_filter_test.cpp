@@ -23,20 +23,6 @@ constexpr size_t kSlotSize = 32;
 const MethodArguments kEmptyRule = {{"enable", R"("no")"}, {"urls", "[]"},     {"name", R"("")"},     {"macs", "[]"},
                                     {"mode", "0"},         {"weekdays", "[]"}, {"timerange", R"("")"}};
 
-// `count` times the same element.
-std::string array_of(size_t count, const std::string &element)
-{
-    std::string text;
-    for (size_t i = 0; i < count; i++)
-        text += (text.empty() ? "" : ", ") + element;
-    return "[" + text + "]";
-}
-
-std::string in_quotes(const std::string &text)
-{
-    return '"' + text + '"';
-}
-
 class UrlFilterTest : public HandlerTest
 {
   protected:

@@ -1,5 +1,6 @@
 // wexond.wifi.timer and its timers.
 
+#include "tests/handlers/list_answer.h"
 #include "tests/handlers/method_arguments.h"
 #include "tests/support/daemon_test.h"
 
@@ -27,14 +28,9 @@ Bytes index_record(uint32_t index)
     return Bytes(4).u32(0, index);
 }
 
-// The count is the number of timers unless it is given.
 Bytes list_of(const std::vector<Bytes> &timers, std::optional<uint32_t> count = {})
 {
-    Bytes list(4 + 32 * 36);
-    list.u32(0, count.value_or(static_cast<uint32_t>(timers.size())));
-    for (size_t i = 0; i < timers.size(); i++)
-        list.text(4 + i * 36, timers[i].data());
-    return list;
+    return list_answer(32, 36, timers, count);
 }
 
 std::string keys(const std::string &weekday, const std::string &time, const std::string &enable)
