@@ -79,9 +79,8 @@ void release(Entry *entry)
     free(entry);
 }
 
-// An entry whose object is on the bus is not freed, and never withdrawn: calls of that object go on being answered.
-// Without an object nothing can refer to it any more.
-void displace(Entry *entry)
+// Frees an entry that is in no list any more, unless the bus still knows its object: then its calls go on being answered.
+void release_unless_known(Entry *entry)
 {
     if (entry->object.id == 0) {
         release(entry);
