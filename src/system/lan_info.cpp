@@ -305,8 +305,10 @@ struct Finding {
     const char *failure;
 };
 
+constexpr const char *kSetHandler = "wexond_laninfo1_set";
+
 const Finding get_finding = {"wexond_laninfo1_get", "Succeed to find index", "failed to get laninfo"};
-const Finding set_finding = {"wexond_laninfo1_set", "Succeed to get sta num", "failed to set laninfo"};
+const Finding set_finding = {kSetHandler, "Succeed to get sta num", "failed to set laninfo"};
 
 // The station number of a called object; 0 for an object that is no entry's.
 uint32_t find_number(const ubus_object *object)
@@ -367,7 +369,7 @@ template <typename Record> bool change(uint32_t type, const Record &record, cons
 {
     if (exchange(type, record, action, status))
         return true;
-    WEXOND_LOG_AS("wexond_laninfo1_set", "Failed to %s\n", action);
+    WEXOND_LOG_AS(kSetHandler, "Failed to %s\n", action);
     return false;
 }
 
@@ -376,7 +378,7 @@ bool set_name(const SetArguments &arguments, const StationMac &mac, Status *stat
 {
     if (!arguments.has(DEVNAME))
         return true;
-    WEXOND_LOG_AS("wexond_laninfo1_set", "devname:%s \n\n", arguments.text(DEVNAME));
+    WEXOND_LOG_AS(kSetHandler, "devname:%s \n\n", arguments.text(DEVNAME));
     auto record = record_for<StationNameRecord>(mac);
     copy_text(record.device_name, arguments.text(DEVNAME));
     return change(kSetStationName, record, "set devname", status);
@@ -387,7 +389,7 @@ bool set_access(const SetArguments &arguments, const StationMac &mac, Status *st
     if (!arguments.has(INTERNETACCESS))
         return true;
     uint32_t access = arguments.number(INTERNETACCESS);
-    WEXOND_LOG_AS("wexond_laninfo1_set", "internetaccess:%d \n\n", access);
+    WEXOND_LOG_AS(kSetHandler, "internetaccess:%d \n\n", access);
     // Deliberate: both requests go out for an unknown access too, then without a station.
     StationAccessRecord internet{}, wifi{};
     if (access <= 2) {
@@ -403,7 +405,7 @@ bool set_storage_access(const SetArguments &arguments)
 {
     // Deliberate: storage access can be read but not changed; the argument is taken and nothing is sent.
     if (arguments.has(STORAGEACCESS))
-        WEXOND_LOG_AS("wexond_laninfo1_set", "storageaccess:%d \n\n", arguments.number(STORAGEACCESS));
+        WEXOND_LOG_AS(kSetHandler, "storageaccess:%d \n\n", arguments.number(STORAGEACCESS));
     return true;
 }
 
@@ -411,12 +413,12 @@ bool set_bandwidth(const SetArguments &arguments, const StationMac &mac, Status 
 {
     auto record = record_for<StationRateLimitRecord>(mac);
     if (arguments.has(USBANDWIDTH)) {
-        WEXOND_LOG_AS("wexond_laninfo1_set", "usbandwidth:%d \n\n", arguments.number(USBANDWIDTH));
+        WEXOND_LOG_AS(kSetHandler, "usbandwidth:%d \n\n", arguments.number(USBANDWIDTH));
         record.upstream = arguments.number(USBANDWIDTH);
         record.change_mask = record.change_mask | 1;
     }
     if (arguments.has(DSBANDWIDTH)) {
-        WEXOND_LOG_AS("wexond_laninfo1_set", "dsbandwidth:%d \n\n", arguments.number(DSBANDWIDTH));
+        WEXOND_LOG_AS(kSetHandler, "dsbandwidth:%d \n\n", arguments.number(DSBANDWIDTH));
         record.downstream = arguments.number(DSBANDWIDTH);
         record.change_mask = record.change_mask | 2;
     }
@@ -427,12 +429,12 @@ bool set_model(const SetArguments &arguments, const StationMac &mac, Status *sta
 {
     auto record = record_for<StationModelRecord>(mac);
     if (arguments.has(BRAND)) {
-        WEXOND_LOG_AS("wexond_laninfo1_set", "brand:%s \n\n", arguments.text(BRAND));
+        WEXOND_LOG_AS(kSetHandler, "brand:%s \n\n", arguments.text(BRAND));
         copy_text(record.brand, arguments.text(BRAND));
         record.change_mask = record.change_mask | 1;
     }
     if (arguments.has(MODEL)) {
-        WEXOND_LOG_AS("wexond_laninfo1_set", "model:%s \n\n", arguments.text(MODEL));
+        WEXOND_LOG_AS(kSetHandler, "model:%s \n\n", arguments.text(MODEL));
         copy_text(record.model, arguments.text(MODEL));
         record.change_mask = record.change_mask | 2;
     }
