@@ -1,0 +1,25 @@
+// A folder of the test's own, removed with everything in it.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace test_support
+{
+
+class TemporaryFolder
+{
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+
+    const std::filesystem::path &path() const { return path_; }
+    std::filesystem::path operator/(const std::string &name) const { return path_ / name; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+} // namespace test_support
