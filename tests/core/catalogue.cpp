@@ -76,9 +76,11 @@ ubus_object *catalogue_object(const char *)
     return nullptr;
 }
 
+int event_relay_result;
+
 int WEXOND_Notify_ThreadInit()
 {
-    return 0;
+    return event_relay_result;
 }
 
 int drains;

@@ -8,5 +8,8 @@
 extern std::vector<uint32_t> scanned_bands;
 extern int drains;
 
+// What the start of the event relay returns; it starts nothing.
+extern int event_relay_result;
+
 // Makes objects and types as new, for another broker.
 void catalogue_forget_bus();

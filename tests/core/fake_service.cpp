@@ -1,13 +1,20 @@
 #include "tests/core/fake_service.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <domainsocket.h>
+#include <mutex>
+
+#include "tests/support/process.h"
 
 using test_support::Bytes;
 
 FakeService fake_service;
+
+static std::mutex mutex;
+static std::condition_variable arrival;
 
 std::ostream &operator<<(std::ostream &stream, const SentRequest &request)
 {
@@ -40,6 +47,8 @@ extern "C" void *SOCKET_SendMsgByType(const char *path, uint32_t type, uint32_t 
     if (payload)
         bytes = Bytes({static_cast<const char *>(payload), length});
     SentRequest request = {path, type, flag, bytes, length, expected};
+    std::lock_guard lock(mutex);
+    arrival.notify_all();
     fake_service.requests.push_back(request);
     fake_service.last_response = nullptr;
     std::optional<Bytes> body = next_answer(request);
@@ -50,4 +59,11 @@ extern "C" void *SOCKET_SendMsgByType(const char *path, uint32_t type, uint32_t 
     void *response = calloc(1, size);
     memcpy(response, body->data().data(), std::min(size, body->size()));
     return fake_service.last_response = response;
+}
+
+std::vector<SentRequest> wait_for_sent(size_t count)
+{
+    std::unique_lock lock(mutex);
+    arrival.wait_for(lock, test_support::kPatience, [count] { return fake_service.requests.size() >= count; });
+    return fake_service.requests;
 }

@@ -27,6 +27,7 @@ std::ostream &operator<<(std::ostream &stream, const SentRequest &request);
 // The body of an answer: the return code and the record.
 test_support::Bytes answer(uint32_t code, const test_support::Bytes &record = {});
 
+// For one thread at a time, but for what other threads send.
 struct FakeService {
     // Answers in order; none is no answer. After the last, what the rule says; without a rule nothing is answered.
     std::deque<std::optional<test_support::Bytes>> answers;
@@ -36,3 +37,6 @@ struct FakeService {
 };
 
 extern FakeService fake_service;
+
+// Waits until `count` requests were sent, by other threads too; returns them. Gives up in the end.
+std::vector<SentRequest> wait_for_sent(size_t count);

@@ -1,8 +1,6 @@
 // Start-up in the test's own process: every request, pause, log line and timer, in order, without the waiting.
 #include "core/startup.h"
 
-#include <cerrno>
-#include <ctime>
 #include <dlfcn.h>
 #include <map>
 #include <regex>
@@ -13,6 +11,7 @@
 #include "tests/core/bus_test.h"
 #include "tests/core/catalogue.h"
 #include "tests/core/fake_service.h"
+#include "tests/core/pauses.h"
 
 using namespace std::string_literals;
 using test_support::Bytes;
@@ -29,25 +28,9 @@ struct SetTimer {
 
 // What the daemon's code asked for, while a test listens.
 bool recording;
-std::vector<long> pauses; // seconds
-int interruptions;        // how many pauses a signal ends a microsecond early
 std::vector<SetTimer> timers;
 
 } // namespace
-
-extern "C" int nanosleep(const timespec *time, timespec *left)
-{
-    if (!recording)
-        return clock_nanosleep(CLOCK_REALTIME, 0, time, left) ? -1 : 0;
-    if (interruptions > 0) {
-        interruptions--;
-        *left = {0, 1000};
-        errno = EINTR;
-        return -1;
-    }
-    pauses.push_back(time->tv_nsec ? -time->tv_nsec : time->tv_sec);
-    return 0;
-}
 
 extern "C" int uloop_timeout_set(uloop_timeout *timer, int milliseconds)
 {
@@ -106,9 +89,7 @@ class StartupUnitTest : public CoreBusTest
         catalogue_forget_bus();
         scanned_bands.clear();
         drains = 0;
-        pauses.clear();
         timers.clear();
-        interruptions = 0;
         wexond_factory_flag = 0;
         fake_service = {};
         fake_service.rule = [this](const SentRequest &request) { return judge(request); };
@@ -132,14 +113,19 @@ class StartupUnitTest : public CoreBusTest
     // This many requests for an access point go unanswered, counting each band and index for itself.
     std::map<std::pair<uint32_t, uint32_t>, int> unanswered;
 
+    std::vector<long> pauses;
+    int interruptions = 0;
+
     // Runs start-up and one turn of the loop; what it logged.
     std::string start()
     {
+        RecordedPauses recorded(interruptions);
         uloop_timeout ender = {.cb = [](uloop_timeout *) { uloop_end(); }};
         uloop_timeout_set(&ender, 0);
         recording = true;
         EXPECT_EQ(wexond_main(), 0);
         recording = false;
+        pauses = recorded.taken();
         uloop_timeout_cancel(&ender);
         for (const SetTimer &set : timers)
             uloop_timeout_cancel(set.timer);

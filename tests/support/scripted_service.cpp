@@ -201,7 +201,7 @@ void ScriptedService::accept_clients()
         }
         forget_done_clients();
         connections_++;
-        Client &client = clients_.emplace_back(fd);
+        Client &client = clients_.emplace_back(Client{fd});
         client.thread = std::thread([this, &client] { serve(client); });
     }
 }

@@ -1,0 +1,21 @@
+// The home that the virtual router stands in: everything the service knows, as one JSON document that a person can read
+// and edit. It ships as default_home.json; the state file of --state has the same form.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+
+using Json = nlohmann::ordered_json;
+
+const Json &default_home();
+
+// Fills in what `home` lacks from the default home, so that a state file of an older version serves on. Throws
+// std::runtime_error naming the place where the two differ in shape (say, text where there is a list).
+void complete_home(Json &home);
+
+// The radio of a wire record's band: 0 the 2.4 GHz one, 1 the 5 GHz one; null for any other.
+const Json *radio_of(const Json &home, uint32_t band);
+Json *radio_of(Json &home, uint32_t band);
+
+// The entry of a list whose "index" is `index`, or null.
+const Json *find_entry(const Json &list, uint32_t index);
