@@ -20,9 +20,9 @@ function(wexond_test name)
   target_compile_options(${name} PRIVATE -O0) # what is tested is optimised, the tests are built often and run once
   list(LENGTH arg_UNPARSED_ARGUMENTS source_count)
   if(source_count GREATER 2)
-    list(TRANSFORM arg_PRECOMPILE PREPEND ${CMAKE_SOURCE_DIR}/)
+    list(TRANSFORM arg_PRECOMPILE REPLACE "(.+)" "$<$<COMPILE_LANGUAGE:CXX>:${CMAKE_SOURCE_DIR}/\\1>" OUTPUT_VARIABLE precompiled)
     target_precompile_headers(${name} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>"
-      "$<$<COMPILE_LANGUAGE:CXX>:${arg_PRECOMPILE}>")
+      ${precompiled})
   endif()
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest GTest::gtest_main lab_flags)
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
