@@ -77,12 +77,19 @@ bool must_wait(int error)
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
 
+// After a call that could move nothing: whether it may be tried again.
+bool wait_to_go_on(int fd, short events, int64_t deadline)
+{
+    return must_wait(errno) && wait_ready(fd, events, deadline) == 0;
+}
+
 // Transfers: a header and what follows it, moved by as few system calls as the kernel allows
 
 struct Transfer {
     iovec pieces[2];
     msghdr message = {};
     size_t moved = 0;
+    bool waited = false;
 
     Transfer(iovec head, iovec body) : pieces{head, body}
     {
@@ -111,7 +118,9 @@ int send_until(int fd, Transfer &transfer, size_t need, int64_t deadline)
         ssize_t sent = sendmsg(fd, &transfer.message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent >= 0)
             transfer.advance(static_cast<size_t>(sent));
-        else if (!must_wait(errno) || wait_ready(fd, POLLOUT, deadline) != 0)
+        else if (wait_to_go_on(fd, POLLOUT, deadline))
+            transfer.waited = true;
+        else
             return SOCKET_ERROR;
     }
     return 0;
@@ -127,7 +136,7 @@ int receive_until(int fd, Transfer &transfer, size_t need, int64_t deadline, int
             transfer.advance(static_cast<size_t>(received));
         else if (received == 0)
             return transfer.moved == 0 ? SOCKET_CLOSED : SOCKET_ERROR;
-        else if (!must_wait(errno) || wait_ready(fd, POLLIN, deadline) != 0)
+        else if (!wait_to_go_on(fd, POLLIN, deadline))
             return SOCKET_ERROR;
     }
     return 0;
@@ -166,8 +175,10 @@ int open_socket()
 bool make_address(sockaddr_un &address, const char *path)
 {
     size_t length = path ? strnlen(path, sizeof(address.sun_path)) : 0;
-    if (length == 0 || length == sizeof(address.sun_path))
+    if (length == 0 || length == sizeof(address.sun_path)) {
+        errno = length == 0 ? EINVAL : ENAMETOOLONG;
         return false;
+    }
     address = {};
     address.sun_family = AF_UNIX;
     memcpy(address.sun_path, path, length);
@@ -266,18 +277,21 @@ bool is_quiet(const Connection &connection)
     return connection.fd > 0 && recv(connection.fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && must_wait(errno);
 }
 
-// Sends a request on the open connection or on a new one, and reports which. When the service closes the open one
-// between the look and the send, the kernel takes no byte of the request, and it goes out on a new one.
-bool send_request(Connection &connection, iovec header, iovec payload, int64_t deadline, bool &reused)
+// Sends a request on the open connection or on a new one; `at_once` tells whether that took no time. When the service
+// closes the open one between the look and the send, the kernel takes no byte of the request, and it goes out on a new
+// one.
+bool send_request(Connection &connection, iovec header, iovec payload, int64_t deadline, bool &at_once)
 {
-    for (reused = is_quiet(connection);; reused = false) {
+    for (bool reused = is_quiet(connection);; reused = false) {
         if (!reused) {
             disconnect(connection);
             if (!open_connection(connection, deadline))
                 return false;
         }
         Transfer request(header, payload);
-        if (send_until(connection.fd, request, header.iov_len + payload.iov_len, deadline) == 0)
+        int result = send_until(connection.fd, request, header.iov_len + payload.iov_len, deadline);
+        at_once = reused && !request.waited;
+        if (result == 0)
             return true;
         if (!reused || request.moved > 0 || errno != EPIPE)
             return false;
@@ -306,17 +320,18 @@ bool receive_answer(Connection &connection, uint32_t type, char *body, uint32_t 
     return true;
 }
 
-// A new connection may have taken part of the time, so that only an open one's first receive waits by itself, with the
-// time-out that it was given once and for all.
+// A request that went out at once leaves the answer all of the time, which is the time-out that every connection's
+// receives have: the first of them can do the waiting. In any other case poll waits, for what is left.
 bool exchange(Connection &connection, const SOCKET_Request &request, const void *payload, char *body, uint32_t room)
 {
     int64_t deadline = deadline_after(SOCKET_TIME_LIMIT);
-    uint32_t header[kHeaderWords] = {htole32(request.type), htole32(request.flag), htole32(request.expected),
-                                     htole32(request.length)};
-    bool reused;
-    return send_request(connection, {header, sizeof(header)}, {const_cast<void *>(payload), request.length}, deadline,
-                        reused) &&
-           receive_answer(connection, request.type, body, room, deadline, reused ? 0 : MSG_DONTWAIT);
+    uint32_t words[kHeaderWords] = {htole32(request.type), htole32(request.flag), htole32(request.expected),
+                                    htole32(request.length)};
+    iovec header = {words, sizeof(words)};
+    iovec piece = {const_cast<void *>(payload), request.length};
+    bool at_once;
+    return send_request(connection, header, piece, deadline, at_once) &&
+           receive_answer(connection, request.type, body, room, deadline, at_once ? 0 : MSG_DONTWAIT);
 }
 
 // Makes way for a socket at `address`; false where somebody serves it or the file is none of ours to remove.
@@ -325,12 +340,14 @@ bool remove_stale_socket(const sockaddr_un &address)
     struct stat status;
     if (lstat(address.sun_path, &status) != 0)
         return errno == ENOENT;
+    errno = ENOTSOCK;
     int probe = S_ISSOCK(status.st_mode) ? open_socket() : -1;
     if (probe < 0)
         return false;
     bool refused = fcntl(probe, F_SETFL, O_NONBLOCK) == 0 && connect(probe, generic(address), sizeof(address)) != 0 &&
                    errno == ECONNREFUSED;
     close(probe);
+    errno = EADDRINUSE;
     return refused && (unlink(address.sun_path) == 0 || errno == ENOENT);
 }
 
@@ -369,7 +386,9 @@ int SOCKET_InitListenServer(const char *path)
             return listener;
         unlink(path);
     }
+    int error = errno;
     close(listener);
+    errno = error;
     return -1;
 }
 

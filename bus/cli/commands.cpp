@@ -5,14 +5,14 @@
 #include <string.h>
 #include <unistd.h>
 
-static constexpr int default_timeout = 30;
+static constexpr int kDefaultTimeout = 30;
 
 static int timeout_ms(const Options &options)
 {
-    return (options.timeout < 0 ? default_timeout : options.timeout) * 1000;
+    return (options.timeout < 0 ? kDefaultTimeout : options.timeout) * 1000;
 }
 
-/* -- list ---------------------------------------------------------------------------------------------------------- */
+// -- list
 
 static const char *type_name(uint32_t type)
 {
@@ -31,7 +31,7 @@ static const char *type_name(uint32_t type)
     return "(unknown)";
 }
 
-/* A signature's integers replaced by the types that they stand for. */
+// A signature's integers replaced by the types that they stand for.
 static void add_method(blob_buf *buf, const blob_attr *method)
 {
     void *table = blobmsg_open_table(buf, blobmsg_name(method));
@@ -44,7 +44,7 @@ static void add_method(blob_buf *buf, const blob_attr *method)
     blobmsg_close_table(buf, table);
 }
 
-/* The first value in the buffer, as one line; to be freed. */
+// The first value in the buffer, as one line; to be freed.
 static char *format_value(const blob_buf &buf)
 {
     return blobmsg_format_json(static_cast<blob_attr *>(blob_data(buf.head)), false);
@@ -87,9 +87,9 @@ int list_objects(ubus_context *ctx, const Options &options, int argc, char **arg
     return ubus_lookup(ctx, argc > 0 ? argv[0] : nullptr, verbose ? print_object : print_path, nullptr);
 }
 
-/* -- call ---------------------------------------------------------------------------------------------------------- */
+// -- call
 
-/* A message of what the text says, or an empty one. */
+// A message of what the text says, or an empty one.
 static bool build_message(blob_buf *buf, const char *json)
 {
     return blob_buf_init(buf, 0) == 0 && (!json || blobmsg_add_json_from_string(buf, json));
@@ -105,8 +105,8 @@ static void print_reply(ubus_request *req, int, blob_attr *msg)
     }
 }
 
-/* Scripts tell a failed call (the status counted down from 256) from an object that is not there; a person at a
- * terminal gets the plain status. */
+// Scripts tell a failed call (the status counted down from 256) from an object that is not there; a person at a
+// terminal gets the plain status.
 static int call_failed(const Options &options, int argc, char **argv, int status)
 {
     if (options.simple || isatty(STDERR_FILENO))
@@ -138,7 +138,7 @@ int call_method(ubus_context *ctx, const Options &options, int argc, char **argv
     return status;
 }
 
-/* -- the loop of subscribe, listen and wait_for -------------------------------------------------------------------- */
+// -- the loop of subscribe, listen and wait_for
 
 static int loop_status;
 
@@ -158,7 +158,7 @@ static void time_is_up(uloop_timeout *)
     end_loop(UBUS_STATUS_TIMEOUT);
 }
 
-/* How the loop was ended; a signal counts as no response. */
+// How the loop was ended; a signal counts as no response.
 static int run_loop(ubus_context *ctx, int timeout)
 {
     uloop_timeout limit = {.cb = time_is_up};
@@ -173,7 +173,7 @@ static int run_loop(ubus_context *ctx, int timeout)
     return loop_status;
 }
 
-/* -- subscribe and listen ------------------------------------------------------------------------------------------ */
+// -- subscribe and listen
 
 static char *format_name(const char *name)
 {
@@ -186,7 +186,7 @@ static char *format_name(const char *name)
     return text;
 }
 
-/* Where nobody reads the lines any more, there is no use in going on. */
+// Where nobody reads the lines any more, there is no use in going on.
 static void print_message(const char *name, blob_attr *msg)
 {
     char *name_text = format_name(name);
@@ -218,7 +218,7 @@ static int refused(const Options &options, const char *name, int status)
     return -1;
 }
 
-/* Their end is the time-out, or a signal. */
+// Their end is the time-out, or a signal.
 static int print_until_the_end(ubus_context *ctx, const Options &options)
 {
     int const status = run_loop(ctx, options.timeout < 0 ? 0 : timeout_ms(options));
@@ -265,7 +265,7 @@ int listen_for_events(ubus_context *ctx, const Options &options, int argc, char 
     return print_until_the_end(ctx, options);
 }
 
-/* -- send ---------------------------------------------------------------------------------------------------------- */
+// -- send
 
 int send_event(ubus_context *ctx, const Options &, int argc, char **argv)
 {
@@ -278,11 +278,11 @@ int send_event(ubus_context *ctx, const Options &, int argc, char **argv)
     return status;
 }
 
-/* -- wait_for ------------------------------------------------------------------------------------------------------ */
+// -- wait_for
 
 struct Awaited {
     ubus_event_handler added;
-    char **paths; /* that have not been seen */
+    char **paths; // that have not been seen
     int count;
 };
 
@@ -314,7 +314,7 @@ static void object_there(ubus_context *, ubus_object_data *object, void *priv)
     note_seen(static_cast<Awaited *>(priv), object->path);
 }
 
-/* In this order no object is missed. */
+// In this order no object is missed.
 int wait_for_objects(ubus_context *ctx, const Options &options, int argc, char **argv)
 {
     static Awaited awaited = {.added = {.cb = object_added}};

@@ -1,4 +1,4 @@
-/* The commands of the tool. */
+// The commands of the tool.
 #ifndef UBUS_CLI_COMMANDS_H
 #define UBUS_CLI_COMMANDS_H
 
@@ -8,13 +8,13 @@ extern "C" {
 }
 
 struct Options {
-    const char *socket; /* null: the default one */
-    int timeout;        /* seconds, 0 for ever, below 0 where none is given */
-    bool simple;        /* one line, nothing on standard error */
+    const char *socket; // null: the default one
+    int timeout;        // seconds, 0 for ever, below 0 where none is given
+    bool simple;        // one line, nothing on standard error
     bool verbose;
 };
 
-/* The exit status. Above 0 it is a status of the bus that is still to be reported; below 0 the reason has been told. */
+// The exit status. Above 0 it is a status of the bus that is still to be reported; below 0 the reason has been told.
 using Command = int (*)(ubus_context *ctx, const Options &options, int argc, char **argv);
 
 int list_objects(ubus_context *ctx, const Options &options, int argc, char **argv);

@@ -1,4 +1,4 @@
-/* ubus: the bus from the command line. */
+// ubus: the bus from the command line.
 #include "commands.h"
 
 #include <limits.h>
@@ -7,7 +7,7 @@
 #include <string.h>
 #include <unistd.h>
 
-static constexpr int no_command = 1, told = -1, wrong_usage = -2;
+static constexpr int kNoCommand = 1, kTold = -1, kWrongUsage = -2;
 
 struct CommandEntry {
     const char *name;
@@ -16,7 +16,7 @@ struct CommandEntry {
     Command run;
 };
 
-static const CommandEntry commands[] = {
+static const CommandEntry kCommands[] = {
     {"list", 0, 1, list_objects},
     {"call", 2, 3, call_method},
     {"subscribe", 1, INT_MAX, subscribe_to_objects},
@@ -25,7 +25,7 @@ static const CommandEntry commands[] = {
     {"wait_for", 1, INT_MAX, wait_for_objects},
 };
 
-static const char usage_text[] =
+static const char kUsageText[] =
     "Usage: ubus [OPTION...] COMMAND [ARGUMENT...]\n"
     "Options:\n"
     "  -s SOCKET   the bus socket to connect to\n"
@@ -43,7 +43,7 @@ static const char usage_text[] =
 
 static const CommandEntry *find_command(const char *name, int arguments)
 {
-    for (const CommandEntry &entry : commands)
+    for (const CommandEntry &entry : kCommands)
         if (strcmp(entry.name, name) == 0 && entry.least_arguments <= arguments && arguments <= entry.most_arguments)
             return &entry;
     return nullptr;
@@ -60,7 +60,7 @@ static bool parse_seconds(const char *text, int *seconds)
     return true;
 }
 
-/* Options end where the command begins: what follows is the command's. */
+// Options end where the command begins: what follows is the command's.
 static bool parse_options(int argc, char **argv, Options *options)
 {
     bool known = true;
@@ -86,12 +86,12 @@ static int run_command(const Options &options, int argc, char **argv)
 {
     const CommandEntry *command = find_command(argv[0], argc - 1);
     if (!command)
-        return wrong_usage;
+        return kWrongUsage;
     ubus_context *ctx = ubus_connect(options.socket);
     if (!ctx) {
         if (!options.simple)
             fputs("Failed to connect to ubus\n", stderr);
-        return told;
+        return kTold;
     }
     int const status = command->run(ctx, options, argc - 1, argv + 1);
     if (status > 0 && !options.simple)
@@ -103,15 +103,15 @@ static int run_command(const Options &options, int argc, char **argv)
 int main(int argc, char **argv)
 {
     Options options = {.timeout = -1};
-    int status = no_command;
+    int status = kNoCommand;
 
     bool const known = parse_options(argc, argv, &options);
     bool usage = !known || optind == argc;
     if (!usage) {
         status = run_command(options, argc - optind, argv + optind);
-        usage = status == wrong_usage;
+        usage = status == kWrongUsage;
     }
     if (usage && !options.simple)
-        fputs(usage_text, stderr);
+        fputs(kUsageText, stderr);
     return status;
 }

@@ -123,7 +123,7 @@ void blob_buf_free(blob_buf *buf)
 
 blob_attr *blob_new(blob_buf *buf, int id, int payload)
 {
-    return payload < 0 ? nullptr : append(buf, id, static_cast<size_t>(payload));
+    return append(buf, id, static_cast<size_t>(payload)); // a negative one is beyond every limit
 }
 
 blob_attr *blob_put(blob_buf *buf, int id, const void *ptr, unsigned len)

@@ -80,8 +80,7 @@ bool matches(const blobmsg_policy &policy, const blob_attr *attr)
 
 bool blobmsg_check_attr_len(const blob_attr *attr, bool name, size_t len)
 {
-    return sizeof(blob_attr) <= len && sizeof(blob_attr) <= blob_raw_len(attr) && blob_raw_len(attr) <= len &&
-           has_valid_header(attr, name) &&
+    return sizeof(blob_attr) <= len && blob_raw_len(attr) <= len && has_valid_header(attr, name) &&
            blob_check_type(blobmsg_data(attr), static_cast<unsigned>(blobmsg_data_len(attr)),
                            value_check(blobmsg_type(attr)));
 }

@@ -4,6 +4,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -40,8 +41,8 @@ SignalRule signal_rules[] = {
 int epoll_fd = -1;
 int wake_fd = -1; // an eventfd: ends the wait, also one that uloop_end comes just before
 int run_depth;
-bool waiting; // a wait is about to begin or under way
-volatile sig_atomic_t ending_signal;
+std::atomic<bool> waiting; // a wait is about to begin or under way
+std::atomic<int> ending_signal;
 LIST_HEAD(timeouts); // the earliest first
 
 // What one wait has found. It outlives a run that ends in the middle of it, since edges are reported only once.
@@ -103,7 +104,7 @@ uloop_timeout *first_timeout()
 
 bool is_cancelled()
 {
-    return __atomic_load_n(&uloop_cancelled, __ATOMIC_SEQ_CST);
+    return std::atomic_ref(uloop_cancelled).load();
 }
 
 bool is_running()
@@ -172,9 +173,9 @@ void dispatch(uloop_fd *u, uint32_t ready)
 // of the two sees the other, in whatever thread or signal handler uloop_end is called.
 int wait_for_events(int limit)
 {
-    __atomic_store_n(&waiting, true, __ATOMIC_SEQ_CST);
+    waiting = true;
     int count = is_running() ? epoll_wait(epoll_fd, fetched, ARRAY_SIZE(fetched), limit) : 0;
-    __atomic_store_n(&waiting, false, __ATOMIC_RELEASE);
+    waiting = false;
     return std::max(0, count); // below 0: a signal, whose handler may have ended the loop
 }
 
@@ -248,7 +249,7 @@ int uloop_run_timeout(int timeout)
 {
     run_depth++;
     ending_signal = 0;
-    __atomic_store_n(&uloop_cancelled, false, __ATOMIC_SEQ_CST);
+    std::atomic_ref(uloop_cancelled).store(false);
     do {
         run_due_timeouts();
         if (is_running()) {
@@ -263,8 +264,8 @@ void uloop_end()
 {
     int saved_errno = errno;
     uint64_t one = 1;
-    __atomic_store_n(&uloop_cancelled, true, __ATOMIC_SEQ_CST);
-    if (__atomic_load_n(&waiting, __ATOMIC_SEQ_CST) && write(wake_fd, &one, sizeof(one)) < 0) {
+    std::atomic_ref(uloop_cancelled).store(true);
+    if (waiting && write(wake_fd, &one, sizeof(one)) < 0) {
         // Full only where 2^64 ends came before it: the wait is over anyway.
     }
     errno = saved_errno;

@@ -1,4 +1,4 @@
-/* The stream to the broker: connecting, reading through a buffer, framing, writing. */
+// The stream to the broker: connecting, reading through a buffer, framing, writing.
 #include "internal.h"
 
 #include <errno.h>
@@ -13,17 +13,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
-/* Up to here the length of a message is known. */
-static constexpr size_t prefix_length = sizeof(ubus_msghdr) + sizeof(blob_attr);
+// Up to here the length of a message is known.
+static constexpr size_t kPrefixLength = sizeof(ubus_msghdr) + sizeof(blob_attr);
 
-static constexpr size_t usual_capacity = 16 * 1024;
-static constexpr size_t least_room = 4 * 1024; /* below, reading would take many small receives */
-static constexpr int usual_message_buffer = 64 * 1024;
-static constexpr int greeting_timeout_ms = 10 * 1000;
+static constexpr size_t kUsualCapacity = 16 * 1024;
+static constexpr size_t kLeastRoom = 4 * 1024; // below, reading would take many small receives
+static constexpr int kUsualMessageBuffer = 64 * 1024;
+static constexpr int kGreetingTimeoutMs = 10 * 1000;
 
-/* Several messages may be in it at once. The context holds it, and so does who handles a message in it: then it is not
- * moved, and a new one takes its place where it is full. */
+// Several messages may be in it at once. The context holds it, and so does who handles a message in it: then it is not
+// moved, and a new one takes its place where it is full.
 struct ubus_receive_buffer {
     unsigned int holders;
     size_t capacity;
@@ -53,7 +54,7 @@ HeldBuffer::~HeldBuffer()
     release(buffer);
 }
 
-/* Length of the first message in the buffer, which has its prefix whole. */
+// Length of the first message in the buffer, which has its prefix whole.
 static size_t message_length(const ubus_receive_buffer *buffer)
 {
     auto *body = reinterpret_cast<const blob_attr *>(buffer->bytes + buffer->begin + sizeof(ubus_msghdr));
@@ -64,18 +65,18 @@ static bool is_well_framed(const ubus_receive_buffer *buffer)
 {
     uint8_t const version = static_cast<uint8_t>(buffer->bytes[buffer->begin]);
     size_t const length = message_length(buffer);
-    return version == 0 && prefix_length <= length && length <= sizeof(ubus_msghdr) + UBUS_MAX_MSGLEN;
+    return version == 0 && kPrefixLength <= length && length <= sizeof(ubus_msghdr) + UBUS_MAX_MSGLEN;
 }
 
-/* Bytes to the end of the message that the buffer begins with, or of its prefix. */
+// Bytes to the end of the message that the buffer begins with, or of its prefix.
 static size_t missing(const ubus_receive_buffer *buffer)
 {
     size_t const have = unread(buffer);
 
-    if (have < prefix_length)
-        return prefix_length - have;
+    if (have < kPrefixLength)
+        return kPrefixLength - have;
     if (!is_well_framed(buffer))
-        return 0; /* found out when it is taken */
+        return 0; // found out when it is taken
     return message_length(buffer) - std::min(have, message_length(buffer));
 }
 
@@ -88,7 +89,7 @@ bool take_message(ubus_context *ctx, Message *message)
 {
     ubus_receive_buffer *buffer = ctx->received;
 
-    if (unread(buffer) < prefix_length)
+    if (unread(buffer) < kPrefixLength)
         return false;
     if (!is_well_framed(buffer)) {
         lose_connection(ctx);
@@ -106,7 +107,7 @@ bool take_message(ubus_context *ctx, Message *message)
     return true;
 }
 
-/* Starts over in an empty buffer, and gives an unusually large one back. */
+// Starts over in an empty buffer, and gives an unusually large one back.
 static void recycle(ubus_context *ctx)
 {
     ubus_receive_buffer *buffer = ctx->received;
@@ -114,7 +115,7 @@ static void recycle(ubus_context *ctx)
     if (!buffer || unread(buffer) != 0 || buffer->holders != 1)
         return;
     buffer->begin = buffer->end = 0;
-    if (usual_capacity < buffer->capacity) {
+    if (kUsualCapacity < buffer->capacity) {
         release(buffer);
         ctx->received = nullptr;
     }
@@ -143,7 +144,7 @@ static bool make_room(ubus_context *ctx)
     recycle(ctx);
     ubus_receive_buffer *buffer = ctx->received;
     size_t const have = unread(buffer);
-    size_t const need = std::max(missing(buffer), least_room);
+    size_t const need = std::max(missing(buffer), kLeastRoom);
 
     if (buffer && need <= buffer->capacity - buffer->end)
         return true;
@@ -153,7 +154,7 @@ static bool make_room(ubus_context *ctx)
         buffer->end = have;
         return true;
     }
-    return replace_buffer(ctx, std::max(usual_capacity, have + need));
+    return replace_buffer(ctx, std::max(kUsualCapacity, have + need));
 }
 
 bool receive_available(ubus_context *ctx)
@@ -180,7 +181,7 @@ void lose_connection(ubus_context *ctx)
     ctx->disconnected = ctx->loss_pending = true;
     if (ctx->received)
         ctx->received->begin = ctx->received->end;
-    /* Makes the loop take the socket out, where it is still in. */
+    // Makes the loop take the socket out, where it is still in.
     shutdown(ctx->sock.fd, SHUT_RDWR);
     fail_requests(ctx);
 }
@@ -212,7 +213,10 @@ int wait_for_input(ubus_context *ctx, const Patience &patience)
     }
 
     pollfd readable = {ctx->sock.fd, POLLIN, 0};
-    if (poll(&readable, 1, timeout) > 0)
+    int const ready = poll(&readable, 1, timeout);
+    if (ready < 0 && errno == EINTR && uloop_cancelled)
+        return UBUS_STATUS_NO_DATA;
+    if (ready > 0)
         receive_available(ctx);
     return UBUS_STATUS_OK;
 }
@@ -222,7 +226,7 @@ bool begin_message(ubus_context *ctx)
     return blob_buf_init(&ctx->message, 0) == 0;
 }
 
-/* Leaves in the vector what is still to be written. */
+// Leaves in the vector what is still to be written.
 static void advance(msghdr *vector, size_t written)
 {
     while (vector->msg_iovlen > 0) {
@@ -238,7 +242,7 @@ static void advance(msghdr *vector, size_t written)
     }
 }
 
-/* Waits for a broker that does not read, as long as it takes, be the socket blocking or not. */
+// Waits for a broker that does not read, as long as it takes, be the socket blocking or not.
 static bool write_whole(int fd, msghdr *vector)
 {
     while (vector->msg_iovlen > 0) {
@@ -255,11 +259,29 @@ static bool write_whole(int fd, msghdr *vector)
     return true;
 }
 
-int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
+// Short answers of a running handler, which leave with its status. One write instead of two wakes the broker, and then
+// the caller, once.
+struct ubus_held_answers {
+    size_t length;
+    char bytes[4096];
+};
+
+static void *held_bytes(ubus_context *ctx)
 {
-    blob_attr *body = ctx->message.head;
-    ubus_msghdr header = {0, static_cast<uint8_t>(type), cpu_to_be16(seq), cpu_to_be32(peer)};
-    iovec parts[] = {{&header, sizeof(header)}, {body, blob_raw_len(body)}};
+    return ctx->held ? ctx->held->bytes : nullptr;
+}
+
+static size_t take_held_length(ubus_context *ctx)
+{
+    return ctx->held ? std::exchange(ctx->held->length, 0) : 0;
+}
+
+// Writes what is held, and behind it a message where there is one.
+static int write_out(ubus_context *ctx, ubus_msghdr *header, blob_attr *body)
+{
+    iovec parts[] = {{held_bytes(ctx), take_held_length(ctx)},
+                     {header, header ? sizeof(*header) : 0},
+                     {body, body ? blob_raw_len(body) : 0}};
     msghdr vector = {};
 
     if (ctx->disconnected)
@@ -267,11 +289,47 @@ int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t p
     vector.msg_iov = parts;
     vector.msg_iovlen = ARRAY_SIZE(parts);
     bool const written = write_whole(ctx->sock.fd, &vector);
-    if (!written) /* what follows half a message would be misread; whoever reads next finds the end */
+    if (!written) // what follows half a message would be misread; whoever reads next finds the end
         shutdown(ctx->sock.fd, SHUT_RDWR);
-    if (usual_message_buffer < ctx->message.buflen)
-        blob_buf_free(&ctx->message);
     return written ? UBUS_STATUS_OK : UBUS_STATUS_CONNECTION_FAILED;
+}
+
+static ubus_msghdr wire_header(ubus_msg_type type, uint16_t seq, uint32_t peer)
+{
+    return {0, static_cast<uint8_t>(type), cpu_to_be16(seq), cpu_to_be32(peer)};
+}
+
+int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
+{
+    ubus_msghdr header = wire_header(type, seq, peer);
+    int const status = write_out(ctx, &header, ctx->message.head);
+
+    if (kUsualMessageBuffer < ctx->message.buflen)
+        blob_buf_free(&ctx->message);
+    return status;
+}
+
+int send_message_soon(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
+{
+    ubus_msghdr const header = wire_header(type, seq, peer);
+    const blob_attr *body = ctx->message.head;
+    size_t const need = sizeof(header) + blob_raw_len(body);
+
+    if (!ctx->held)
+        ctx->held = static_cast<ubus_held_answers *>(calloc(1, sizeof(*ctx->held)));
+    if (ctx->disconnected || !ctx->held || sizeof(ctx->held->bytes) - ctx->held->length < need)
+        return send_message(ctx, type, seq, peer);
+    char *end = ctx->held->bytes + ctx->held->length;
+    memcpy(end, &header, sizeof(header));
+    memcpy(end + sizeof(header), body, blob_raw_len(body));
+    ctx->held->length += need;
+    return UBUS_STATUS_OK;
+}
+
+void flush_held(ubus_context *ctx)
+{
+    if (ctx->held && ctx->held->length > 0)
+        write_out(ctx, nullptr, nullptr);
 }
 
 static const char *default_path()
@@ -306,7 +364,7 @@ static int connect_to(const char *path)
 
 static bool take_greeting(ubus_context *ctx)
 {
-    Patience const patience = patience_of(greeting_timeout_ms);
+    Patience const patience = patience_of(kGreetingTimeoutMs);
     Message greeting;
 
     while (!take_message(ctx, &greeting))
@@ -343,4 +401,6 @@ void connection_close(ubus_context *ctx)
     ctx->loss_pending = false;
     release(ctx->received);
     ctx->received = nullptr;
+    free(ctx->held);
+    ctx->held = nullptr;
 }

@@ -1,4 +1,4 @@
-/* The life of a context, and the order in which its messages are handled. */
+// The life of a context, and the order in which its messages are handled.
 #include "internal.h"
 
 #include <stdlib.h>
@@ -22,7 +22,7 @@ static void run_object_message(ubus_context *ctx, const Message &message)
     ctx->stack_depth--;
 }
 
-/* What arrives for objects within a handler or during a synchronous request runs later, in the order of arrival. */
+// What arrives for objects within a handler or during a synchronous request runs later, in the order of arrival.
 static void route_message(ubus_context *ctx, const Message &message)
 {
     if (is_answer(message))
@@ -61,7 +61,7 @@ void schedule_rest(ubus_context *ctx)
         uloop_timeout_set(&ctx->pending_timer, 0);
 }
 
-/* The context may be gone after connection_lost. */
+// The context may be gone after connection_lost.
 static void dispatch_all(ubus_context *ctx)
 {
     while (dispatch_message(ctx)) {
@@ -73,7 +73,7 @@ static void dispatch_all(ubus_context *ctx)
     }
 }
 
-/* After a hang-up the socket is out of the loop, and this is the last chance to read what came before. */
+// After a hang-up the socket is out of the loop, and this is the last chance to read what came before.
 static void handle_socket(uloop_fd *sock, unsigned int)
 {
     ubus_context *ctx = container_of(sock, ubus_context, sock);
@@ -91,7 +91,7 @@ static void handle_pending(uloop_timeout *timer)
     dispatch_all(container_of(timer, ubus_context, pending_timer));
 }
 
-/* After a hang-up the loop has dropped the socket already and goes on: the program may have more to do than the bus. */
+// After a hang-up the loop has dropped the socket already and goes on: the program may have more to do than the bus.
 static void end_loop(ubus_context *ctx)
 {
     if (ctx->sock.registered)
@@ -134,7 +134,7 @@ int ubus_reconnect(ubus_context *ctx, const char *path)
     connection_close(ctx);
     drop_kept(&ctx->pending);
     fail_requests(ctx);
-    if (!ctx->disconnected) /* a callback was faster */
+    if (!ctx->disconnected) // a callback was faster
         return UBUS_STATUS_OK;
     int const status = connection_open(ctx, path);
     if (status != UBUS_STATUS_OK)
@@ -142,7 +142,7 @@ int ubus_reconnect(ubus_context *ctx, const char *path)
     register_objects_again(ctx);
     subscribe_automatically_again(ctx);
     if (ctx->disconnected)
-        connection_close(ctx); /* gone again: our caller hears of it here, not from connection_lost */
+        connection_close(ctx); // gone again: our caller hears of it here, not from connection_lost
     return ctx->disconnected ? UBUS_STATUS_CONNECTION_FAILED : UBUS_STATUS_OK;
 }
 

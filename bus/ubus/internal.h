@@ -1,51 +1,55 @@
-/* What the parts of the library share; nothing of it leaves the library. */
+// What the parts of the library share; nothing of it leaves the library.
 #ifndef UBUS_INTERNAL_H
 #define UBUS_INTERNAL_H
 
 #include <libubus.h>
 
-/* A received message, the header in the host's byte order. */
+// A received message, the header in the host's byte order.
 struct Message {
     ubus_msghdr header;
     blob_attr *body;
 };
 
-/* A copy of a message that has to wait for its turn, in one piece of memory to be freed as a whole. */
+// A copy of a message that has to wait for its turn, in one piece of memory to be freed as a whole.
 struct KeptMessage {
     list_head list;
     Message message;
 };
 
-/* How long to wait: until the monotonic clock (milliseconds) says so, or the event loop is told to end meanwhile. */
+// How long to wait: until the monotonic clock (milliseconds) says so, or the event loop is told to end meanwhile. Where
+// it had been told so before, requests still get their answers, but a signal ends the wait.
 struct Patience {
     int64_t deadline;
     bool loop_had_ended;
 };
 
-/* -- connection.cpp: the stream to the broker ---------------------------------------------------------------------- */
+// -- connection.cpp: the stream to the broker
 
-/* Connects and takes the broker's greeting. On failure nothing is left open. */
+// Connects and takes the broker's greeting. On failure nothing is left open.
 int connection_open(ubus_context *ctx, const char *path);
 void connection_close(ubus_context *ctx);
 
-/* Takes the next whole message out of the receive buffer. Its body stays where it is as long as the buffer is held. */
+// Takes the next whole message out of the receive buffer. Its body stays where it is as long as the buffer is held.
 bool take_message(ubus_context *ctx, Message *message);
 bool message_is_buffered(const ubus_context *ctx);
 
-/* One receive of what is there, without waiting: whether anything came. */
+// One receive of what is there, without waiting: whether anything came.
 bool receive_available(ubus_context *ctx);
 
-/* Ends all requests with an error and has connection_lost called. */
+// Ends all requests with an error and has connection_lost called.
 void lose_connection(ubus_context *ctx);
 
-Patience patience_of(int timeout_ms); /* 0 and below: for ever */
+Patience patience_of(int timeout_ms); // 0 and below: for ever
 int wait_for_input(ubus_context *ctx, const Patience &patience);
 
-/* An empty message in `ctx->message`, to be filled and sent; false out of memory. */
+// An empty message in `ctx->message`, to be filled and sent; false out of memory.
 bool begin_message(ubus_context *ctx);
 int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer);
+// The same, but a short message may wait to leave in one write with the next one, or with flush_held.
+int send_message_soon(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer);
+void flush_held(ubus_context *ctx);
 
-/* Keeps the buffer, and with it the messages in it, in place while one of them is being handled. */
+// Keeps the buffer, and with it the messages in it, in place while one of them is being handled.
 class HeldBuffer
 {
   public:
@@ -58,44 +62,44 @@ class HeldBuffer
     ubus_receive_buffer *buffer;
 };
 
-/* -- messages.cpp: attributes and queues --------------------------------------------------------------------------- */
+// -- messages.cpp: attributes and queues
 
 using Attributes = blob_attr *[UBUS_ATTR_MAX];
 
-/* Attributes that are missing, malformed or of another type are null. */
+// Attributes that are missing, malformed or of another type are null.
 void parse_attributes(const blob_attr *body, Attributes &attributes);
 
 bool keep_message(list_head *queue, const Message &message);
-KeptMessage *next_kept(list_head *queue); /* null when empty; to be freed */
+KeptMessage *next_kept(list_head *queue); // null when empty; to be freed
 void drop_kept(list_head *queue);
 
-/* -- requests.cpp -------------------------------------------------------------------------------------------------- */
+// -- requests.cpp
 
-/* Sends `ctx->message`, if it could be built, as a request to be completed; refuses what the broker would. */
+// Sends `ctx->message`, if it could be built, as a request to be completed; refuses what the broker would.
 int start_request(ubus_context *ctx, ubus_request *req, ubus_msg_type type, uint32_t peer, bool built);
-/* The same to the broker itself, and waits for ever. `raw_data_cb` may be null. */
+// The same to the broker itself, and waits for ever. `raw_data_cb` may be null.
 int ask_broker(ubus_context *ctx, ubus_msg_type type, bool built, ubus_data_handler_t raw_data_cb, void *priv);
 
 void handle_answer(ubus_context *ctx, const Message &message);
 void fail_requests(ubus_context *ctx);
 
-/* -- objects.cpp --------------------------------------------------------------------------------------------------- */
+// -- objects.cpp
 
 void handle_object_message(ubus_context *ctx, const Message &message);
-/* Answers a call that cannot be handled. */
+// Answers a call that cannot be handled.
 void refuse_call(ubus_context *ctx, const Message &message, int status);
 void register_objects_again(ubus_context *ctx);
 
-/* -- subscribers.cpp ----------------------------------------------------------------------------------------------- */
+// -- subscribers.cpp
 
 void target_removed(ubus_context *ctx, ubus_object *subscriber, uint32_t target);
 void subscribe_automatically_again(ubus_context *ctx);
 
-/* -- context.cpp --------------------------------------------------------------------------------------------------- */
+// -- context.cpp
 
-/* Handles one message that was received, if there is one. */
+// Handles one message that was received, if there is one.
 bool dispatch_message(ubus_context *ctx);
-/* Has the event loop handle what was left lying while a synchronous request waited. */
+// Has the event loop handle what was left lying while a synchronous request waited.
 void schedule_rest(ubus_context *ctx);
 
 #endif

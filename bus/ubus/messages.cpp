@@ -3,27 +3,27 @@
 #include <stdlib.h>
 #include <string.h>
 
-static const blob_attr_info attribute_types[] = {
-    {},                         /* unspec */
-    {.type = BLOB_ATTR_INT32},  /* status */
-    {.type = BLOB_ATTR_STRING}, /* object path */
-    {.type = BLOB_ATTR_INT32},  /* object id */
-    {.type = BLOB_ATTR_STRING}, /* method */
-    {.type = BLOB_ATTR_INT32},  /* object type */
-    {.type = BLOB_ATTR_NESTED}, /* signature */
-    {.type = BLOB_ATTR_NESTED}, /* data */
-    {.type = BLOB_ATTR_INT32},  /* target */
-    {.type = BLOB_ATTR_INT8},   /* active */
-    {.type = BLOB_ATTR_INT8},   /* no reply */
-    {.type = BLOB_ATTR_NESTED}, /* subscribers */
-    {.type = BLOB_ATTR_STRING}, /* user */
-    {.type = BLOB_ATTR_STRING}, /* group */
+static const blob_attr_info kAttributeTypes[] = {
+    {},                         // unspec
+    {.type = BLOB_ATTR_INT32},  // status
+    {.type = BLOB_ATTR_STRING}, // object path
+    {.type = BLOB_ATTR_INT32},  // object id
+    {.type = BLOB_ATTR_STRING}, // method
+    {.type = BLOB_ATTR_INT32},  // object type
+    {.type = BLOB_ATTR_NESTED}, // signature
+    {.type = BLOB_ATTR_NESTED}, // data
+    {.type = BLOB_ATTR_INT32},  // target
+    {.type = BLOB_ATTR_INT8},   // active
+    {.type = BLOB_ATTR_INT8},   // no reply
+    {.type = BLOB_ATTR_NESTED}, // subscribers
+    {.type = BLOB_ATTR_STRING}, // user
+    {.type = BLOB_ATTR_STRING}, // group
 };
-static_assert(ARRAY_SIZE(attribute_types) == UBUS_ATTR_MAX);
+static_assert(ARRAY_SIZE(kAttributeTypes) == UBUS_ATTR_MAX);
 
 void parse_attributes(const blob_attr *body, Attributes &attributes)
 {
-    blob_parse_untrusted(const_cast<blob_attr *>(body), blob_raw_len(body), attributes, attribute_types, UBUS_ATTR_MAX);
+    blob_parse_untrusted(const_cast<blob_attr *>(body), blob_raw_len(body), attributes, kAttributeTypes, UBUS_ATTR_MAX);
 }
 
 bool keep_message(list_head *queue, const Message &message)

@@ -1,4 +1,4 @@
-/* Objects of ours: registration, the calls that arrive for them, the answers. */
+// Objects of ours: registration, the calls that arrive for them, the answers.
 #include "internal.h"
 
 #include <string.h>
@@ -9,7 +9,7 @@ static ubus_object *find_object(ubus_context *ctx, uint32_t id)
     return id ? avl_find_element(&ctx->objects, &id, obj, avl) : nullptr;
 }
 
-/* Not by its id: that may be another context's, or none while the object could not be registered again. */
+// Not by its id: that may be another context's, or none while the object could not be registered again.
 static bool is_known(ubus_context *ctx, const ubus_object *wanted)
 {
     ubus_object *obj;
@@ -76,10 +76,13 @@ static int call_method(ubus_context *ctx, ubus_request_data *req, const Attribut
 static void handle_invoke(ubus_context *ctx, const Message &message, const Attributes &attributes)
 {
     ubus_request_data req = request_data(message, attributes);
-    int const status = call_method(ctx, &req, attributes);
 
+    ctx->answering = &req;
+    int const status = call_method(ctx, &req, attributes);
+    ctx->answering = nullptr;
     if (!req.deferred && !req.no_reply)
         send_status(ctx, &req, status);
+    flush_held(ctx);
 }
 
 void refuse_call(ubus_context *ctx, const Message &message, int status)
@@ -127,13 +130,14 @@ int ubus_send_reply(ubus_context *ctx, ubus_request_data *req, blob_attr *msg)
     if (!begin_message(ctx) || !blob_put_u32(&ctx->message, UBUS_ATTR_OBJID, req->object) ||
         !blob_put(&ctx->message, UBUS_ATTR_DATA, blob_data(msg), blob_len(msg)))
         return UBUS_STATUS_NO_MEMORY;
-    return send_message(ctx, UBUS_MSG_DATA, req->seq, req->peer);
+    bool const status_follows = req == ctx->answering && !req->deferred && !req->no_reply;
+    return (status_follows ? send_message_soon : send_message)(ctx, UBUS_MSG_DATA, req->seq, req->peer);
 }
 
 void ubus_defer_request(ubus_context *, ubus_request_data *req, ubus_request_data *new_req)
 {
     *new_req = *req;
-    new_req->acl = {}; /* points into the message */
+    new_req->acl = {}; // points into the message
     req->deferred = true;
 }
 
@@ -230,12 +234,12 @@ int ubus_remove_object(ubus_context *ctx, ubus_object *obj)
 {
     if (!is_known(ctx, obj))
         return UBUS_STATUS_NOT_FOUND;
-    /* Its owner may free it next, so it goes whatever the broker says. */
+    // Its owner may free it next, so it goes whatever the broker says.
     avl_delete(&ctx->objects, &obj->avl);
     bool const built = begin_message(ctx) && blob_put_u32(&ctx->message, UBUS_ATTR_OBJID, obj->id);
     obj->id = 0;
     int const status = ask_broker(ctx, UBUS_MSG_REMOVE_OBJECT, built, note_removed, obj);
-    /* With the connection the type went too; a type that is sent once too often only gets a second id. */
+    // With the connection the type went too; a type that is sent once too often only gets a second id.
     if (status != UBUS_STATUS_OK && obj->type)
         obj->type->id = 0;
     return status;
@@ -248,7 +252,7 @@ static ubus_object *take_first(avl_tree *objects)
     return obj;
 }
 
-/* What cannot be registered stays known, with the id 0, for the next time. */
+// What cannot be registered stays known, with the id 0, for the next time.
 void register_objects_again(ubus_context *ctx)
 {
     avl_tree before;

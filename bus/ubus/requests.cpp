@@ -1,4 +1,4 @@
-/* Requests of ours: sending them, matching the answers, waiting; and the look-ups and calls made of them. */
+// Requests of ours: sending them, matching the answers, waiting; and the look-ups and calls made of them.
 #include "internal.h"
 
 #include <stdlib.h>
@@ -37,7 +37,7 @@ int ask_broker(ubus_context *ctx, ubus_msg_type type, bool built, ubus_data_hand
     return ubus_complete_request(ctx, &req, 0);
 }
 
-/* The request is its owner's again, and may be gone after the callback. */
+// The request is its owner's again, and may be gone after the callback.
 static void detach(ubus_request *req)
 {
     list_del_init(&req->list);
@@ -64,14 +64,14 @@ void ubus_abort_request(ubus_context *, ubus_request *req)
     req->status_code = UBUS_STATUS_NO_DATA;
 }
 
-/* A callback may reconnect: what is started then is not to fail. */
+// A callback may reconnect: what is started then is not to fail.
 void fail_requests(ubus_context *ctx)
 {
     while (ctx->disconnected && !list_empty(&ctx->requests))
         finish(list_first_entry(&ctx->requests, ubus_request, list), UBUS_STATUS_CONNECTION_FAILED);
 }
 
-/* A notification whose subscribers are to answer: `id` are those that have not. */
+// A notification whose subscribers are to answer: `id` are those that have not.
 struct NotifyRequest {
     ubus_request req;
     size_t pending;
@@ -108,14 +108,14 @@ static void read_subscribers(NotifyRequest *notify, blob_attr *subscribers)
             notify->id[notify->pending++] = blob_get_u32(entry);
 }
 
-/* The first status is the broker's, with the subscribers; then each of these sends one. */
+// The first status is the broker's, with the subscribers; then each of these sends one.
 static void handle_notify_status(ubus_request *req, uint32_t peer, int status, blob_attr *subscribers)
 {
     NotifyRequest *notify = container_of(req, NotifyRequest, req);
 
     if (uint32_t *answered = find_subscriber(req, peer)) {
         *answered = notify->id[--notify->pending];
-        status = UBUS_STATUS_OK; /* what the subscriber made of it is its own affair */
+        status = UBUS_STATUS_OK; // what the subscriber made of it is its own affair
     } else if (status == UBUS_STATUS_OK) {
         read_subscribers(notify, subscribers);
     }
@@ -157,8 +157,8 @@ static void handle_one(ubus_request *req, const Message &message)
         handle_data(req, message);
 }
 
-/* A callback that makes a synchronous request of its own would be entered again by its own request's next answer: these
- * wait until it has returned. */
+// A callback that makes a synchronous request of its own would be entered again by its own request's next answer: these
+// wait until it has returned.
 void handle_answer(ubus_context *ctx, const Message &message)
 {
     ubus_request *req = find_request(ctx, message.header);

@@ -2,7 +2,7 @@
 
 #include <stdio.h>
 
-static const char *const status_texts[] = {
+static const char *const kStatusTexts[] = {
     "Success",
     "Invalid command",
     "Invalid argument",
@@ -18,14 +18,14 @@ static const char *const status_texts[] = {
     "Parsing message data failed",
     "System error",
 };
-static_assert(ARRAY_SIZE(status_texts) == __UBUS_STATUS_LAST);
+static_assert(ARRAY_SIZE(kStatusTexts) == __UBUS_STATUS_LAST);
 
 const char *ubus_strerror(int error)
 {
     static char unknown[32];
 
     if (error >= 0 && error < __UBUS_STATUS_LAST)
-        return status_texts[error];
+        return kStatusTexts[error];
     snprintf(unknown, sizeof(unknown), "Unknown error: %d", error);
     return unknown;
 }

@@ -1,4 +1,4 @@
-/* Subscribers and event handlers: anonymous objects that take every call. */
+// Subscribers and event handlers: anonymous objects that take every call.
 #include "internal.h"
 
 static int pass_notification(ubus_context *ctx, ubus_object *obj, ubus_request_data *req, const char *method,
@@ -15,12 +15,12 @@ static int pass_event(ubus_context *ctx, ubus_object *obj, ubus_request_data *, 
     return UBUS_STATUS_OK;
 }
 
-static const ubus_method any_notification = {.name = nullptr, .handler = pass_notification};
-static const ubus_method any_event = {.name = nullptr, .handler = pass_event};
+static const ubus_method kAnyNotification = {.name = nullptr, .handler = pass_notification};
+static const ubus_method kAnyEvent = {.name = nullptr, .handler = pass_event};
 
 void target_removed(ubus_context *ctx, ubus_object *subscriber, uint32_t target)
 {
-    if (subscriber->methods != &any_notification)
+    if (subscriber->methods != &kAnyNotification)
         return;
     ubus_subscriber *sub = container_of(subscriber, ubus_subscriber, obj);
     if (sub->remove_cb)
@@ -66,7 +66,7 @@ static void offer_new_object(ubus_context *ctx, ubus_event_handler *, const char
         offer_object(ctx, &object, sub);
 }
 
-/* In this order no object is missed. */
+// In this order no object is missed.
 static int subscribe_automatically(ubus_context *ctx, ubus_subscriber *sub)
 {
     ubus_event_handler *added = &ctx->auto_subscribe_event_handler;
@@ -94,7 +94,7 @@ void subscribe_automatically_again(ubus_context *ctx)
 
 int ubus_register_subscriber(ubus_context *ctx, ubus_subscriber *obj)
 {
-    obj->obj.methods = &any_notification;
+    obj->obj.methods = &kAnyNotification;
     obj->obj.n_methods = 1;
     int status = ubus_add_object(ctx, &obj->obj);
     if (status != UBUS_STATUS_OK)
@@ -145,7 +145,7 @@ int ubus_register_event_handler(ubus_context *ctx, ubus_event_handler *ev, const
     bool const is_new = ev->obj.id == 0;
 
     if (is_new) {
-        ev->obj.methods = &any_event;
+        ev->obj.methods = &kAnyEvent;
         ev->obj.n_methods = 1;
         int const status = ubus_add_object(ctx, &ev->obj);
         if (status != UBUS_STATUS_OK)

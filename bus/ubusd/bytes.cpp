@@ -38,15 +38,15 @@ size_t total(std::span<const iovec> pieces)
     return length;
 }
 
-// Makes room for `length` more bytes at the end. The bytes are moved to the front only when that frees at least as much
-// as it moves, so that a queue that is emptied in small steps costs no more than its length.
+// Makes room for `length` more bytes at the end. Moving what waits to the front costs little on the whole: a socket
+// that took none is only reported again when it takes much.
 int output_reserve(Output &output, size_t length)
 {
     size_t size = output.size();
     if (length <= output.capacity - output.end) {
         return 0;
     }
-    if (size + length <= output.capacity && size <= output.begin) {
+    if (size + length <= output.capacity) {
         memmove(output.data, output.data + output.begin, size);
     } else {
         size_t capacity = std::max({kSmallest, 2 * output.capacity, size + length});

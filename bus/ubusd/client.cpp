@@ -1,13 +1,10 @@
 #include "client.h"
 
 #include "loop.h"
+#include "names.h"
 #include "objects.h"
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <grp.h>
-#include <pwd.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -19,10 +16,11 @@ avl_tree clients;
 LIST_HEAD(busy_clients);
 LIST_HEAD(ended_clients);
 
-// The listing goes on when the peer has read; new requests wait until the listing is done.
+// A listing goes on, and a client that sends no more comes to its end, when the peer has read what waits for it.
 bool has_work(const Client &client)
 {
-    return client.listing.active ? !client.blocked : client.readable;
+    bool only_sends = client.listing.active || client.finished;
+    return only_sends ? !client.blocked : client.readable;
 }
 
 void make_busy(Client &client)
@@ -44,11 +42,11 @@ void client_free(Client &client)
 
 void client_release(Client &client)
 {
-    list_del_init(&client.busy);
-    list_del_init(&client.unsent);
-    avl_delete(&clients, &client.id.node);
     lookup_cancel(client.listing);
     objects_release(client);
+    avl_delete(&clients, &client.id.node);
+    list_del(&client.busy);
+    list_del(&client.unsent);
     client_free(client);
 }
 
@@ -70,33 +68,22 @@ void serve_busy()
     }
 }
 
-// Releasing a client tells others; telling them may end more.
+// Releasing a client tells others of it, which may end one more.
 void release_ended()
 {
-    while (!list_empty(&ended_clients)) {
-        while (!list_empty(&ended_clients)) {
-            client_release(*list_first_entry(&ended_clients, Client, busy));
-        }
-        clients_flush();
-        loop_descriptor_freed();
+    if (list_empty(&ended_clients)) {
+        return;
     }
+    while (!list_empty(&ended_clients)) {
+        client_release(*list_first_entry(&ended_clients, Client, busy));
+    }
+    clients_flush();
+    loop_descriptor_freed();
 }
 
 void greet(Client &client)
 {
     client_send(client, Message(UBUS_MSG_HELLO, 0, client.id.value));
-}
-
-// A copy of the name, or null; `errno` tells whether that is for want of something now (a descriptor, memory) or for
-// good.
-char *copy_name(const char *name)
-{
-    return name == nullptr ? nullptr : strdup(name);
-}
-
-bool out_of_resources()
-{
-    return errno == EMFILE || errno == ENFILE || errno == ENOMEM;
 }
 
 } // namespace
@@ -163,16 +150,11 @@ void client_identify(Client &client)
     if (client.identified || getsockopt(client.fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0) {
         return;
     }
-    errno = 0;
-    if (client.user == nullptr) {
-        const passwd *entry = getpwuid(credentials.uid);
-        client.user = copy_name(entry == nullptr ? nullptr : entry->pw_name);
-    }
-    if (client.group == nullptr) {
-        const group *entry = getgrgid(credentials.gid);
-        client.group = copy_name(entry == nullptr ? nullptr : entry->gr_name);
-    }
-    client.identified = !out_of_resources();
+    free(client.user);
+    free(client.group);
+    bool user_known = name_of_user(credentials.uid, client.user) == 0;
+    bool group_known = name_of_group(credentials.gid, client.group) == 0;
+    client.identified = user_known && group_known;
 }
 
 bool clients_turn()

@@ -13,7 +13,7 @@ namespace
 
 // Where everybody's messages arrive. It bounds what one client may ask for in one turn; only what is left of it when
 // the turn goes on to the next client is copied.
-alignas(8) uint8_t arrivals[16384];
+uint8_t arrivals[16384];
 
 // Handles the whole messages at the front, until a listing has to be finished first. The result is what is left.
 std::span<uint8_t> handle_whole(Client &client, std::span<uint8_t> bytes)
@@ -90,7 +90,7 @@ void client_serve(Client &client)
     if (client.readable && !client.listing.active && !client.ended) {
         receive(client);
     }
-    if (client.finished && !client.listing.active) {
+    if (client.finished && !client.listing.active && client.output.size() == 0) {
         client_end(client);
     }
 }

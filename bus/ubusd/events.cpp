@@ -28,17 +28,6 @@ bool matches(const Pattern &pattern, const char *event)
     return strncmp(pattern.text, event, pattern.length + (pattern.is_prefix ? 0 : 1)) == 0;
 }
 
-bool has_pattern(const Object &object, const Pattern &wanted)
-{
-    Pattern *pattern;
-    list_for_each_entry (pattern, &object.patterns, in_object) {
-        if (pattern->is_prefix == wanted.is_prefix && strcmp(pattern->text, wanted.text) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 int add_pattern(Object &object, const char *text)
 {
     size_t length = strlen(text);
@@ -52,10 +41,6 @@ int add_pattern(Object &object, const char *text)
     pattern->is_prefix = is_prefix;
     pattern->length = length;
     memcpy(pattern->text, text, length);
-    if (has_pattern(object, *pattern)) {
-        free(pattern);
-        return UBUS_STATUS_OK;
-    }
     list_add_tail(&pattern->in_all, &patterns);
     list_add_tail(&pattern->in_object, &object.patterns);
     return UBUS_STATUS_OK;

@@ -29,7 +29,7 @@ std::span<const uint8_t> payload_of(const blob_attr *attribute)
     return {static_cast<const uint8_t *>(blob_data(attribute)), blob_len(attribute)};
 }
 
-// What a caller, a notifier or a subscriber's answer is made of, in order of the attributes' ids.
+// What an owner, or a subscriber, is called with, in order of the attributes' ids.
 void put_call(Message &message, const Request &request, Client &caller, uint32_t object)
 {
     client_identify(caller);

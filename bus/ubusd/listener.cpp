@@ -15,8 +15,9 @@ struct stat own_file; // what listener_open() made
 int fill_address(sockaddr_un &address, const char *path)
 {
     address = {.sun_family = AF_UNIX};
-    if (strlen(path) >= sizeof(address.sun_path)) {
-        errno = ENAMETOOLONG;
+    size_t length = strlen(path);
+    if (length == 0 || length >= sizeof(address.sun_path)) {
+        errno = length == 0 ? ENOENT : ENAMETOOLONG;
         return -1;
     }
     strcpy(address.sun_path, path);
@@ -29,6 +30,7 @@ void make_folders(const char *path)
 {
     char folder[sizeof(sockaddr_un::sun_path)];
     strcpy(folder, path);
+    umask(0022); // every user is to reach the socket
     for (char *slash = strchr(folder + 1, '/'); slash != nullptr; slash = strchr(slash + 1, '/')) {
         *slash = '\0';
         mkdir(folder, 0755);

@@ -17,7 +17,7 @@ bool matches(const Listing &listing, const Object &object)
     return listing.prefix == nullptr || strncmp(object.path, listing.prefix, strlen(listing.prefix)) == 0;
 }
 
-// The object to list at or behind `candidate`: matching paths stand together.
+// The object if the listing goes as far, otherwise null: matching paths stand together.
 Object *choose(const Listing &listing, Object *candidate)
 {
     return candidate != nullptr && matches(listing, *candidate) ? candidate : nullptr;
@@ -39,6 +39,7 @@ int choose_first(Listing &listing, const char *pattern)
     if (length == 0) {
         return UBUS_STATUS_INVALID_ARGUMENT;
     }
+    listing.status = UBUS_STATUS_NOT_FOUND; // until the first object is sent, which may still vanish
     listing.exact = pattern[length - 1] != '*';
     if (listing.exact) {
         listing.next = object_find_path(pattern);
@@ -65,6 +66,7 @@ bool send_next(Client &client)
         listing.status = UBUS_STATUS_NO_MEMORY;
         listing.next = nullptr;
     } else {
+        listing.status = UBUS_STATUS_OK;
         advance(listing);
     }
     return true;

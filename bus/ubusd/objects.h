@@ -72,7 +72,7 @@ int object_subscribe(Object &subscriber, Object &target);
 // Ends that. UBUS_STATUS_*.
 int object_unsubscribe(Object &subscriber, Object &target);
 
-// The answer's attributes that describe an object with a path, and the length of a whole message of them.
+// Adds the attributes that describe an object with a path.
 void object_describe(Message &message, const Object &object);
 
 #endif

@@ -60,9 +60,10 @@ void *SOCKET_SendMsgByType(const char *path, uint32_t type, uint32_t flag, const
                            uint32_t expected);
 
 /*
- * Returns a descriptor that listens at `path`, accessible to its owner only, or -1. A socket file on which nobody
- * answers is replaced; where somebody answers, or the file is no socket, this fails. The caller removes the file in the
- * end. (Two processes that set up one path in the same instant are not kept apart.)
+ * Returns a descriptor that listens at `path`, accessible to its owner only, or -1 with errno set. A socket file on
+ * which nobody answers is replaced; where somebody answers (EADDRINUSE), or the file is no socket (ENOTSOCK), this
+ * fails. The caller removes the file in the end. (Two processes that set up one path in the same instant are not kept
+ * apart.)
  */
 int SOCKET_InitListenServer(const char *path);
 

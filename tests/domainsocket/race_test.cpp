@@ -46,7 +46,7 @@ extern "C" int poll(pollfd *entries, nfds_t count, int timeout)
 namespace
 {
 
-struct Race : testing::Test {
+struct SocketRace : testing::Test {
     TemporaryFolder folder;
     std::string path = folder.file("service");
     Service service{path};
@@ -66,7 +66,7 @@ struct Race : testing::Test {
     }
 };
 
-TEST_F(Race, SendsOnceWhenServiceClosesAfterTheLook)
+TEST_F(SocketRace, SendsOnceWhenServiceClosesAfterTheLook)
 {
     int first = -1;
     service.run([&](Service &self) { serve(first = self.accept(), 1); });
@@ -83,7 +83,7 @@ TEST_F(Race, SendsOnceWhenServiceClosesAfterTheLook)
     after_look = nullptr;
 }
 
-TEST_F(Race, TakesThreeSystemCallsOnAnOpenConnection)
+TEST_F(SocketRace, TakesThreeSystemCallsOnAnOpenConnection)
 {
     service.run([&](Service &self) {
         int client = self.accept();

@@ -12,7 +12,7 @@
 namespace
 {
 
-struct Request : testing::Test {
+struct SocketRequest : testing::Test {
     TemporaryFolder folder;
     std::string path = folder.file("service");
 
@@ -38,7 +38,7 @@ struct Request : testing::Test {
     }
 };
 
-TEST_F(Request, SendsHeaderAndPayload)
+TEST_F(SocketRequest, SendsHeaderAndPayload)
 {
     Service service(path);
     std::string seen;
@@ -53,7 +53,7 @@ TEST_F(Request, SendsHeaderAndPayload)
     EXPECT_EQ(seen, bytes("b9000000 07000000 08000000 06000000 000102030405"));
 }
 
-TEST_F(Request, SendsHeaderAloneWithoutPayload)
+TEST_F(SocketRequest, SendsHeaderAloneWithoutPayload)
 {
     Service service(path);
     std::string seen;
@@ -70,7 +70,7 @@ TEST_F(Request, SendsHeaderAloneWithoutPayload)
 }
 
 // Each row: a body of the service's and what is returned for an expected length.
-TEST_F(Request, CutsAndZeroFillsToExpectedLength)
+TEST_F(SocketRequest, CutsAndZeroFillsToExpectedLength)
 {
     struct Row {
         std::string body;
@@ -102,7 +102,7 @@ TEST_F(Request, CutsAndZeroFillsToExpectedLength)
     }
 }
 
-TEST_F(Request, TakesAnswerByteByByte)
+TEST_F(SocketRequest, TakesAnswerByteByByte)
 {
     Service service(path);
     service.run([&](Service &self) {
@@ -121,7 +121,7 @@ TEST_F(Request, TakesAnswerByteByByte)
 }
 
 // Each row: what comes back instead of an answer to type 20.
-TEST_F(Request, RefusesMalformedAnswersAndHangsUp)
+TEST_F(SocketRequest, RefusesMalformedAnswersAndHangsUp)
 {
     const std::string rows[] = {
         bytes("15000000 00000000 00000000 04000000 00000000"),  // another type
@@ -147,7 +147,7 @@ TEST_F(Request, RefusesMalformedAnswersAndHangsUp)
 }
 
 // Each row: how much of an answer comes before the service closes.
-TEST_F(Request, RefusesAnswerCutShort)
+TEST_F(SocketRequest, RefusesAnswerCutShort)
 {
     const std::string whole = answer(20, bytes("00000000 aabbccdd"));
     const size_t rows[] = {0, 1, 15, 16, 17, 20, 23};
@@ -165,7 +165,7 @@ TEST_F(Request, RefusesAnswerCutShort)
         EXPECT_EQ(ask(20, "", 8), "null") << length << " bytes";
 }
 
-TEST_F(Request, RefusesAnswerCutShortBeyondExpectedLength)
+TEST_F(SocketRequest, RefusesAnswerCutShortBeyondExpectedLength)
 {
     Service service(path);
     service.run([&](Service &self) {
@@ -177,7 +177,7 @@ TEST_F(Request, RefusesAnswerCutShortBeyondExpectedLength)
     EXPECT_EQ(ask(20, "", 8), "null");
 }
 
-TEST_F(Request, CarriesTheLongestPayloadAndAnswer)
+TEST_F(SocketRequest, CarriesTheLongestPayloadAndAnswer)
 {
     const std::string longest(1 << 20, 'z');
     Service service(path);
@@ -192,7 +192,7 @@ TEST_F(Request, CarriesTheLongestPayloadAndAnswer)
     EXPECT_EQ(ask(20, longest, 1 << 20), longest);
 }
 
-TEST_F(Request, RefusesLengthsAboveLimitWithoutAsking)
+TEST_F(SocketRequest, RefusesLengthsAboveLimitWithoutAsking)
 {
     Service service(path);
     const std::string too_long((1 << 20) + 1, 'z');
@@ -203,7 +203,7 @@ TEST_F(Request, RefusesLengthsAboveLimitWithoutAsking)
     EXPECT_FALSE(service.has_caller(100));
 }
 
-TEST_F(Request, RefusesWhereNobodyListens)
+TEST_F(SocketRequest, RefusesWhereNobodyListens)
 {
     EXPECT_EQ(ask(20, "", 4), "null") << "no file";
     close(raw_listen(path));
@@ -214,7 +214,7 @@ TEST_F(Request, RefusesWhereNobodyListens)
     EXPECT_EQ(ask(20, "", 4), "null") << "a path longer than an address";
 }
 
-TEST_F(Request, KeepsConnectionOpen)
+TEST_F(SocketRequest, KeepsConnectionOpen)
 {
     Service service(path);
     service.run([&](Service &self) {
@@ -230,7 +230,7 @@ TEST_F(Request, KeepsConnectionOpen)
         EXPECT_EQ(ask(20, word(round), 4), word(round));
 }
 
-TEST_F(Request, AsksAgainAfterServiceClosedBetweenRequests)
+TEST_F(SocketRequest, AsksAgainAfterServiceClosedBetweenRequests)
 {
     Service service(path);
     for (uint32_t round = 0; round < 5; round++) {
@@ -246,7 +246,7 @@ TEST_F(Request, AsksAgainAfterServiceClosedBetweenRequests)
     EXPECT_FALSE(service.has_caller(100)) << "a request was sent twice";
 }
 
-TEST_F(Request, AsksRestartedService)
+TEST_F(SocketRequest, AsksRestartedService)
 {
     for (uint32_t run = 0; run < 3; run++) {
         Service service(path);
@@ -262,7 +262,7 @@ TEST_F(Request, AsksRestartedService)
     }
 }
 
-TEST_F(Request, DropsConnectionOnWhichUnaskedBytesCame)
+TEST_F(SocketRequest, DropsConnectionOnWhichUnaskedBytesCame)
 {
     Service service(path);
     int first = -1;
@@ -285,7 +285,7 @@ TEST_F(Request, DropsConnectionOnWhichUnaskedBytesCame)
     close(first);
 }
 
-TEST_F(Request, DropsConnectionWhenBytesFollowTheAnswer)
+TEST_F(SocketRequest, DropsConnectionWhenBytesFollowTheAnswer)
 {
     Service service(path);
     service.run([&](Service &self) {
@@ -304,7 +304,7 @@ TEST_F(Request, DropsConnectionWhenBytesFollowTheAnswer)
     EXPECT_EQ(ask(20, "", 4), word(2));
 }
 
-TEST_F(Request, ClosesConnectionWhenThreadEnds)
+TEST_F(SocketRequest, ClosesConnectionWhenThreadEnds)
 {
     Service service(path);
     size_t before = open_descriptors();
@@ -320,7 +320,7 @@ TEST_F(Request, ClosesConnectionWhenThreadEnds)
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(Request, OpensConnectionsCloseOnExec)
+TEST_F(SocketRequest, OpensConnectionsCloseOnExec)
 {
     Service service(path);
     service.run([&](Service &self) {
@@ -341,7 +341,7 @@ TEST_F(Request, OpensConnectionsCloseOnExec)
     }
 }
 
-TEST_F(Request, LeaksNoDescriptor)
+TEST_F(SocketRequest, LeaksNoDescriptor)
 {
     Service service(path);
     const std::string good = answer(20, word(0));
@@ -366,7 +366,7 @@ TEST_F(Request, LeaksNoDescriptor)
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(Request, DropsDescriptorsPassedWithAnAnswer)
+TEST_F(SocketRequest, DropsDescriptorsPassedWithAnAnswer)
 {
     Service service(path);
     service.run([&](Service &self) {
@@ -394,7 +394,7 @@ TEST_F(Request, DropsDescriptorsPassedWithAnAnswer)
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(Request, ServesMorePathsThanConnectionsAreKept)
+TEST_F(SocketRequest, ServesMorePathsThanConnectionsAreKept)
 {
     std::vector<std::unique_ptr<Service>> services;
     std::vector<std::string> paths;
@@ -418,7 +418,7 @@ TEST_F(Request, ServesMorePathsThanConnectionsAreKept)
     }
 }
 
-TEST_F(Request, WorksWithStandardInputClosed)
+TEST_F(SocketRequest, WorksWithStandardInputClosed)
 {
     Service service(path);
     int accepted = -1;
@@ -437,7 +437,7 @@ TEST_F(Request, WorksWithStandardInputClosed)
 }
 
 // A timer signal every half millisecond, to the asking thread alone, while the service takes its time with every byte.
-TEST_F(Request, GoesOnWhenSignalsInterrupt)
+TEST_F(SocketRequest, GoesOnWhenSignalsInterrupt)
 {
     static volatile sig_atomic_t signals;
     struct sigaction action = {};
@@ -476,7 +476,7 @@ TEST_F(Request, GoesOnWhenSignalsInterrupt)
 }
 
 // Until there is room in the queue, connecting waits; and it comes through when there is.
-TEST_F(Request, WaitsForRoomInTheQueueOfConnections)
+TEST_F(SocketRequest, WaitsForRoomInTheQueueOfConnections)
 {
     Service service(path, 0);
     int filler = raw_connect(path);

@@ -13,12 +13,12 @@
 namespace
 {
 
-struct ListenServer : testing::Test {
+struct SocketListenServer : testing::Test {
     TemporaryFolder folder;
     std::string path = folder.file("service");
 };
 
-TEST_F(ListenServer, IsAccessibleToItsOwnerOnly)
+TEST_F(SocketListenServer, IsAccessibleToItsOwnerOnly)
 {
     umask(0);
     int listener = SOCKET_InitListenServer(path.c_str());
@@ -30,7 +30,7 @@ TEST_F(ListenServer, IsAccessibleToItsOwnerOnly)
     SOCKET_Close(listener);
 }
 
-TEST_F(ListenServer, ReplacesFileThatNobodyAnswersOn)
+TEST_F(SocketListenServer, ReplacesFileThatNobodyAnswersOn)
 {
     close(raw_listen(path));
     int listener = SOCKET_InitListenServer(path.c_str());
@@ -41,11 +41,12 @@ TEST_F(ListenServer, ReplacesFileThatNobodyAnswersOn)
     SOCKET_Close(listener);
 }
 
-TEST_F(ListenServer, RefusesPathThatSomebodyServes)
+TEST_F(SocketListenServer, RefusesPathThatSomebodyServes)
 {
     int listener = SOCKET_InitListenServer(path.c_str());
     size_t before = open_descriptors();
     EXPECT_EQ(SOCKET_InitListenServer(path.c_str()), -1);
+    EXPECT_EQ(errno, EADDRINUSE);
     EXPECT_EQ(open_descriptors(), before);
     int client = raw_connect(path);
     EXPECT_GT(client, 0) << "the first server has lost its socket";
@@ -53,7 +54,7 @@ TEST_F(ListenServer, RefusesPathThatSomebodyServes)
     SOCKET_Close(listener);
 }
 
-TEST_F(ListenServer, RefusesPathOfBusyServerWithoutWaiting)
+TEST_F(SocketListenServer, RefusesPathOfBusyServerWithoutWaiting)
 {
     int listener = raw_listen(path, 0);
     int filler = raw_connect(path);
@@ -64,22 +65,25 @@ TEST_F(ListenServer, RefusesPathOfBusyServerWithoutWaiting)
     close(listener);
 }
 
-TEST_F(ListenServer, LeavesOtherFilesAlone)
+TEST_F(SocketListenServer, LeavesOtherFilesAlone)
 {
     std::ofstream(path) << "precious";
     EXPECT_EQ(SOCKET_InitListenServer(path.c_str()), -1);
+    EXPECT_EQ(errno, ENOTSOCK);
     std::string content;
     std::ifstream(path) >> content;
     EXPECT_EQ(content, "precious");
 }
 
-TEST_F(ListenServer, RefusesUnusablePaths)
+TEST_F(SocketListenServer, RefusesUnusablePaths)
 {
     size_t before = open_descriptors();
     EXPECT_EQ(SOCKET_InitListenServer(nullptr), -1);
     EXPECT_EQ(SOCKET_InitListenServer(""), -1);
     EXPECT_EQ(SOCKET_InitListenServer(folder.file("missing/service").c_str()), -1);
+    EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(SOCKET_InitListenServer(folder.file(std::string(108, 'p')).c_str()), -1);
+    EXPECT_EQ(errno, ENAMETOOLONG);
     EXPECT_EQ(open_descriptors(), before);
     std::string longest = folder.file("");
     longest += std::string(107 - longest.size(), 'p');
@@ -88,12 +92,12 @@ TEST_F(ListenServer, RefusesUnusablePaths)
     SOCKET_Close(listener);
 }
 
-struct Accept : ListenServer {
+struct SocketAccept : SocketListenServer {
     int listener = SOCKET_InitListenServer(path.c_str());
-    ~Accept() { SOCKET_Close(listener); }
+    ~SocketAccept() { SOCKET_Close(listener); }
 };
 
-TEST_F(Accept, ReturnsClient)
+TEST_F(SocketAccept, ReturnsClient)
 {
     int caller = raw_connect(path);
     int client = SOCKET_AcceptClient(listener);
@@ -106,7 +110,7 @@ TEST_F(Accept, ReturnsClient)
     close(caller);
 }
 
-TEST_F(Accept, NeverReturnsDescriptorZero)
+TEST_F(SocketAccept, NeverReturnsDescriptorZero)
 {
     SOCKET_Close(listener);
     close(STDIN_FILENO);
@@ -125,7 +129,7 @@ TEST_F(Accept, NeverReturnsDescriptorZero)
     SOCKET_Close(client);
 }
 
-TEST_F(Accept, FailsAfterPauseWhileDescriptorsHaveRunOut)
+TEST_F(SocketAccept, FailsAfterPauseWhileDescriptorsHaveRunOut)
 {
     int caller = raw_connect(path);
     rlimit limit;
@@ -146,7 +150,7 @@ TEST_F(Accept, FailsAfterPauseWhileDescriptorsHaveRunOut)
     close(caller);
 }
 
-TEST_F(Accept, RefusesWhatIsNoListener)
+TEST_F(SocketAccept, RefusesWhatIsNoListener)
 {
     EXPECT_LT(SOCKET_AcceptClient(-1), 0);
     EXPECT_LT(SOCKET_AcceptClient(STDOUT_FILENO), 0);
@@ -171,16 +175,16 @@ struct Pair : testing::Test {
     }
 };
 
-using Recv = Pair;
+using SocketRecv = Pair;
 
-TEST_F(Recv, ReturnsWhatIsThere)
+TEST_F(SocketRecv, ReturnsWhatIsThere)
 {
     write_bytes(ends[1], "hello");
     EXPECT_EQ(SOCKET_Recv(ends[0], buffer, sizeof(buffer), 5, &received), 0);
     EXPECT_EQ(std::string(buffer, received), "hello");
 }
 
-TEST_F(Recv, CutsAtCapacity)
+TEST_F(SocketRecv, CutsAtCapacity)
 {
     write_bytes(ends[1], "hello");
     EXPECT_EQ(SOCKET_Recv(ends[0], buffer, 3, 5, &received), 0);
@@ -189,7 +193,7 @@ TEST_F(Recv, CutsAtCapacity)
     EXPECT_EQ(std::string(buffer, received), "lo");
 }
 
-TEST_F(Recv, ReportsThatNothingArrived)
+TEST_F(SocketRecv, ReportsThatNothingArrived)
 {
     Clock::time_point start = Clock::now();
     EXPECT_EQ(SOCKET_Recv(ends[0], buffer, sizeof(buffer), 1, &received), -5);
@@ -199,7 +203,7 @@ TEST_F(Recv, ReportsThatNothingArrived)
     EXPECT_EQ(SOCKET_Recv(ends[0], buffer, sizeof(buffer), 0, &received), -5);
 }
 
-TEST_F(Recv, ReturnsWhatCameBeforePeerClosed)
+TEST_F(SocketRecv, ReturnsWhatCameBeforePeerClosed)
 {
     write_bytes(ends[1], "last");
     hang_up();
@@ -210,14 +214,14 @@ TEST_F(Recv, ReturnsWhatCameBeforePeerClosed)
     EXPECT_EQ(received, 0u);
 }
 
-TEST_F(Recv, ReportsErrors)
+TEST_F(SocketRecv, ReportsErrors)
 {
     EXPECT_EQ(SOCKET_Recv(-1, buffer, sizeof(buffer), 5, &received), SOCKET_ERROR);
     EXPECT_EQ(SOCKET_Recv(9999, buffer, sizeof(buffer), 5, &received), SOCKET_ERROR);
     EXPECT_EQ(received, 0u);
 }
 
-TEST_F(Recv, WaitsOnWhenSignalsInterrupt)
+TEST_F(SocketRecv, WaitsOnWhenSignalsInterrupt)
 {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
@@ -232,7 +236,7 @@ TEST_F(Recv, WaitsOnWhenSignalsInterrupt)
     setitimer(ITIMER_REAL, &storm, nullptr);
 }
 
-struct RecvRequest : Pair {
+struct SocketRecvRequest : Pair {
     SOCKET_Request request = {};
 
     int receive(int timeout = 5) { return SOCKET_RecvRequest(ends[0], &request, buffer, sizeof(buffer), timeout); }
@@ -245,7 +249,7 @@ struct RecvRequest : Pair {
     }
 };
 
-TEST_F(RecvRequest, ReadsOneAfterAnother)
+TEST_F(SocketRecvRequest, ReadsOneAfterAnother)
 {
     write_bytes(ends[1], bytes("b9000000 01000000 cc000000 03000000 616263"
                                "3c000000 00000000 00000000 00000000"
@@ -259,7 +263,7 @@ TEST_F(RecvRequest, ReadsOneAfterAnother)
     EXPECT_EQ(receive(0), SOCKET_NOTHING);
 }
 
-TEST_F(RecvRequest, ReadsByteByByte)
+TEST_F(SocketRecvRequest, ReadsByteByByte)
 {
     std::thread sender([&] {
         for (char byte : bytes("b9000000 01000000 cc000000 03000000 616263")) {
@@ -272,20 +276,20 @@ TEST_F(RecvRequest, ReadsByteByByte)
     sender.join();
 }
 
-TEST_F(RecvRequest, ReportsThatNothingArrived)
+TEST_F(SocketRecvRequest, ReportsThatNothingArrived)
 {
     Clock::time_point start = Clock::now();
     EXPECT_EQ(receive(1), SOCKET_NOTHING);
     EXPECT_GE(seconds_since(start), 1.0);
 }
 
-TEST_F(RecvRequest, ReportsThatPeerClosed)
+TEST_F(SocketRecvRequest, ReportsThatPeerClosed)
 {
     hang_up();
     EXPECT_EQ(receive(), SOCKET_CLOSED);
 }
 
-TEST(RecvRequestCut, RefusesRequestCutShort)
+TEST(SocketRecvRequestCut, RefusesRequestCutShort)
 {
     const std::string whole = bytes("b9000000 01000000 cc000000 03000000 616263");
     for (size_t length : {1, 15, 16, 18}) {
@@ -300,29 +304,31 @@ TEST(RecvRequestCut, RefusesRequestCutShort)
     }
 }
 
-TEST_F(RecvRequest, RefusesPayloadAboveCapacity)
+TEST_F(SocketRecvRequest, RefusesPayloadAboveCapacity)
 {
     write_bytes(ends[1], bytes("b9000000 01000000 cc000000 41000000") + std::string(65, 'x'));
     EXPECT_EQ(receive(), SOCKET_ERROR);
 }
 
-TEST_F(RecvRequest, TakesPayloadOfExactCapacity)
+TEST_F(SocketRecvRequest, TakesPayloadOfExactCapacity)
 {
     write_bytes(ends[1], bytes("b9000000 01000000 cc000000 40000000") + std::string(64, 'x'));
     EXPECT_EQ(receive(), 0);
     expect(185, 1, 204, std::string(64, 'x'));
 }
 
-TEST_F(RecvRequest, RefusesPayloadAboveLimitWhateverTheCapacity)
+TEST_F(SocketRecvRequest, RefusesPayloadAboveLimitWhateverTheCapacity)
 {
     std::vector<char> room((1 << 20) + 1);
     write_bytes(ends[1], bytes("b9000000 01000000 cc000000 01001000"));
+    Clock::time_point start = Clock::now();
     EXPECT_EQ(SOCKET_RecvRequest(ends[0], &request, room.data(), static_cast<uint32_t>(room.size()), 5), SOCKET_ERROR);
+    EXPECT_LT(seconds_since(start), 5.0) << "it waited for the payload";
 }
 
-using SendAnswer = Pair;
+using SocketSendAnswer = Pair;
 
-TEST_F(SendAnswer, WritesHeaderCodeAndRecord)
+TEST_F(SocketSendAnswer, WritesHeaderCodeAndRecord)
 {
     EXPECT_EQ(SOCKET_SendAnswer(ends[0], 185, 0x01020304, "abc", 3), 0);
     EXPECT_EQ(SOCKET_SendAnswer(ends[0], 60, 7, nullptr, 0), 0);
@@ -331,7 +337,7 @@ TEST_F(SendAnswer, WritesHeaderCodeAndRecord)
     EXPECT_FALSE(is_readable(ends[1], 0));
 }
 
-TEST_F(SendAnswer, RefusesRecordAboveLimit)
+TEST_F(SocketSendAnswer, RefusesRecordAboveLimit)
 {
     const std::string record((1 << 20) - 3, 'r');
     EXPECT_EQ(SOCKET_SendAnswer(ends[0], 20, 0, record.data(), static_cast<uint32_t>(record.size())), -1);
@@ -339,7 +345,7 @@ TEST_F(SendAnswer, RefusesRecordAboveLimit)
     EXPECT_FALSE(is_readable(ends[1], 0));
 }
 
-TEST_F(SendAnswer, SendsTheLongestRecord)
+TEST_F(SocketSendAnswer, SendsTheLongestRecord)
 {
     const std::string record((1 << 20) - 4, 'r');
     std::string seen;
@@ -352,7 +358,7 @@ TEST_F(SendAnswer, SendsTheLongestRecord)
     EXPECT_EQ(seen, bytes("14000000 00000000 00000000 00001000 00000000") + record);
 }
 
-TEST_F(SendAnswer, FailsQuietlyWhenPeerHasClosed)
+TEST_F(SocketSendAnswer, FailsQuietlyWhenPeerHasClosed)
 {
     hang_up();
     EXPECT_EQ(SOCKET_SendAnswer(ends[0], 20, 0, nullptr, 0), -1); // a SIGPIPE would end the program

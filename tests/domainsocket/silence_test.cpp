@@ -10,7 +10,7 @@
 namespace
 {
 
-struct Silence : testing::Test {
+struct SocketSilence : testing::Test {
     TemporaryFolder folder;
     std::string path = folder.file("service");
     Clock::time_point start = Clock::now();
@@ -37,7 +37,7 @@ struct Silence : testing::Test {
     }
 };
 
-TEST_F(Silence, EndsRequestOnOpenConnectionAndItsLateAnswerIsNotTaken)
+TEST_F(SocketSilence, EndsRequestOnOpenConnectionAndItsLateAnswerIsNotTaken)
 {
     Service service(path);
     service.run([&](Service &self) {
@@ -58,28 +58,37 @@ TEST_F(Silence, EndsRequestOnOpenConnectionAndItsLateAnswerIsNotTaken)
     EXPECT_EQ(ask(), word(2));
 }
 
-TEST_F(Silence, EndsRequestOnNewConnection)
+TEST_F(SocketSilence, EndsRequestOnNewConnection)
 {
     Service service(path);
     expect_time_out();
 }
 
-TEST_F(Silence, EndsRequestWhoseAnswerTrickles)
+// Long enough for any time limit.
+void trickle(int fd, const std::string &data)
+{
+    for (char byte : data) {
+        if (send(fd, &byte, 1, MSG_NOSIGNAL) != 1)
+            break;
+        usleep(200);
+    }
+}
+
+TEST_F(SocketSilence, EndsRequestWhoseAnswerTrickles)
 {
     Service service(path);
     service.run([&](Service &self) {
         int client = self.accept();
         read_bytes(client, 16);
-        for (char byte : answer(20, word(1))) {
-            write_bytes(client, std::string(1, byte));
-            usleep(700000);
-        }
+        trickle(client, answer(20, std::string(1 << 17, 'x')));
         close(client);
     });
-    expect_time_out();
+    start = Clock::now();
+    EXPECT_EQ(SOCKET_SendMsgByType(path.c_str(), 20, 1, nullptr, 0, 1 << 17), nullptr);
+    expect_ten_seconds();
 }
 
-TEST_F(Silence, EndsRequestWhoseAnswerTricklesBeyondExpectedLength)
+TEST_F(SocketSilence, EndsRequestWhoseAnswerTricklesBeyondExpectedLength)
 {
     Service service(path);
     service.run([&](Service &self) {
@@ -92,13 +101,29 @@ TEST_F(Silence, EndsRequestWhoseAnswerTricklesBeyondExpectedLength)
     expect_time_out();
 }
 
-TEST_F(Silence, EndsRequestThatNobodyReads)
+TEST_F(SocketSilence, EndsRequestThatNobodyReads)
 {
     Service service(path);
     expect_time_out(std::string(1 << 20, 'x'));
 }
 
-TEST_F(Silence, EndsConnectingToFullQueue)
+TEST_F(SocketSilence, CountsTimeOfSending)
+{
+    Service service(path);
+    service.run([&](Service &self) {
+        int client = self.accept();
+        read_bytes(client, 16);
+        write_bytes(client, answer(20, word(1)));
+        usleep(5000000);
+        read_bytes(client, 16 + (1 << 20));
+        is_readable(client, 12000); // until it is closed
+        close(client);
+    });
+    EXPECT_EQ(ask(), word(1));
+    expect_time_out(std::string(1 << 20, 'x'));
+}
+
+TEST_F(SocketSilence, EndsConnectingToFullQueue)
 {
     Service service(path, 0);
     int filler = raw_connect(path);
@@ -109,7 +134,7 @@ TEST_F(Silence, EndsConnectingToFullQueue)
     close(filler);
 }
 
-TEST_F(Silence, CountsTimeOfConnecting)
+TEST_F(SocketSilence, CountsTimeOfConnecting)
 {
     Service service(path, 0);
     int filler = raw_connect(path);
@@ -127,8 +152,8 @@ TEST_F(Silence, CountsTimeOfConnecting)
 }
 
 // Signals with SA_RESTART come during every wait, and prolong none.
-struct Signals : Silence {
-    Signals()
+struct SocketSignals : SocketSilence {
+    SocketSignals()
     {
         struct sigaction action = {};
         action.sa_handler = [](int) {};
@@ -137,21 +162,21 @@ struct Signals : Silence {
         itimerval storm = {{0, 20000}, {0, 20000}};
         setitimer(ITIMER_REAL, &storm, nullptr);
     }
-    ~Signals()
+    ~SocketSignals()
     {
         itimerval none = {};
         setitimer(ITIMER_REAL, &none, nullptr);
     }
 };
 
-TEST_F(Signals, DoNotProlongRequest)
+TEST_F(SocketSignals, DoNotProlongRequest)
 {
     int listener = raw_listen(path);
     expect_time_out();
     close(listener);
 }
 
-TEST_F(Signals, DoNotProlongConnecting)
+TEST_F(SocketSignals, DoNotProlongConnecting)
 {
     int listener = raw_listen(path, 0);
     int filler = raw_connect(path);
@@ -160,14 +185,14 @@ TEST_F(Signals, DoNotProlongConnecting)
     close(listener);
 }
 
-TEST_F(Signals, DoNotProlongSending)
+TEST_F(SocketSignals, DoNotProlongSending)
 {
     int listener = raw_listen(path);
     expect_time_out(std::string(1 << 20, 'x'));
     close(listener);
 }
 
-TEST_F(Silence, EndsHalfARequest)
+TEST_F(SocketSilence, EndsHalfARequest)
 {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
@@ -181,7 +206,22 @@ TEST_F(Silence, EndsHalfARequest)
     close(ends[1]);
 }
 
-TEST_F(Silence, EndsAnswerThatNobodyReads)
+TEST_F(SocketSilence, EndsRequestThatTrickles)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    std::thread sender(trickle, ends[1], word(185) + word(1) + word(204) + word(1 << 20) + std::string(1 << 17, 'x'));
+    SOCKET_Request request;
+    std::string payload(1 << 20, ' ');
+    start = Clock::now();
+    EXPECT_EQ(SOCKET_RecvRequest(ends[0], &request, payload.data(), 1 << 20, 1), SOCKET_ERROR);
+    expect_ten_seconds();
+    close(ends[0]);
+    sender.join();
+    close(ends[1]);
+}
+
+TEST_F(SocketSilence, EndsAnswerThatNobodyReads)
 {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);

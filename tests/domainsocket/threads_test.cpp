@@ -22,7 +22,7 @@ void echo(int client)
     SOCKET_Close(client);
 }
 
-struct Threads : testing::Test {
+struct SocketThreads : testing::Test {
     TemporaryFolder folder;
     std::string path = folder.file("service");
     int listener = SOCKET_InitListenServer(path.c_str());
@@ -38,10 +38,10 @@ struct Threads : testing::Test {
         for (std::thread &thread : threads)
             thread.join();
     }
-    ~Threads() { SOCKET_Close(listener); }
+    ~SocketThreads() { SOCKET_Close(listener); }
 };
 
-TEST_F(Threads, AskAllAtOnceOnConnectionsOfTheirOwn)
+TEST_F(SocketThreads, AskAllAtOnceOnConnectionsOfTheirOwn)
 {
     size_t before = open_descriptors();
     std::atomic<uint32_t> wrong = 0;
@@ -67,7 +67,7 @@ TEST_F(Threads, AskAllAtOnceOnConnectionsOfTheirOwn)
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(Threads, ComeAndGo)
+TEST_F(SocketThreads, ComeAndGo)
 {
     size_t before = open_descriptors();
     std::thread server([&] { serve(kThreads * 10); });

@@ -174,18 +174,19 @@ TEST_F(CommandsTest, LogsTheCallAndItsArguments)
 {
     enable_log();
     call("wexond", "upgrade", upgrade_arguments("http://host/i", "-7", "abc", "yes"));
-    EXPECT_EQ(take_log(), entry_log("wexond_upgrade", "wexond", "upgrade") +
-                              "[wexond_upgrade.#]: downurl:http://host/i / filesize:-7 / chksum:abc / isreboot:yes \n\n" +
-                              set_reply_log());
+    EXPECT_EQ(take_log(),
+              entry_log("wexond_upgrade", "wexond", "upgrade") +
+                  "[wexond_upgrade.#]: downurl:http://host/i / filesize:-7 / chksum:abc / isreboot:yes \n\n" +
+                  set_reply_log());
     call("wexond", "upgrade");
-    EXPECT_EQ(take_log(), entry_log("wexond_upgrade", "wexond", "upgrade") +
-                              set_reply_log("required parameter: downurl"));
+    EXPECT_EQ(take_log(),
+              entry_log("wexond_upgrade", "wexond", "upgrade") + set_reply_log("required parameter: downurl"));
     call("wexond", "reboot");
     EXPECT_EQ(take_log(), entry_log("wexond_reboot", "wexond", "reboot") + set_reply_log());
     service().answer_in_turn(kReset, {code(0xFFFFFFFE), no_answer()});
     call("wexond", "reset");
-    EXPECT_EQ(take_log(), entry_log("wexond_reset", "wexond", "reset") +
-                              "[wexond_check_ret.#]: Msg retcode = -2\n" + set_reply_log("failed to reset"));
+    EXPECT_EQ(take_log(), entry_log("wexond_reset", "wexond", "reset") + "[wexond_check_ret.#]: Msg retcode = -2\n" +
+                              set_reply_log("failed to reset"));
     call("wexond", "reset");
     EXPECT_EQ(take_log(), entry_log("wexond_reset", "wexond", "reset") +
                               "[wexond_check_ret.#]: Msg return buf = NULL\n" + set_reply_log("failed to reset"));

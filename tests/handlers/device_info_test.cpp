@@ -100,10 +100,10 @@ struct Reply {
                R"("url": "http://maker.example", "description": "A home router", "devtype": "AP", )"
                R"("swversion": "3.2.1", "ipaddr": "192.168.1.1", "vpn": ")" +
                vpn + R"(", "usb": ")" + usb + R"(", "dualband": ")" + dualband + R"(", "mesh": )" + mesh +
-               R"(, "vunq": ")" + vunq + R"(", "ifversion": ")" + ifversion + R"(", "mac": ")" + mac +
-               R"(", "sn": ")" + sn + R"(", "lanports": [)" + lanports + R"(], "wanports": [)" + wanports +
-               R"(], "suggestworkmode": ")" + suggestworkmode + R"(", "workmode": ")" + workmode +
-               R"(", "wireless": ")" + wireless + R"(", "triband": "no"}})";
+               R"(, "vunq": ")" + vunq + R"(", "ifversion": ")" + ifversion + R"(", "mac": ")" + mac + R"(", "sn": ")" +
+               sn + R"(", "lanports": [)" + lanports + R"(], "wanports": [)" + wanports + R"(], "suggestworkmode": ")" +
+               suggestworkmode + R"(", "workmode": ")" + workmode + R"(", "wireless": ")" + wireless +
+               R"(", "triband": "no"}})";
     }
 };
 
@@ -133,7 +133,10 @@ class DeviceInfoTest : public HandlerTest
 
     std::string get() { return call("wexond.devinfo", "get"); }
     std::string get_ext() { return call("wexond.devinfo.ext", "get"); }
-    std::string set(const std::string &mode) { return call("wexond.devinfo", "set", "{\"workmode\": \"" + mode + "\"}"); }
+    std::string set(const std::string &mode)
+    {
+        return call("wexond.devinfo", "set", "{\"workmode\": \"" + mode + "\"}");
+    }
 };
 
 TEST_F(DeviceInfoTest, CollectsTheDevice)
@@ -285,10 +288,9 @@ TEST_F(DeviceInfoTest, KeepsFieldsThatAreFullApart)
     service().answer(kHwInfo, record(hardware));
     service().answer(kFwInfo, record(Bytes(160).text(0, std::string(160, 'f'))));
     service().answer(kManageInfo, record(Bytes(96).text(0, std::string(80, '#')).text(80, std::string(16, 'g'))));
-    service().answer(kOpvmBasicInfo, record(Bytes(72)
-                                                .text(0, std::string(16, 'h'))
-                                                .text(16, std::string(35, 'i'))
-                                                .text(51, std::string(21, 'j'))));
+    service().answer(
+        kOpvmBasicInfo,
+        record(Bytes(72).text(0, std::string(16, 'h')).text(16, std::string(35, 'i')).text(51, std::string(21, 'j'))));
     auto key = [](const char *name, size_t length, char letter) {
         return "\"" + std::string(name) + "\": \"" + std::string(length, letter) + "\", ";
     };
@@ -352,8 +354,8 @@ TEST_F(DeviceInfoTest, RepliesWithoutAKeyWhereALaterAnswerStaysOut)
         service().answer(kSteps[i].type, no_answer());
         EXPECT_EQ(get(), "{<20 stray bytes>}");
         EXPECT_EQ(service().take_requests(), steps(i + 1));
-        EXPECT_EQ(take_log(), entry_log("wexond_devinfo_get", "wexond.devinfo", "get") + "[wexond_devinfo_get.#]: " +
-                                  kSteps[i].failure + "\n" + get_reply_log());
+        EXPECT_EQ(take_log(), entry_log("wexond_devinfo_get", "wexond.devinfo", "get") +
+                                  "[wexond_devinfo_get.#]: " + kSteps[i].failure + "\n" + get_reply_log());
     }
     answer_as_the_device();
     EXPECT_EQ(get(), Reply().text());
@@ -409,7 +411,8 @@ TEST_F(DeviceInfoTest, JoinsTheStandardsOfBothRadios)
 // Rates whose thousandfold passes 32 bits wrap.
 TEST_F(DeviceInfoTest, SurvivesImpossibleRates)
 {
-    service().answer(kHwInfo, record(Bytes(352).u32(188, 0xFFFFFFFF).u32(204, 0x80000000).u32(344, 0xFFFFFFFF).u32(348, 3)));
+    service().answer(kHwInfo,
+                     record(Bytes(352).u32(188, 0xFFFFFFFF).u32(204, 0x80000000).u32(344, 0xFFFFFFFF).u32(348, 3)));
     EXPECT_EQ(get_ext(), R"({"wexond.devinfo.ext": {"wifispec": "", "wanmaxrate": 0, "wifimaxrate": 2000, )"
                          R"("lanmaxrate": [-1000, 0, 0]}})");
 }
@@ -454,7 +457,8 @@ TEST_F(DeviceInfoTest, AcceptsAnUnknownWorkModeAndDoesNothing)
 
 TEST_F(DeviceInfoTest, RequiresTheWorkMode)
 {
-    for (const char *arguments : {R"({})", R"({"workmode": 1})", R"({"workmode": ["router"]})", R"({"mode": "router"})"})
+    for (const char *arguments :
+         {R"({})", R"({"workmode": 1})", R"({"workmode": ["router"]})", R"({"mode": "router"})"})
         EXPECT_EQ(call("wexond.devinfo", "set", arguments), failure("required parameter: workmode")) << arguments;
     EXPECT_EQ(service().take_requests(), Requests{});
 }

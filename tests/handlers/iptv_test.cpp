@@ -39,10 +39,9 @@ class IptvTest : public HandlerTest
     // The Ethernet mask that an array of these elements makes.
     Bytes sent_for_elements(const std::string &elements)
     {
-        return sent_by_set(RawMessage{value(Type::string, "enable", terminated("yes")) +
-                                      value(Type::int32, "vlanid", big_endian32(7)) +
-                                      value(Type::array, "ethport", elements) + value(Type::array, "2.4G", "") +
-                                      value(Type::array, "5G", "")});
+        return sent_by_set(RawMessage{
+            value(Type::string, "enable", terminated("yes")) + value(Type::int32, "vlanid", big_endian32(7)) +
+            value(Type::array, "ethport", elements) + value(Type::array, "2.4G", "") + value(Type::array, "5G", "")});
     }
 };
 
@@ -72,9 +71,9 @@ TEST_F(IptvTest, SetsTheBitOfAnElementsLowEightBits)
         uint32_t mask;
     };
     const Row rows[] = {
-        {"[0]", 1},         {"[31]", 0x80000000}, {"[32]", 0}, {"[40]", 0},   {"[255]", 0},
-        {"[256]", 1},       {"[260]", 16},        {"[-1]", 0}, {"[-256]", 1}, {"[5, 5, 5]", 32},
-        {"[2, 40, 1]", 6},  {"[0, 1, 2, 3, 4, 5, 6, 7]", 0xFF},
+        {"[0]", 1},    {"[31]", 0x80000000}, {"[32]", 0},       {"[40]", 0},
+        {"[255]", 0},  {"[256]", 1},         {"[260]", 16},     {"[-1]", 0},
+        {"[-256]", 1}, {"[5, 5, 5]", 32},    {"[2, 40, 1]", 6}, {"[0, 1, 2, 3, 4, 5, 6, 7]", 0xFF},
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.elements);
@@ -155,7 +154,8 @@ TEST_F(IptvTest, RequiresEveryArgumentInOrder)
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.arguments);
-        EXPECT_EQ(call("wexond.iptv", "set", row.arguments), failure(std::string("required parameter: ") + row.missing));
+        EXPECT_EQ(call("wexond.iptv", "set", row.arguments),
+                  failure(std::string("required parameter: ") + row.missing));
     }
     EXPECT_EQ(service().take_requests(), Requests{});
 }
@@ -172,8 +172,9 @@ TEST_F(IptvTest, ReportsBothVlansInOneArrayEach)
 {
     Bytes both = iptv_record(0, 85, 10, 1, 8).u32(20, 86).u32(24, 6).u32(28, 3).u32(32, 1);
     service().answer(kGet, record(both));
-    EXPECT_EQ(call("wexond.iptv", "get"),
-              R"({"wexond.iptv": {"vlanid": 85, "ethport": [1, 3, 1, 2], "2.4G": [0, 0, 1], "5G": [3, 0], "5G-2": []}})");
+    EXPECT_EQ(
+        call("wexond.iptv", "get"),
+        R"({"wexond.iptv": {"vlanid": 85, "ethport": [1, 3, 1, 2], "2.4G": [0, 0, 1], "5G": [3, 0], "5G-2": []}})");
 }
 
 TEST_F(IptvTest, PassesOverAVlanWithoutAnId)
@@ -207,7 +208,8 @@ TEST_F(IptvTest, ReportsFailures)
 {
     service().answer_in_turn(kSet, {code(1), no_answer()});
     for (int i = 0; i < 2; i++)
-        EXPECT_EQ(call("wexond.iptv", "set", set_arguments("yes", "7", "[]", "[]", "[]")), failure("failed to set iptv"));
+        EXPECT_EQ(call("wexond.iptv", "set", set_arguments("yes", "7", "[]", "[]", "[]")),
+                  failure("failed to set iptv"));
     service().answer_in_turn(kGet, {code(1, iptv_record(1, 85, 10, 1, 0)), no_answer()});
     for (int i = 0; i < 2; i++)
         EXPECT_EQ(call("wexond.iptv", "get"), failure("failed to get iptv"));

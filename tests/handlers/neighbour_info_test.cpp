@@ -84,8 +84,8 @@ TEST_F(NeighbourInfoTest, ReadsNoMoreEntriesThanTheAnswerHolds)
         std::string name = "net" + std::to_string(i);
         add(full, i, name, "00:00:00:00:00:00", static_cast<uint32_t>(i), -1, 1);
         for (int band : {0, 1})
-            tables[band] += (i ? ", " : "") + table(band ? "5G" : "2.4G", name, "000000000000", std::to_string(i), "-1",
-                                                    "11b");
+            tables[band] +=
+                (i ? ", " : "") + table(band ? "5G" : "2.4G", name, "000000000000", std::to_string(i), "-1", "11b");
     }
     for (uint32_t count : {32u, 33u, 1000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
         SCOPED_TRACE(count);
@@ -143,18 +143,20 @@ TEST_F(NeighbourInfoTest, AFailureReplacesWhatWasBuilt)
 TEST_F(NeighbourInfoTest, LogsWhichBandFailed)
 {
     const std::string entry_line = entry_log("wexond_neighbourinfo_get", "wexond.neighbourinfo", "get");
-    service().answer_in_turn(kGet, {record(neighbour_list(0)), record(neighbour_list(0)), code(9),
-                                    record(neighbour_list(0)), no_answer()});
+    service().answer_in_turn(
+        kGet, {record(neighbour_list(0)), record(neighbour_list(0)), code(9), record(neighbour_list(0)), no_answer()});
     enable_log();
     get();
     EXPECT_EQ(take_log(), entry_line + get_reply_log());
     get();
-    EXPECT_EQ(take_log(), entry_line + "[wexond_check_ret.#]: Msg retcode = 9\n"
-                                       "[wexond_neighbourinfo_get.#]: Failed to get neighbour info of 2.4G\n" +
+    EXPECT_EQ(take_log(), entry_line +
+                              "[wexond_check_ret.#]: Msg retcode = 9\n"
+                              "[wexond_neighbourinfo_get.#]: Failed to get neighbour info of 2.4G\n" +
                               get_reply_log("failed to get neighbourinfo"));
     get();
-    EXPECT_EQ(take_log(), entry_line + "[wexond_check_ret.#]: Msg return buf = NULL\n"
-                                       "[wexond_neighbourinfo_get.#]: Failed to get neighbour info of 5G\n" +
+    EXPECT_EQ(take_log(), entry_line +
+                              "[wexond_check_ret.#]: Msg return buf = NULL\n"
+                              "[wexond_neighbourinfo_get.#]: Failed to get neighbour info of 5G\n" +
                               get_reply_log("failed to get neighbourinfo"));
 }
 

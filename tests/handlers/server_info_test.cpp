@@ -237,12 +237,13 @@ TEST_F(ServerInfoTest, LogsItsCalls)
     enable_log();
     call("wexond.serverinfo", "set",
          R"({"backup": ["one", "two"], "devid": "d", "devtoken": "t", "abiaddr": "a", "bssaddr": "b"})");
-    EXPECT_EQ(take_log(), entry + "[wexond_serverinfo_set.#]: bssaddr:b \n\n"
-                                  "[wexond_serverinfo_set.#]: abiaddr:a \n\n"
-                                  "[wexond_serverinfo_set.#]: devtoken:t \n\n"
-                                  "[wexond_serverinfo_set.#]: devid:d \n\n"
-                                  "[wexond_serverinfo_set.#]: backup[0]: one \n\n"
-                                  "[wexond_serverinfo_set.#]: backup[1]: two \n\n" +
+    EXPECT_EQ(take_log(), entry +
+                              "[wexond_serverinfo_set.#]: bssaddr:b \n\n"
+                              "[wexond_serverinfo_set.#]: abiaddr:a \n\n"
+                              "[wexond_serverinfo_set.#]: devtoken:t \n\n"
+                              "[wexond_serverinfo_set.#]: devid:d \n\n"
+                              "[wexond_serverinfo_set.#]: backup[0]: one \n\n"
+                              "[wexond_serverinfo_set.#]: backup[1]: two \n\n" +
                               set_reply_log());
     std::string too_long(65, 'x');
     call("wexond.serverinfo", "set", argument("abiaddr", too_long));

@@ -24,10 +24,10 @@ std::string big_endian64(uint64_t number);
 // A JSON object as the values of a message, in its order: whole numbers within 32 bits become int32, others int64.
 std::string from_json(std::string_view json);
 
-// The values of a message as one line that looks like JSON and tells everything: the order of keys, int64 as `5l`, int16
-// as `5s`, doubles with a `d`, a null as `null`; int8, which is also the boolean, as `false` for 0, `true` for 1, else
-// `5b`. Bytes of a text outside the printable ASCII are shown as `\x0A`. Bytes that are no value and end the walk, as a
-// reader would end it, are counted: `{<20 stray bytes>}`.
+// The values of a message as one line that looks like JSON and tells everything: the order of keys, int64 as `5l`,
+// int16 as `5s`, doubles with a `d`, a null as `null`; int8, which is also the boolean, as `false` for 0, `true` for 1,
+// else `5b`. Bytes of a text outside the printable ASCII are shown as `\x0A`. Bytes that are no value and end the walk,
+// as a reader would end it, are counted: `{<20 stray bytes>}`.
 std::string to_text(std::string_view message);
 
 } // namespace test_support

@@ -1,6 +1,6 @@
 // Wire records written out by hand: so many zero bytes, and what stands at which offset.
 //
-//     Bytes(456).text(0, "http://host/image").u32(384, 12345)
+//     Bytes(456).text(0, "http://host/image").u32(384, 12345678)
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,8 @@ class Bytes
     std::string data_;
 };
 
-// The size, then each run of bytes that are not zero with its offset: `456 bytes: @0 "http://host/image" @384 39 30`.
+// The size, then each run of bytes that are not zero with its offset: `456 bytes: @0 "http://host/image" @384 4e 61
+// bc`.
 std::ostream &operator<<(std::ostream &stream, const Bytes &bytes);
 
 } // namespace test_support

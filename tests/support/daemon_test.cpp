@@ -1,6 +1,9 @@
 #include "tests/support/daemon_test.h"
 
 #include <fstream>
+#include <regex>
+
+#include "tests/support/listening.h"
 
 namespace test_support
 {
@@ -61,6 +64,7 @@ void DaemonTest::start_daemon()
 {
     launch_daemon();
     wait_until_up();
+    wait_until_listening(event_socket());
     service().take_requests();
     take_log();
 }
@@ -68,10 +72,10 @@ void DaemonTest::start_daemon()
 void DaemonTest::end_daemon()
 {
     bus_.stop();
-    EXPECT_EQ(daemon_->wait(), 0) << "the daemon's exit status";
+    EXPECT_EQ(daemon_->wait(), expected_status_) << "the daemon's exit status";
     EXPECT_EQ(daemon_->standard_error(), expected_error_);
     daemon_.reset();
-    std::filesystem::remove(folder_ / "events.sock");
+    std::filesystem::remove(event_socket());
 }
 
 void DaemonTest::restart_service()
@@ -84,6 +88,12 @@ BusClient &DaemonTest::client()
     if (!client_)
         client_ = std::make_unique<BusClient>(bus_.socket());
     return *client_;
+}
+
+std::string DaemonTest::take_bus_thread_log()
+{
+    static const std::regex relay_line(R"(\[WEXOND_(Socket|Server)\w*\.#\]: [^[]*)");
+    return std::regex_replace(take_log(), relay_line, "");
 }
 
 void DaemonTest::enable_log()

@@ -61,7 +61,7 @@ class DaemonTest : public testing::Test
     void launch_daemon(std::vector<std::string> wrapper = {});
     // Waits until it takes method calls.
     void wait_until_up();
-    // Both, then forgets what was recorded so far.
+    // Both; then waits until it takes events, too, and forgets what was recorded so far.
     void start_daemon();
     // Stops the broker and requires the daemon to end well.
     void end_daemon();
@@ -82,12 +82,16 @@ class DaemonTest : public testing::Test
     // Connected when it is first asked for.
     BusClient &client();
     const TemporaryFolder &folder() const { return folder_; }
+    std::filesystem::path event_socket() const { return folder_ / "events.sock"; }
 
     void enable_log();
     void disable_log();
     std::string take_log() { return console_.take(); }
+    // Without the lines of the threads of the event relay, which fall between the others as they like.
+    std::string take_bus_thread_log();
 
-    // What the daemon is allowed to have written to its standard error at its end.
+    // How the daemon has to end where that is not with status 0 and without a word on its standard error.
+    void expect_status(int status) { expected_status_ = status; }
     void expect_standard_error(std::string_view text) { expected_error_ = text; }
 
   private:
@@ -97,6 +101,7 @@ class DaemonTest : public testing::Test
     std::unique_ptr<ScriptedService> service_;
     std::unique_ptr<Process> daemon_;
     std::unique_ptr<BusClient> client_;
+    int expected_status_ = 0;
     std::string expected_error_;
 };
 

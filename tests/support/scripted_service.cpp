@@ -123,15 +123,15 @@ ScriptedService::~ScriptedService()
         std::lock_guard lock(mutex_);
         ending_ = true;
         shutdown(listener_, SHUT_RDWR);
-        for (int client : clients_)
-            shutdown(client, SHUT_RDWR);
+        for (const Client &client : clients_)
+            shutdown(client.fd, SHUT_RDWR);
         changed_.notify_all();
     }
     thread_.join();
-    for (std::thread &thread : client_threads_)
-        thread.join();
-    for (int client : clients_)
-        close(client);
+    for (Client &client : clients_) {
+        client.thread.join();
+        close(client.fd);
+    }
     close(listener_);
 }
 
@@ -187,31 +187,49 @@ Requests ScriptedService::wait_for_requests(size_t count, Milliseconds limit)
 size_t ScriptedService::connections()
 {
     std::lock_guard lock(mutex_);
-    return clients_.size();
+    return connections_;
 }
 
-// Descriptors stay open until the end, so that none is reused while its number is kept here.
 void ScriptedService::accept_clients()
 {
     for (;;) {
-        int client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        int fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         std::lock_guard lock(mutex_);
-        if (client >= 0)
-            clients_.push_back(client);
-        if (ending_ || client < 0)
+        if (ending_ || fd < 0) {
+            close(fd);
             return;
-        client_threads_.emplace_back(&ScriptedService::serve, this, client);
+        }
+        forget_done_clients();
+        connections_++;
+        Client &client = clients_.emplace_back(Client{fd});
+        client.thread = std::thread([this, &client] { serve(client); });
     }
 }
 
-void ScriptedService::serve(int client)
+void ScriptedService::serve(Client &client)
 {
-    for (Request request; receive(client, request);) {
+    for (Request request; receive(client.fd, request);) {
         Answer answer = judge(request);
-        if (!pause(answer.silence) || !answer.is_given || !send(client, request.type, answer) || answer.claimed_length)
+        if (!pause(answer.silence) || !answer.is_given || !send(client.fd, request.type, answer) ||
+            answer.claimed_length)
             break;
     }
-    shutdown(client, SHUT_RDWR);
+    shutdown(client.fd, SHUT_RDWR);
+    std::lock_guard lock(mutex_);
+    client.is_done = true;
+}
+
+void ScriptedService::forget_done_clients()
+{
+    for (auto client = clients_.begin(); client != clients_.end();) {
+        if (client->is_done) {
+            client->thread.join();
+            close(client->fd);
+            client = clients_.erase(client);
+        } else {
+            ++client;
+        }
+    }
 }
 
 Answer ScriptedService::judge(const Request &request)

@@ -82,8 +82,16 @@ class ScriptedService
     size_t connections();
 
   private:
+    // A connection and the thread that serves it.
+    struct Client {
+        int fd;
+        std::thread thread = {};
+        bool is_done = false;
+    };
+
     void accept_clients();
-    void serve(int client);
+    void serve(Client &client);
+    void forget_done_clients();
     Answer judge(const Request &request);
     bool pause(Milliseconds time);
 
@@ -93,8 +101,8 @@ class ScriptedService
     std::map<uint32_t, Rule> rules_;
     Rule general_rule_;
     Requests requests_;
-    std::vector<int> clients_;
-    std::vector<std::thread> client_threads_;
+    std::list<Client> clients_;
+    size_t connections_ = 0;
     bool ending_ = false;
     std::thread thread_;
 };

@@ -99,6 +99,21 @@ TEST_F(Lookup, ForgetsWhatItsOwnerTookAlong)
     EXPECT_TRUE(caller.has_nothing_more());
 }
 
+TEST_F(Lookup, DoesNotTellOfAnObjectThatVanishesBeforeItsTurn)
+{
+    auto added = owner.add_named("test");
+    uint32_t object = caller.add_anonymous();
+    const Bytes call = message(5, 1, object, attribute(3, object) + attribute(4, "x") + attribute(7, Bytes(400000, 1)));
+    owner.send(call); // fills the caller's socket, so that its listing has to wait
+    EXPECT_TRUE(owner.has_nothing_more());
+    caller.send(ask_for(2, "test"));
+    owner.ask(message(7, 3, 0, attribute(3, added.object)));
+    EXPECT_BYTES(owner.receive(), status(3, 0, 0));
+    EXPECT_GT(caller.receive().size(), 400000u);
+    EXPECT_BYTES(caller.receive(), status(2, 0, 4));
+    EXPECT_TRUE(caller.has_nothing_more());
+}
+
 TEST_F(Lookup, AnswersRequestsInOrder)
 {
     auto added = owner.add_named("test");

@@ -38,15 +38,18 @@ void leave_socket_file(const std::string &path)
 
 TEST(Process, OpensItsSocketToEveryUser)
 {
-    umask(0077);
+    mode_t mask = umask(0077);
     Broker broker;
+    umask(mask);
     EXPECT_EQ(mode_of(broker.path()), mode_t{S_IFSOCK | 0666});
 }
 
 TEST(Process, MakesTheFolders)
 {
     Folder folder;
+    mode_t mask = umask(0077);
     Broker broker({.path = folder.path() + "/run/ubus/ubus.sock"});
+    umask(mask);
     EXPECT_EQ(mode_of(folder.path() + "/run/ubus"), mode_t{S_IFDIR | 0755});
     RawClient client(broker);
     EXPECT_TRUE(client.has_nothing_more());
@@ -133,12 +136,20 @@ TEST(Process, TakesTheSocketOfTheEnvironment)
     EXPECT_EQ(wait_for_exit(pid), 0);
 }
 
+TEST(Process, RaisesItsLimitOfDescriptors)
+{
+    Broker broker({.limits = {.first_descriptors = 32, .descriptors = 100}});
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 80; i++) {
+        clients.emplace_back(broker);
+    }
+    EXPECT_TRUE(clients[79].has_nothing_more());
+}
+
 TEST(Process, WaitsForDescriptorsWithoutSpinning)
 {
-    Broker broker({.descriptors = 32});
-    std::vector<RawClient> clients;
+    Broker broker({.limits = {.descriptors = 32}});
     std::vector<int> waiting;
-    Folder folder;
     for (int i = 0; i < 40; i++) { // the socket's backlog takes those that the broker cannot
         waiting.push_back(connect_to(broker.path()));
         ASSERT_GE(waiting.back(), 0);
@@ -150,7 +161,7 @@ TEST(Process, WaitsForDescriptorsWithoutSpinning)
         return recv(fd, greeting, sizeof(greeting), MSG_WAITALL) == sizeof(greeting);
     };
     size_t served = 0;
-    while (served < waiting.size() && greeted(waiting[served], served == 0 ? 10s : 500ms)) {
+    while (served < waiting.size() && greeted(waiting[served], served == 0 ? 10s : 1s)) {
         served++;
     }
     EXPECT_GT(served, 20u);
@@ -169,6 +180,45 @@ TEST(Process, WaitsForDescriptorsWithoutSpinning)
     }
     RawClient client(broker);
     EXPECT_TRUE(client.has_nothing_more());
+}
+
+#ifdef __SANITIZE_ADDRESS__
+#define ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#define ADDRESS_SANITIZER __has_feature(address_sanitizer)
+#else
+#define ADDRESS_SANITIZER 0
+#endif
+
+TEST(Process, ServesWhileMemoryIsOut)
+{
+    if (ADDRESS_SANITIZER) {
+        GTEST_SKIP() << "AddressSanitizer does not live within a limit";
+    }
+    Broker broker({.limits = {.memory = 12 << 20}});
+    RawClient caller(broker);
+    const Bytes data = attribute(7, Bytes(10000, 1));
+    {
+        std::vector<RawClient> lazy;
+        for (unsigned i = 0; i < 40; i++) {
+            lazy.emplace_back(broker);
+            uint32_t object = lazy.back().add_anonymous();
+            for (unsigned j = 0; j < 150; j++) {
+                caller.send(message(5, 2, object, attribute(3, object) + attribute(4, "x") + data));
+                Bytes answer = caller.ask(wire("0003 0001 00000000 00000004"));
+                if (answer == status(2, object, 4)) { // it was left with half a message, and had to be dropped
+                    answer = caller.receive();
+                }
+                ASSERT_BYTES(answer, wire("0002 0001 00000000 00000004"));
+                ASSERT_BYTES(caller.receive(), status(1, 0, 0));
+                ASSERT_BYTES(caller.ask(message(3, 1, 0, data)), message(2, 1, 0, data));
+                ASSERT_BYTES(caller.receive(), status(1, 0, 0));
+            }
+        }
+    }
+    caller.add_named("test"); // there is memory again
+    RawClient other(broker);
+    EXPECT_TRUE(other.has_nothing_more());
 }
 
 } // namespace

@@ -42,6 +42,15 @@ std::string hex(const Bytes &bytes, size_t from)
     return text;
 }
 
+void limit_resource(__rlimit_resource resource, rlim_t soft, rlim_t hard)
+{
+    rlimit limit;
+    getrlimit(resource, &limit);
+    limit.rlim_max = hard == 0 ? limit.rlim_max : hard;
+    limit.rlim_cur = soft == 0 ? limit.rlim_max : soft;
+    setrlimit(resource, &limit);
+}
+
 // Reads until `wanted` bytes are there; false where the peer closed or nothing came for long.
 bool read_all(int fd, uint8_t *data, size_t wanted)
 {
@@ -174,16 +183,14 @@ Folder::~Folder()
     std::filesystem::remove_all(path_, ignored);
 }
 
-pid_t start_broker(const std::vector<std::string> &arguments, unsigned descriptors)
+pid_t start_broker(const std::vector<std::string> &arguments, const Limits &limits)
 {
     pid_t pid = fork();
     if (pid != 0) {
         return pid;
     }
-    if (descriptors != 0) {
-        rlimit limit = {descriptors, descriptors};
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
+    limit_resource(RLIMIT_NOFILE, limits.first_descriptors, limits.descriptors);
+    limit_resource(RLIMIT_AS, limits.memory, limits.memory);
     std::string program = BUILD_BIN_DIR "/ubusd";
     std::vector<char *> argv = {program.data()};
     for (const std::string &argument : arguments) {
@@ -202,7 +209,7 @@ int wait_for_exit(pid_t pid)
 }
 
 Broker::Broker(const Options &options)
-    : path_(options.path.value_or(folder_.path() + "/bus.sock")), pid_(start_broker({"-s", path_}, options.descriptors))
+    : path_(options.path.value_or(folder_.path() + "/bus.sock")), pid_(start_broker({"-s", path_}, options.limits))
 {
     auto deadline = std::chrono::steady_clock::now() + kPatience;
     for (int fd; (fd = connect_to(path_)) < 0 || ::close(fd) != 0;) {

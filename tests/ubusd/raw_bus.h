@@ -41,12 +41,19 @@ class Folder
     std::string path_;
 };
 
+// Of a process; 0 leaves one as it is.
+struct Limits {
+    unsigned first_descriptors = 0; // open descriptors, until the process raises the limit itself
+    unsigned descriptors = 0;
+    size_t memory = 0; // address space
+};
+
 class Broker
 {
   public:
     struct Options {
         std::optional<std::string> path; // of the socket; in a folder of the broker's own where not given
-        unsigned descriptors = 0;        // limit of open descriptors, where not 0
+        Limits limits = {};
     };
 
     Broker() : Broker(Options{}) {}
@@ -65,7 +72,7 @@ class Broker
 };
 
 // Starts the broker's program and returns its process id.
-pid_t start_broker(const std::vector<std::string> &arguments, unsigned descriptors = 0);
+pid_t start_broker(const std::vector<std::string> &arguments, const Limits &limits = {});
 
 // Waits for the process; its exit status, or 128 + the signal that killed it.
 int wait_for_exit(pid_t pid);

@@ -24,6 +24,8 @@ extern "C" {
 #include <ubus_common.h>
 #include <ubusmsg.h>
 
+#pragma GCC visibility push(default)
+
 struct ubus_context;
 struct ubus_object;
 struct ubus_request;
@@ -143,6 +145,8 @@ struct ubus_context {
 
     /* The library's own. */
     struct ubus_receive_buffer *received;
+    struct ubus_held_answers *held;
+    const struct ubus_request_data *answering; /* the call whose handler is running */
     struct blob_buf message;
     bool disconnected;
     bool loss_pending;
@@ -276,6 +280,8 @@ static inline int ubus_unregister_event_handler(struct ubus_context *ctx, struct
 {
     return ubus_remove_object(ctx, &ev->obj);
 }
+
+#pragma GCC visibility pop
 
 #ifdef __cplusplus
 }

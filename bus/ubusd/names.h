@@ -1,0 +1,12 @@
+// Names of users and groups, from the system's own files.
+#ifndef UBUSD_NAMES_H
+#define UBUSD_NAMES_H
+
+#include <cstdint>
+
+// The name of an id by /etc/passwd, or by /etc/group: `name` is to be freed by the caller, and null where the id has
+// none. 0, or -1 where that could not be found out now, for want of a descriptor or memory.
+int name_of_user(uint32_t id, char *&name);
+int name_of_group(uint32_t id, char *&name);
+
+#endif
