@@ -57,7 +57,7 @@ void *copy_record(const EventRow &row, const void *record, uint32_t length)
     return copy;
 }
 
-// False where no memory was found: the row is then empty.
+// False where no memory was found: the record is lost, and one that was waiting with it.
 bool keep(EventRow &row, const void *record, uint32_t length)
 {
     WEXOND_LOG_AS("WEXOND_ServerRecvDeal", "Event : %s\n", row.name);

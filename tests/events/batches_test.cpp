@@ -286,6 +286,24 @@ TEST_F(BatchesTest, AReplacementWithoutMemoryLosesBoth)
     EXPECT_EQ(drain(), "");
 }
 
+// --- Threads and clients that are none ---
+
+TEST_F(BatchesTest, ReportsThreadsThatCannotBeStarted)
+{
+    FailingThreads none;
+    EXPECT_EQ(WEXOND_Notify_ThreadInit(), 1);
+    EXPECT_EQ(take_log(), "");
+}
+
+TEST_F(BatchesTest, DoesNotListenToNobody)
+{
+    WEXOND_ServerListen(0);
+    EXPECT_EQ(take_log(), "[WEXOND_ServerListen.#]: Fd error.\n");
+    WEXOND_ServerListen(-1);
+    EXPECT_EQ(take_log(), "[WEXOND_ServerListen.#]: Start listen...\n"
+                          "[WEXOND_ServerListen.#]: Listen error, close socket.\n");
+}
+
 TEST_F(BatchesTest, SendersRefuseToSendNothing)
 {
     for (auto send :

@@ -257,8 +257,8 @@ TEST_F(EventTest, RoamingReportsThe11kWordAs11vToo)
 {
     client().subscribe("wexond.wifi.roaming");
     enable_log();
-    for (uint32_t k : {0, 1, 2, 0x101})
-        for (uint32_t v : {0, 1, 2, 0x101}) {
+    for (uint32_t k : {0, 1, 0x101})
+        for (uint32_t v : {0, 1, 0x101}) {
             SCOPED_TRACE(std::to_string(k) + ", " + std::to_string(v));
             std::string words;
             for (uint32_t word : {k, v})

@@ -1,6 +1,7 @@
 // The event socket: who may connect, how long a client is served, and what becomes of those that misbehave.
 
 #include <regex>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -92,6 +93,7 @@ TEST_F(EventSocketStartTest, BelongsToItsOwnerAlone)
     struct stat status;
     ASSERT_EQ(stat(event_socket().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, S_IFSOCK | S_IRUSR | S_IWUSR);
+    wait_until_up();
 }
 
 TEST_F(EventSocketStartTest, ReplacesASocketThatNobodyAnswersOn)
@@ -207,6 +209,23 @@ TEST_F(EventSocketTest, ClosesASilentClientAfterFiveSeconds)
     EXPECT_TRUE(waiting.wait_until_closed());
     EXPECT_EQ(client().next_message(), kNotifiedOn) << "the next one had to wait and is served";
     EXPECT_EQ(take_relay_log(), kSilent + batch_log(kLedStored));
+}
+
+TEST_F(EventSocketTest, ServesClientsOnceThereAreDescriptorsAgain)
+{
+    rlimit before, none;
+    ASSERT_EQ(prlimit(daemon().pid(), RLIMIT_NOFILE, nullptr, &before), 0);
+    none = {.rlim_cur = 3, .rlim_max = before.rlim_max};
+    ASSERT_EQ(prlimit(daemon().pid(), RLIMIT_NOFILE, &none, nullptr), 0);
+    // The accept that is under way already has its descriptor.
+    send_batch(event_socket(), event(kTraceResult, Bytes("first")));
+    EventClient patient(event_socket());
+    EXPECT_TRUE(patient.send(led_event()));
+    EXPECT_FALSE(patient.wait_until_closed(500ms));
+    ASSERT_EQ(prlimit(daemon().pid(), RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_TRUE(patient.wait_until_closed());
+    EXPECT_EQ(client().next_message(), kNotifiedOn);
+    EXPECT_EQ(client().next_message(), R"(tracerouteresult {"result": "first"})");
 }
 
 // One receive is all that a client gets.
