@@ -33,7 +33,6 @@ void *WEXOND_MsgRcv_ThreadInit(void *)
 
 int WEXOND_Notify_ThreadInit()
 {
-    event_table_init();
     pthread_t starter;
     if (pthread_create(&starter, nullptr, WEXOND_MsgRcv_ThreadInit, nullptr))
         return 1;

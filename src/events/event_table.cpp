@@ -45,7 +45,8 @@ EventRow rows[kRowCount + 1] = {
     {"", UINT32_MAX, 0, nullptr},
 };
 
-pthread_mutex_t mutex;
+// Ready before any thread runs: the bus thread is started before those that store.
+pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 
 // A copy that its sender can read to its struct's end, and as a text.
 void *copy_record(const EventRow &row, const void *record, uint32_t length)
@@ -79,11 +80,6 @@ void deliver(EventRow &row)
 }
 
 } // namespace
-
-void event_table_init()
-{
-    pthread_mutex_init(&mutex, nullptr);
-}
 
 void event_store(uint32_t type, const void *record, uint32_t length)
 {

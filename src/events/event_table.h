@@ -4,7 +4,5 @@
 
 #include <cstdint>
 
-void event_table_init();
-
 // Keeps a copy of the record in its type's row, replacing one that was not sent yet. Types without a row are dropped.
 void event_store(uint32_t type, const void *record, uint32_t length);
