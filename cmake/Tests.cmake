@@ -8,15 +8,22 @@ else()
   set(TEST_FLAVOUR release)
 endif()
 
-# wexond_test(NAME source... [LIBRARIES library...] [DEPENDS target...] [LABELS label...] [SERIAL])
+# wexond_test(NAME source... [LIBRARIES library...] [DEPENDS target...] [LABELS label] [PRECOMPILE header...] [SERIAL])
 # One GoogleTest program; each of its tests is a test of CTest, run in a process of its own. The label `threads` marks what
 # also runs under ThreadSanitizer; that flavour runs nothing else.
 function(wexond_test name)
-  cmake_parse_arguments(arg "SERIAL" "" "LIBRARIES;DEPENDS;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "SERIAL" "" "LIBRARIES;DEPENDS;LABELS;PRECOMPILE" ${ARGN})
   if(WEXOND_SANITIZE STREQUAL "thread" AND NOT "threads" IN_LIST arg_LABELS)
     return()
   endif()
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+  target_compile_options(${name} PRIVATE -O0) # what is tested is optimised, the tests are built often and run once
+  list(LENGTH arg_UNPARSED_ARGUMENTS source_count)
+  if(source_count GREATER 2)
+    list(TRANSFORM arg_PRECOMPILE REPLACE "(.+)" "$<$<COMPILE_LANGUAGE:CXX>:${CMAKE_SOURCE_DIR}/\\1>" OUTPUT_VARIABLE precompiled)
+    target_precompile_headers(${name} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>"
+      ${precompiled})
+  endif()
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest GTest::gtest_main lab_flags)
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE BUILD_BIN_DIR="${CMAKE_BINARY_DIR}/bin")

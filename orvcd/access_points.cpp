@@ -1,8 +1,9 @@
 // Each band's numbered access points, and the flag that tells whether anybody has changed one yet.
 
-#include "core/shared_records.h"
+#include "events/event_records.h"
 #include "records.h"
 #include "service.h"
+#include "wifi/access_point_records.h"
 
 static constexpr Name kAuthModes[] = {{0, "open"},   {1, "share"},   {2, "wpa"},           {3, "wpa2"},
                                       {4, "wpapsk"}, {5, "wpa2psk"}, {6, "wpapskwpa2psk"}, {7, "wep"}};
@@ -25,15 +26,161 @@ static void describe(auto &&field, FactoryFlagRecord &record)
     field("factory_settings", record.factory, YesNo{});
 }
 
+static void describe(auto &&field, DualBandSyncRecord &record)
+{
+    field("dual_band_sync", record.enable, YesNo{});
+}
+
+static void describe(auto &&field, ApRateLimitRecord &record)
+{
+    field("upstream", record.upstream);
+    field("downstream", record.downstream);
+}
+
+static void describe(auto &&field, ApAccessModeRecord &record)
+{
+    field("access_mode", record.mode);
+}
+
+static void describe(auto &&field, AllowedAddress &record)
+{
+    field("address", record.address);
+    field("port", record.port);
+}
+
+static void describe(auto &&field, ApAccessRuleRecord &record)
+{
+    field("access_rule", record.rule);
+    field("allowed", record.entries);
+}
+
+// The access point that a record names by its band and index, or null.
+template <typename Home, typename Record> static auto *find_access_point(Home &home, const Record &record)
+{
+    auto *radio = radio_of(home, record.band);
+    return radio ? find_entry(radio->at("access_points"), record.ap_index) : nullptr;
+}
+
+// A read request is answered by its own record, filled.
+template <typename Record> static Reply get_part(const Json &home, const Record &request)
+{
+    const Json *entry = find_access_point(home, request);
+    if (!entry)
+        return kNotFound;
+    auto record = to_record<Record>(*entry);
+    record.band = request.band;
+    record.ap_index = request.ap_index;
+    return record;
+}
+
 static Reply get_ap_basic(const Json &home, const ApBasicRecord &request)
 {
-    const Json *radio = radio_of(home, request.band);
-    const Json *entry = radio ? find_entry(radio->at("access_points"), request.ap_index) : nullptr;
+    return get_part(home, request);
+}
+
+static Reply get_ap_access_mode(const Json &home, const ApAccessModeRecord &request)
+{
+    return get_part(home, request);
+}
+
+static Reply get_ap_rate_limit(const Json &home, const ApRateLimitRecord &request)
+{
+    return get_part(home, request);
+}
+
+static Reply get_ap_access_rule(const Json &home, const ApAccessRuleRecord &request)
+{
+    const Json *entry = find_access_point(home, request);
+    if (!entry)
+        return kNotFound;
+    auto record = to_record<ApAccessRuleRecord>(*entry);
+    record.band = request.band;
+    record.ap_index = request.ap_index;
+    record.count = static_cast<uint32_t>(entry->contains("allowed") ? entry->at("allowed").size() : 0);
+    return record;
+}
+
+static constexpr uint32_t kMaxAccessPoints = 16;
+
+// The access point of a record; made, as it comes from the factory, where a radio still has room for it. Null
+// otherwise.
+static Json *access_point_of(Json &home, const ApBasicRecord &record)
+{
+    Json *radio = radio_of(home, record.band);
+    if (!radio || record.ap_index == 0 || record.ap_index > kMaxAccessPoints)
+        return nullptr;
+    Json &list = (*radio)["access_points"];
+    if (Json *entry = find_entry(list, record.ap_index))
+        return entry;
+    char bssid[18];
+    snprintf(bssid, sizeof(bssid), "00:00:5E:00:53:%X%X", record.band + 1, static_cast<unsigned>(record.ap_index) & 15);
+    list.push_back({{"index", static_cast<uint32_t>(record.ap_index)}, {"bssid", bssid}});
+    return &list.back();
+}
+
+static Reply set_ap_basic(Json &home, const ApBasicRecord &request)
+{
+    Json *entry = access_point_of(home, request);
     if (!entry)
         return kNotFound;
     auto record = to_record<ApBasicRecord>(*entry);
-    record.band = request.band;
-    return record;
+    std::string old_ssid = read_text(record.ssid).data;
+    uint32_t mask = request.change_mask;
+    if (mask & kChangeApEnable)
+        record.enable = request.enable;
+    if (mask & kChangeApSsid)
+        memcpy(record.ssid, request.ssid, sizeof(record.ssid));
+    if (mask & kChangeApKey)
+        memcpy(record.key, request.key, sizeof(record.key));
+    if (mask & kChangeApAuth)
+        record.auth = request.auth;
+    if (mask & kChangeApEncrypt)
+        record.encrypt = request.encrypt;
+    if (mask & kChangeApHide)
+        record.hide = request.hide;
+    store(*entry, record);
+    if (old_ssid != read_text(record.ssid).data) {
+        SsidChangeEvent event{request.band, request.ap_index, {}, {}};
+        memcpy(event.ssid, record.ssid, sizeof(event.ssid));
+        announce(kEventSsidChange, event);
+    }
+    return kOk;
+}
+
+template <typename Record> static Reply set_part(Json &home, const Record &record)
+{
+    Json *entry = find_access_point(home, record);
+    if (!entry)
+        return kNotFound;
+    store(*entry, record);
+    return kOk;
+}
+
+static Reply set_ap_access_mode(Json &home, const ApAccessModeRecord &record)
+{
+    return set_part(home, record);
+}
+
+static Reply set_ap_access_rule(Json &home, const ApAccessRuleRecord &record)
+{
+    return set_part(home, record);
+}
+
+static Reply set_ap_rate_limit(Json &home, const ApRateLimitRecord &request)
+{
+    Json *entry = find_access_point(home, request);
+    if (!entry)
+        return kNotFound;
+    if (request.change_mask & kChangeUpstream)
+        (*entry)["upstream"] = encode(request.upstream);
+    if (request.change_mask & kChangeDownstream)
+        (*entry)["downstream"] = encode(request.downstream);
+    return kOk;
+}
+
+static Reply get_dual_band_sync(const Json &home)
+{
+    return to_record<DualBandSyncRecord>(home.at("wifi"));
 }
 
 static Reply get_factory_flag(const Json &home)
@@ -41,8 +188,23 @@ static Reply get_factory_flag(const Json &home)
     return to_record<FactoryFlagRecord>(home);
 }
 
+static Reply set_factory_flag(Json &home, const FactoryFlagRecord &record)
+{
+    store(home, record);
+    return kOk;
+}
+
 static constexpr Row rows[] = {
+    {kSetApBasic, "ORVC_SET_APBASIC", serve<set_ap_basic>},
     {kGetApBasic, "ORVC_GET_APBASIC", serve<get_ap_basic>},
+    {kSetApRateLimit, "ORVC_SET_APRATELIMIT", serve<set_ap_rate_limit>},
+    {kGetApRateLimit, "ORVC_GET_APRATELIMIT", serve<get_ap_rate_limit>},
+    {kSetApAccessMode, "ORVC_SET_APACCESSMODE", serve<set_ap_access_mode>},
+    {kGetApAccessMode, "ORVC_GET_APACCESSMODE", serve<get_ap_access_mode>},
+    {kSetApAccessRule, "ORVC_SET_APACCESSRULE", serve<set_ap_access_rule>},
+    {kGetApAccessRule, "ORVC_GET_APACCESSRULE", serve<get_ap_access_rule>},
+    {kGetDualBandSync, "ORVC_GET_DUALBANDSYNC", serve<get_dual_band_sync>},
     {kGetFactoryFlag, "ORVC_GET_FACTORYFLAG", serve<get_factory_flag>},
+    {kSetFactoryFlag, "ORVC_SET_FACTORYFLAG", serve<set_factory_flag>},
 };
 const Family kAccessPointFamily = rows;

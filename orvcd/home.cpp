@@ -1,6 +1,7 @@
 #include "home.h"
 
 #include <stdexcept>
+#include <strings.h>
 #include <utility>
 
 extern const char default_home_text[]; // default_home.json
@@ -67,4 +68,44 @@ const Json *find_entry(const Json &list, uint32_t index)
             return &entry;
     }
     return nullptr;
+}
+
+Json *find_entry(Json &list, uint32_t index)
+{
+    return const_cast<Json *>(find_entry(std::as_const(list), index));
+}
+
+uint32_t free_index(const Json &list, size_t limit)
+{
+    if (list.size() >= limit)
+        return 0;
+    uint32_t index = 1;
+    while (find_entry(list, index))
+        index++;
+    return index;
+}
+
+bool remove_entry(Json &list, uint32_t index)
+{
+    for (auto entry = list.begin(); entry != list.end(); ++entry) {
+        if (entry->value("index", 0u) == index) {
+            list.erase(entry);
+            return true;
+        }
+    }
+    return false;
+}
+
+const Json *find_station(const Json &home, const std::string &mac)
+{
+    for (const Json &station : home.at("stations")) {
+        if (strcasecmp(station.value("mac", "").c_str(), mac.c_str()) == 0)
+            return &station;
+    }
+    return nullptr;
+}
+
+Json *find_station(Json &home, const std::string &mac)
+{
+    return const_cast<Json *>(find_station(std::as_const(home), mac));
 }

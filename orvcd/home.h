@@ -19,3 +19,14 @@ Json *radio_of(Json &home, uint32_t band);
 
 // The entry of a list whose "index" is `index`, or null.
 const Json *find_entry(const Json &list, uint32_t index);
+Json *find_entry(Json &list, uint32_t index);
+
+// The lowest index from 1 that no entry of the list has; 0 where the list holds `limit` entries already.
+uint32_t free_index(const Json &list, size_t limit);
+
+// False where there is no such entry.
+bool remove_entry(Json &list, uint32_t index);
+
+// The station of this MAC address, in any letter case, or null.
+const Json *find_station(const Json &home, const std::string &mac);
+Json *find_station(Json &home, const std::string &mac);

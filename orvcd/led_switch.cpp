@@ -1,5 +1,6 @@
 // The front-panel LEDs.
 
+#include "events/event_records.h"
 #include "records.h"
 #include "service.h"
 #include "system/led_switch_records.h"
@@ -17,6 +18,7 @@ static Reply get_led_switch(const Json &home)
 static Reply set_led_switch(Json &home, const LedSwitchRecord &record)
 {
     store(home["leds"], record);
+    announce(kEventLedSwitch, SwitchEvent{record.status});
     return kOk;
 }
 

@@ -1,6 +1,7 @@
 // orvcd, the lab's configuration service: a whole virtual router behind one socket.
 
 #include "domainsocket.h"
+#include "event_command.h"
 #include "server.h"
 
 #include <CLI/CLI.hpp>
@@ -12,13 +13,16 @@
 #include <string>
 #include <sys/signalfd.h>
 #include <unistd.h>
+#include <vector>
 
 namespace
 {
 
 struct Options {
     std::string socket = "/tmp/orvc.sock";
+    std::string events = "/tmp/orvc_wexond_event.sock";
     std::string state;
+    unsigned life = 15;
     bool log = false;
 };
 
@@ -65,7 +69,7 @@ void run(const Options &options)
     if (end < 0)
         throw std::runtime_error(std::string("signalfd: ") + strerror(errno));
     State state(options.state);
-    Service service(state);
+    Service service(state, options.events, std::chrono::seconds(options.life));
     Listener listener(options.socket);
     Server server(service, options.log);
     printf("orvcd serves %s%s%s\n", options.socket.c_str(), options.state.empty() ? "" : ", state in ",
@@ -86,12 +90,30 @@ int main(int argc, char **argv)
                    "JSON file that keeps the state over restarts; made from the default home if missing "
                    "(without this option the state is in memory only)")
         ->type_name("FILE");
+    app.add_option("--events", options.events, "Socket on which the daemon takes events")
+        ->type_name("PATH")
+        ->capture_default_str();
+    app.add_option("--life", options.life, "Something happens by itself every so many seconds; 0 for never")
+        ->type_name("SECONDS")
+        ->capture_default_str();
     app.add_flag("--log", options.log,
                  "Write a line per request: type, name, flag, request length, expected length, return code");
+    std::string event;
+    std::vector<std::string> fields;
+    CLI::App *send = app.add_subcommand("event", "Send one event to the daemon, and nothing else");
+    send->add_option("NAME", event, "Which")->required();
+    send->add_option("FIELD=VALUE", fields, "What it holds, where that is not as listed below");
+    send->add_option("--events", options.events, "Socket on which the daemon takes events")
+        ->type_name("PATH")
+        ->capture_default_str();
+    send->footer(list_events());
     CLI11_PARSE(app, argc, argv);
     setvbuf(stdout, nullptr, _IOLBF, 0);
     try {
-        run(options);
+        if (send->parsed())
+            send_event(options.events, event, fields);
+        else
+            run(options);
         return 0;
     } catch (const std::exception &error) {
         fprintf(stderr, "orvcd: %s\n", error.what());

@@ -1,7 +1,9 @@
-// The two radios.
+// The two radios, and the switches of all of Wi-Fi.
 
+#include "events/event_records.h"
 #include "records.h"
 #include "service.h"
+#include "stations.h"
 #include "wifi/radio_records.h"
 
 static constexpr Name kBandwidths[] = {{0, "auto"}, {1, "20 MHz"}, {2, "40 MHz"}, {3, "80 MHz"}, {4, "160 MHz"}};
@@ -50,8 +52,119 @@ static Reply start_channel_scan(Json &home, const ChannelScoreList &request)
     return kOk;
 }
 
+// A set request's change mask says which fields it gives.
+static Reply set_radio(Json &home, const RadioRecord &request)
+{
+    Json *radio = radio_of(home, request.band);
+    if (!radio)
+        return kNotFound;
+    auto record = to_record<RadioRecord>(*radio);
+    uint32_t old_channel = record.current_channel;
+    if (request.change_mask & kChangeEnable)
+        record.enable = request.enable;
+    if (request.change_mask & kChangeBandwidth)
+        record.bandwidth = request.bandwidth;
+    if (request.change_mask & kChangeTxPower)
+        record.txpower = request.txpower;
+    if (request.change_mask & kChangeChannel) {
+        record.channel = request.channel;
+        if (request.channel != 0) // 0 leaves the choice to the radio, which stays where it is
+            record.current_channel = request.channel;
+    }
+    store(*radio, record);
+    if (record.current_channel != old_channel)
+        announce(kEventChannelChange, ChannelChangeEvent{request.band, {}, record.current_channel});
+    return kOk;
+}
+
+static void describe(auto &&field, ChannelScore &score)
+{
+    field("channel", score.channel);
+    field("score", score.score);
+}
+
+static Reply get_channel_scores(const Json &home, const ChannelScoreList &request)
+{
+    const Json *radio = radio_of(home, request.band);
+    if (!radio)
+        return kNotFound;
+    auto list = to_list<ChannelScoreList>(radio->at("channel_scores"));
+    list.band = request.band;
+    return list;
+}
+
+// A station that is sent away comes back by itself, unless it is told not to: it is off line for a moment.
+static Reply disassociate(Json &home, const DisassociateRecord &request)
+{
+    for (size_t i = 0; i < std::min<size_t>(request.count, std::size(request.macs)); i++) {
+        std::string mac = colon_mac(read_text(request.macs[i]).data);
+        if (!find_station(home, mac))
+            continue;
+        set_station_active(home, mac, false);
+        later(std::chrono::seconds(3), [mac](Json &home) { set_station_active(home, mac, true); });
+    }
+    return kOk;
+}
+
+// The switches of all of Wi-Fi: where each stands in the home, and the event that tells of it.
+
+static SwitchRecord read_switch(const Json &home, const char *key)
+{
+    return {YesNo{}.decode(home.at("switches").at(key))};
+}
+
+static void write_switch(Json &home, const char *key, uint32_t code)
+{
+    home["switches"][key] = YesNo{}.encode(code);
+}
+
+static Reply get_wifi_switch(const Json &home)
+{
+    return read_switch(home, "wifi");
+}
+
+static Reply set_wifi_switch(Json &home, const SwitchRecord &record)
+{
+    write_switch(home, "wifi", record.code);
+    announce(kEventWifiSwitch, SwitchEvent{record.code});
+    return kOk;
+}
+
+static Reply get_elink_sync(const Json &home)
+{
+    return read_switch(home, "elink_sync");
+}
+
+static Reply set_elink_sync(Json &home, const SwitchRecord &record)
+{
+    write_switch(home, "elink_sync", record.code);
+    announce(kEventElinkSwitch, SwitchEvent{record.code});
+    return kOk;
+}
+
+static Reply get_wps(const Json &home, const WpsRecord &request)
+{
+    return WpsRecord{request.index, read_switch(home, "wps").code};
+}
+
+static Reply set_wps(Json &home, const WpsRecord &record)
+{
+    write_switch(home, "wps", record.code);
+    announce(kEventWpsSwitch, WpsSwitchEvent{0, record.code});
+    return kOk;
+}
+
 static constexpr Row rows[] = {
+    {kDisassociate, "ORVC_SET_DISASSOCIATION", serve<disassociate>},
     {kStartChannelScan, "ORVC_SET_CHANNELSCAN", serve<start_channel_scan>},
+    {kGetElinkSync, "ORVC_GET_ELINKSYNC", serve<get_elink_sync>},
+    {kSetElinkSync, "ORVC_SET_ELINKSYNC", serve<set_elink_sync>},
+    {kSetWifiSwitch, "ORVC_SET_WIFISWITCH", serve<set_wifi_switch>},
+    {kGetWifiSwitch, "ORVC_GET_WIFISWITCH", serve<get_wifi_switch>},
+    {kSetRadio, "ORVC_SET_RADIO", serve<set_radio>},
     {kGetRadio, "ORVC_GET_RADIO", serve<get_radio>},
+    {kSetWps, "ORVC_SET_WPS", serve<set_wps>},
+    {kGetWps, "ORVC_GET_WPS", serve<get_wps>},
+    {kGetChannelScores, "ORVC_GET_CHANNELSCORE", serve<get_channel_scores>},
 };
 const Family kRadioFamily = rows;

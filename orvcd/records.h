@@ -39,6 +39,15 @@ template <typename Integer> void decode(const Json &value, LittleEndian<Integer>
     field = static_cast<Integer>(decode_number(value));
 }
 
+inline Json encode(const uint8_t &byte)
+{
+    return byte;
+}
+inline void decode(const Json &value, uint8_t &byte)
+{
+    byte = static_cast<uint8_t>(decode_number(value));
+}
+
 template <typename Record>
 requires std::is_class_v<Record> Json encode(const Record &record);
 template <typename Record>
@@ -156,4 +165,23 @@ requires std::is_class_v<Record>
 void decode(const Json &value, Record &record)
 {
     record = to_record<Record>(value);
+}
+
+// Lists of entries that have an "index". Adding gives the record the lowest free one; false where the list holds
+// `limit` entries already.
+template <typename Record> bool add_entry(Json &list, Record &record, size_t limit)
+{
+    record.index = free_index(list, limit);
+    if (record.index != 0)
+        list.push_back(encode(record));
+    return record.index != 0;
+}
+
+// Writes over the entry of the record's index; false where there is none.
+template <typename Record> bool store_entry(Json &list, const Record &record)
+{
+    Json *entry = find_entry(list, record.index);
+    if (entry)
+        store(*entry, record);
+    return entry;
 }

@@ -3,11 +3,47 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 static const Family *const kFamilies[] = {
-    &kAccessPointFamily,   &kCommandFamily, &kDeviceInfoFamily, &kDnsFilterFamily, &kIptvFamily, &kLedSwitchFamily,
-    &kNeighbourInfoFamily, &kRadioFamily,   &kServerInfoFamily, &kUrlFilterFamily, &kWanFamily,  &kWifiTimerFamily,
+    &kAccessListFamily,    &kAccessPointFamily, &kCommandFamily, &kDeviceInfoFamily, &kDiagnosticsFamily,
+    &kDnsFilterFamily,     &kIptvFamily,        &kLanInfoFamily, &kLedSwitchFamily,  &kMeshFamily,
+    &kNeighbourInfoFamily, &kQosFamily,         &kRadioFamily,   &kRoamingFamily,    &kServerInfoFamily,
+    &kStatisticsFamily,    &kUrlFilterFamily,   &kVsieFamily,    &kWanFamily,        &kWifiTimerFamily,
 };
+
+// The effects that the running handler has asked for; handlers run one at a time.
+struct Effects {
+    struct Event {
+        uint32_t type;
+        std::string record;
+    };
+    struct Later {
+        std::chrono::milliseconds delay;
+        Change change;
+    };
+    std::vector<Event> events;
+    std::vector<Later> changes;
+};
+
+static Effects effects;
+
+void announce(uint32_t event, std::string record)
+{
+    effects.events.push_back({event, std::move(record)});
+}
+
+void later(std::chrono::milliseconds delay, Change change)
+{
+    effects.changes.push_back({delay, std::move(change)});
+}
+
+uint64_t seconds_up()
+{
+    static const auto start = Happenings::Clock::now();
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::seconds>(Happenings::Clock::now() - start).count());
+}
 
 static std::array<const Row *, 256> collect_rows()
 {
@@ -40,10 +76,55 @@ Reply Service::answer(const Request &request)
         return kUnknownType;
     }
     std::lock_guard lock(mutex_);
+    effects = {};
     try {
-        return row->handle(state_, request);
+        Reply reply = row->handle(state_, request);
+        if (reply.code == kOk)
+            carry_out_effects();
+        return reply;
     } catch (const std::exception &error) {
         fprintf(stderr, "orvcd: %s: %s\n", row->name, error.what());
         return kFailed;
     }
+}
+
+Service::Service(State &state, std::string events, std::chrono::seconds life)
+    : state_(state), events_(std::move(events))
+{
+    seconds_up();
+    if (life.count() == 0)
+        return;
+    std::lock_guard lock(mutex_);
+    effects = {};
+    static Change happen; // sets itself off again
+    happen = [life](Json &home) {
+        live(home);
+        later(life, happen);
+    };
+    later(life, happen);
+    carry_out_effects();
+}
+
+void Service::apply(const Change &change)
+{
+    std::lock_guard lock(mutex_);
+    effects = {};
+    try {
+        state_.change([&](Json &home) {
+            change(home);
+            return true;
+        });
+        carry_out_effects();
+    } catch (const std::exception &error) {
+        fprintf(stderr, "orvcd: %s\n", error.what());
+    }
+}
+
+void Service::carry_out_effects()
+{
+    auto now = Happenings::Clock::now();
+    for (const Effects::Event &event : effects.events)
+        happenings_.at(now, [this, event] { push_event(events_, event.type, event.record); });
+    for (const Effects::Later &later : effects.changes)
+        happenings_.at(now + later.delay, [this, change = later.change] { apply(change); });
 }

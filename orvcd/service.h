@@ -26,10 +26,15 @@
 // as the second parameter, requests of any other length are refused before it is called; without one, what a request
 // carries is passed over. Handlers run one at a time.
 //
+// What a handler sets off besides its answer (events, changes that come a moment later) it asks for by announce() and
+// later(), see effects.h.
+//
 // A new family: its file, its name in kFamilies (service.cpp), below and in CMakeLists.txt, and what it stands on in
 // default_home.json.
 #pragma once
 
+#include "effects.h"
+#include "happenings.h"
 #include "state.h"
 
 #include <cstdint>
@@ -45,6 +50,7 @@ enum ReturnCode : uint32_t {
     kUnknownType = 1,
     kBadLength = 2, // the request's record is not of its type's length
     kNotFound = 3,  // no entry of that index, no radio of that band
+    kFull = 5,      // the list has no room
     kFailed = 4,    // the state could not be written, or holds what means nothing; standard error tells
 };
 
@@ -60,6 +66,7 @@ struct Reply {
     std::string record;
 
     Reply(ReturnCode code) : code(code) {}
+    explicit Reply(std::string record) : record(std::move(record)) {}
     template <typename Record>
     requires std::is_class_v<Record> && std::is_trivially_copyable_v<Record> Reply(const Record &record)
         : record(reinterpret_cast<const char *>(&record), sizeof(record))
@@ -75,22 +82,33 @@ struct Row {
 
 using Family = std::span<const Row>;
 
-extern const Family kAccessPointFamily, kCommandFamily, kDeviceInfoFamily, kDnsFilterFamily, kIptvFamily,
-    kLedSwitchFamily, kNeighbourInfoFamily, kRadioFamily, kServerInfoFamily, kUrlFilterFamily, kWanFamily,
+extern const Family kAccessListFamily, kAccessPointFamily, kCommandFamily, kDeviceInfoFamily, kDiagnosticsFamily,
+    kDnsFilterFamily, kIptvFamily, kLanInfoFamily, kLedSwitchFamily, kMeshFamily, kNeighbourInfoFamily, kQosFamily,
+    kRadioFamily, kRoamingFamily, kServerInfoFamily, kStatisticsFamily, kUrlFilterFamily, kVsieFamily, kWanFamily,
     kWifiTimerFamily;
 
 class Service
 {
   public:
-    explicit Service(State &state) : state_(state) {}
+    // Events go to the daemon's socket `events`. Where `life` is not zero, things happen by themselves, one at a time
+    // and that far apart.
+    Service(State &state, std::string events, std::chrono::seconds life);
 
     // From any thread. What the answer's code does not tell goes to standard error.
     Reply answer(const Request &request);
 
   private:
+    void apply(const Change &change);
+    void carry_out_effects();
+
     State &state_;
+    std::string events_;
     std::mutex mutex_;
+    Happenings happenings_; // ends first: what it runs uses the others
 };
+
+// Something that a home sees happen now and then; each call another. In life.cpp.
+void live(Json &home);
 
 // The row of a type, or null.
 const Row *find_row(uint32_t type);

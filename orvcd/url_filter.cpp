@@ -1,6 +1,6 @@
 // The URL filter's rules.
 
-#include "core/shared_records.h"
+#include "filters/filter_records.h"
 #include "records.h"
 #include "service.h"
 #include "time_range.h"
@@ -22,7 +22,34 @@ static Reply list_url_filters(const Json &home)
     return to_list<UrlFilterList>(home.at("url_filters"));
 }
 
+// The answer holds the new index.
+static Reply add_url_filter(Json &home, const UrlFilterRecord &request)
+{
+    UrlFilterRecord record = request;
+    return add_entry(home["url_filters"], record, std::size(UrlFilterList{}.entries)) ? Reply(record) : Reply(kFull);
+}
+
+static Reply set_url_filter(Json &home, const UrlFilterRecord &record)
+{
+    return store_entry(home["url_filters"], record) ? Reply(record) : Reply(kNotFound);
+}
+
+static Reply get_url_filter(const Json &home, const UrlFilterRecord &request)
+{
+    const Json *entry = find_entry(home.at("url_filters"), request.index);
+    return entry ? Reply(to_record<UrlFilterRecord>(*entry)) : Reply(kNotFound);
+}
+
+static Reply delete_url_filter(Json &home, const UrlFilterRecord &request)
+{
+    return remove_entry(home["url_filters"], request.index) ? kOk : kNotFound;
+}
+
 static constexpr Row rows[] = {
-    {kListUrlFilters, "ORVC_GET_FILTERURL", serve<list_url_filters>},
+    {kSetUrlFilter, "ORVC_SET_FILTERURL", serve<set_url_filter>},
+    {kListUrlFilters, "ORVC_GET_FILTERURLLIST", serve<list_url_filters>},
+    {kDeleteUrlFilter, "ORVC_DEL_FILTERURL", serve<delete_url_filter>},
+    {kAddUrlFilter, "ORVC_ADD_FILTERURL", serve<add_url_filter>},
+    {kGetUrlFilter, "ORVC_GET_FILTERURL", serve<get_url_filter>},
 };
 const Family kUrlFilterFamily = rows;

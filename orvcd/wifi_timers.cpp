@@ -1,6 +1,6 @@
 // The weekly switching points of the radios.
 
-#include "core/shared_records.h"
+#include "filters/wifi_timer_records.h"
 #include "records.h"
 #include "service.h"
 
@@ -20,7 +20,35 @@ static Reply list_wifi_timers(const Json &home)
     return to_list<WifiTimerList>(home.at("wifi_timers"));
 }
 
+static Reply add_wifi_timer(Json &home, const WifiTimerRecord &request)
+{
+    WifiTimerRecord record = request;
+    if (!add_entry(home["wifi_timers"], record, std::size(WifiTimerList{}.entries)))
+        return kFull;
+    return WifiTimerIndexRecord{record.index};
+}
+
+static Reply set_wifi_timer(Json &home, const WifiTimerRecord &record)
+{
+    return store_entry(home["wifi_timers"], record) ? kOk : kNotFound;
+}
+
+static Reply get_wifi_timer(const Json &home, const WifiTimerIndexRecord &request)
+{
+    const Json *entry = find_entry(home.at("wifi_timers"), request.index);
+    return entry ? Reply(to_record<WifiTimerRecord>(*entry)) : Reply(kNotFound);
+}
+
+static Reply delete_wifi_timer(Json &home, const WifiTimerIndexRecord &request)
+{
+    return remove_entry(home["wifi_timers"], request.index) ? kOk : kNotFound;
+}
+
 static constexpr Row rows[] = {
-    {kListWifiTimers, "ORVC_GET_WIFITIMER", serve<list_wifi_timers>},
+    {kListWifiTimers, "ORVC_GET_WIFITIMERLIST", serve<list_wifi_timers>},
+    {kSetWifiTimer, "ORVC_SET_WIFITIMER", serve<set_wifi_timer>},
+    {kGetWifiTimer, "ORVC_GET_WIFITIMER", serve<get_wifi_timer>},
+    {kAddWifiTimer, "ORVC_ADD_WIFITIMER", serve<add_wifi_timer>},
+    {kDeleteWifiTimer, "ORVC_DEL_WIFITIMER", serve<delete_wifi_timer>},
 };
 const Family kWifiTimerFamily = rows;

@@ -213,7 +213,10 @@ int wait_for_input(ubus_context *ctx, const Patience &patience)
     }
 
     pollfd readable = {ctx->sock.fd, POLLIN, 0};
-    if (poll(&readable, 1, timeout) > 0)
+    int const ready = poll(&readable, 1, timeout);
+    if (ready < 0 && errno == EINTR && uloop_cancelled)
+        return UBUS_STATUS_NO_DATA;
+    if (ready > 0)
         receive_available(ctx);
     return UBUS_STATUS_OK;
 }

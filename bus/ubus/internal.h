@@ -16,7 +16,8 @@ struct KeptMessage {
     Message message;
 };
 
-// How long to wait: until the monotonic clock (milliseconds) says so, or the event loop is kTold to end meanwhile.
+// How long to wait: until the monotonic clock (milliseconds) says so, or the event loop is told to end meanwhile. Where
+// it had been told so before, requests still get their answers, but a signal ends the wait.
 struct Patience {
     int64_t deadline;
     bool loop_had_ended;
@@ -44,7 +45,7 @@ int wait_for_input(ubus_context *ctx, const Patience &patience);
 // An empty message in `ctx->message`, to be filled and sent; false out of memory.
 bool begin_message(ubus_context *ctx);
 int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer);
-/* The same, but a short message may wait to leave in one write with the next one, or with flush_held. */
+// The same, but a short message may wait to leave in one write with the next one, or with flush_held.
 int send_message_soon(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer);
 void flush_held(ubus_context *ctx);
 

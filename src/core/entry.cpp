@@ -31,7 +31,7 @@ constexpr Kind kWifiTimer = {
 constexpr Kind kWifiAp = {
     "wifiap", "wifiap_register_ubus", "wexond.wifi.%d.ap.%d", {&catalogue_entry_types.wifi_aps[0], 2}};
 
-// Entries that a second add of their key put out of their list: their objects stay on the bus for good.
+// Entries that are in no list any more while their objects are still on the bus: put out by a second add of their key.
 Entry *displaced_entries;
 
 Entry *entry_of(vlist_node *node)
@@ -79,9 +79,8 @@ void release(Entry *entry)
     free(entry);
 }
 
-// An entry whose object is on the bus is not freed, and never withdrawn: calls of that object go on being answered.
-// Without an object nothing can refer to it any more.
-void displace(Entry *entry)
+// Frees an entry that is in no list any more, unless the bus still knows its object: then its calls go on being answered.
+void release_unless_known(Entry *entry)
 {
     if (entry->object.id == 0) {
         release(entry);
@@ -100,10 +99,11 @@ void update(const Kind &kind, const char *function, vlist_node *added, vlist_nod
     if (added && removed) {
         // Deliberate: the new entry gets no object of its own.
         WEXOND_LOG_AS(function, "Update %s '%u'\n\n", kind.word, index);
-        displace(entry);
+        release_unless_known(entry);
     } else if (removed) {
         WEXOND_LOG_AS(function, "Remove %s '%u'\n\n", kind.word, index);
-        ubus_remove_object(wexond_context, &entry->object);
+        if (entry->object.id != 0)
+            ubus_remove_object(wexond_context, &entry->object);
     } else {
         WEXOND_LOG_AS(function, "Create %s '%u'\n\n", kind.word, index);
         register_object(kind, *entry);
@@ -182,7 +182,7 @@ Entry *entry_add(vlist_tree *list, uint32_t index, uint32_t band_number)
 void entry_remove(vlist_tree *list, Entry *entry)
 {
     vlist_delete(list, &entry->node);
-    release(entry);
+    release_unless_known(entry);
 }
 
 Entry *entry_find(vlist_tree *list, uint32_t index)

@@ -17,7 +17,7 @@ void wexond_log_line(const char *format, ...)
     if (!console)
         return;
     // A terminal would be written line by line; whole messages keep those of two threads apart.
-    char buffer[1024];
+    char buffer[4096];
     setvbuf(console, buffer, _IOFBF, sizeof(buffer));
     va_list arguments;
     va_start(arguments, format);

@@ -13,16 +13,21 @@ constexpr size_t kMessageMargin = 64;
 blob_buf reply;
 bool reply_incomplete;
 
-void note(int result)
+// Nothing can be added to a message that could not be started.
+bool is_started()
 {
-    if (result)
+    return reply.head;
+}
+
+void note(bool added)
+{
+    if (!added)
         reply_incomplete = true;
 }
 
-void *note(void *nest)
+void *note_nest(void *nest)
 {
-    if (!nest)
-        reply_incomplete = true;
+    note(nest);
     return nest;
 }
 
@@ -50,7 +55,7 @@ void replace_by_outcome(const Status &status)
 
 void send(ubus_request_data *request)
 {
-    if (reply.head)
+    if (is_started())
         ubus_send_reply(wexond_context, request, reply.head);
     blob_buf_free(&reply);
 }
@@ -58,7 +63,7 @@ void send(ubus_request_data *request)
 // Why a finished table cannot be sent as it is, or null.
 const char *unsendable()
 {
-    if (reply_incomplete)
+    if (reply_incomplete || !is_started())
         return "out of memory";
     if (blob_pad_len(reply.head) + kMessageMargin > kMessageLimit)
         return "reply too large for the bus";
@@ -70,17 +75,17 @@ const char *unsendable()
 void reply_start()
 {
     reply_incomplete = false;
-    note(blob_buf_init(&reply, 0));
+    note(blob_buf_init(&reply, 0) == 0);
 }
 
 void *reply_open_table(const char *name)
 {
-    return note(blobmsg_open_table(&reply, name));
+    return note_nest(is_started() ? blobmsg_open_table(&reply, name) : nullptr);
 }
 
 void *reply_open_array(const char *name)
 {
-    return note(blobmsg_open_array(&reply, name));
+    return note_nest(is_started() ? blobmsg_open_array(&reply, name) : nullptr);
 }
 
 void reply_close(void *nest)
@@ -91,17 +96,17 @@ void reply_close(void *nest)
 
 void reply_string(const char *name, const char *text)
 {
-    note(blobmsg_add_string(&reply, name, text));
+    note(is_started() && blobmsg_add_string(&reply, name, text) == 0);
 }
 
 void reply_int(const char *name, uint32_t value)
 {
-    note(blobmsg_add_u32(&reply, name, value));
+    note(is_started() && blobmsg_add_u32(&reply, name, value) == 0);
 }
 
 void reply_int64(const char *name, uint64_t value)
 {
-    note(blobmsg_add_u64(&reply, name, value));
+    note(is_started() && blobmsg_add_u64(&reply, name, value) == 0);
 }
 
 void reply_counter(const char *name, uint64_t value)

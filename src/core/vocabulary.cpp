@@ -120,7 +120,7 @@ void weekday_text(uint32_t bits)
 
 uint32_t weekday_bit(const char *text)
 {
-    long day = strtol(text, nullptr, 10);
+    long long day = strtoll(text, nullptr, 10);
     return day >= 1 && day <= 7 ? 1u << (day % 7) : 0;
 }
 
@@ -180,7 +180,7 @@ uint32_t wexond_str_to_code(uint32_t kind, const char *text)
     if (kind == kWeekday)
         return weekday_bit(text);
     if (kind == kNumberText)
-        return static_cast<uint32_t>(strtol(text, nullptr, 10));
+        return static_cast<uint32_t>(strtoll(text, nullptr, 10));
     for (const TextToCode &vocabulary : kTextToCode) {
         if (vocabulary.kind != kind)
             continue;
@@ -238,7 +238,7 @@ const char *wexond_format_value(uint32_t kind, const char *text)
             snprintf(address, sizeof(address), kPrintCompact, bytes[0], bytes[1], bytes[2], bytes[3], bytes[4],
                      bytes[5]);
     } else if (kind == kBitFieldText) {
-        uint32_t number = static_cast<uint32_t>(strtol(text, nullptr, 10));
+        uint32_t number = static_cast<uint32_t>(strtoll(text, nullptr, 10));
         snprintf(address, sizeof(address), "%d", number >> 7 & 0x3FFFFF);
     } else {
         snprintf(address, sizeof(address), "%s", text);

@@ -27,11 +27,16 @@ const blobmsg_policy delete_policy[] = {
     {.name = "idx", .type = BLOBMSG_TYPE_INT32},
 };
 
+// Of the text of a time, characters that are read.
+constexpr size_t kTimeTextLimit = 64;
+
 // Hour and minute are not checked: 25:99 is stored as it is. A text that does not scan leaves them 0.
 void parse_time(const char *text, WifiTimerRecord &record)
 {
+    char work[kTimeTextLimit + 1];
+    snprintf(work, sizeof(work), "%s", text);
     int hour = 0, minute = 0;
-    sscanf(text, "%d:%d", &hour, &minute);
+    sscanf(work, "%d:%d", &hour, &minute);
     record.hour = hour;
     record.minute = minute;
 }

@@ -78,6 +78,7 @@ void add_state(const StationRecord &station)
 {
     time_t changed_at = station.changed_at;
     tm when{};
+    tzset(); // the zone may have been changed, and localtime_r need not look
     localtime_r(&changed_at, &when);
     char text[80];
     snprintf(text, sizeof(text), "%4d-%02d-%02d %02d:%02d:%02d", when.tm_year + 1900, when.tm_mon + 1, when.tm_mday,
@@ -166,19 +167,7 @@ void add_station(const StationRecord &station, uint32_t rate_unit)
 
 // --- list ---
 
-// The stations of a list answer, as many as were announced, asked for and delivered.
-struct StationList {
-    const StationRecord *stations;
-    uint32_t count;
-};
-
-StationList stations_of(const void *response, uint32_t announced)
-{
-    auto *header =
-        reinterpret_cast<const StationListHeader *>(static_cast<const uint8_t *>(response) + sizeof(ReturnCode));
-    WEXOND_LOG_AS("wexond_laninfo_list", "Sta num = %d\n", static_cast<uint32_t>(header->count));
-    return {reinterpret_cast<const StationRecord *>(header + 1), std::min<uint32_t>(header->count, announced)};
-}
+constexpr const char *kListHandler = "wexond_laninfo_list";
 
 int reset_mac_index(uint32_t capacity)
 {
@@ -201,78 +190,94 @@ void add_listed_station(const StationRecord &station)
     void *table = reply_open_table("");
     reply_int("idx", mac_index.count);
     add_station(station, kListRateUnit);
-    add_access(station, ask_bandwidths(station.mac, true, "wexond_laninfo_list"));
+    add_access(station, ask_bandwidths(station.mac, true, kListHandler));
     reply_close(table);
 }
 
-// One entry object for each station number.
-void align_entries()
+void add_stations(const StationRecord *stations, uint32_t count)
 {
-    Entry *entry, *next;
-    vlist_for_each_element_safe (&entry_lists.lan_hosts, entry, node, next)
-        if (entry->index > mac_index.count)
+    reply_start();
+    void *array = reply_open_array("wexond.laninfo");
+    for (uint32_t i = 0; i < count; i++) {
+        WEXOND_LOG_AS(kListHandler, "Scan sta[%d]\n", i);
+        add_listed_station(stations[i]);
+    }
+    reply_close(array);
+}
+
+// One entry object for each station number. The called object's own entry is never removed here: where it is one too
+// many, it is returned.
+Entry *align_entries(const ubus_object *called)
+{
+    Entry *entry, *next, *own = nullptr;
+    vlist_for_each_element_safe (&entry_lists.lan_hosts, entry, node, next) {
+        if (entry->index <= mac_index.count)
+            continue;
+        if (&entry->object == called)
+            own = entry;
+        else
             entry_remove(&entry_lists.lan_hosts, entry);
+    }
     for (uint32_t number = 1; number <= mac_index.count; number++)
         if (!entry_find(&entry_lists.lan_hosts, number))
             entry_add(&entry_lists.lan_hosts, number);
+    return own;
 }
 
-// The number of stations, or -1 with the failure in the status.
-int64_t count_stations(Status *status)
+// A count that no answer can carry is not asked for and counts as no answer.
+Answer<StationListHeader> ask_stations(uint32_t count)
 {
+    using List = Answer<StationListHeader>;
+    if (count > kMaxStations)
+        return List(nullptr);
+    return List(
+        wexond_send_msg(kListStations, kRequestFlag, nullptr, 0, List::kExpected + count * sizeof(StationRecord)));
+}
+
+// Builds the reply and brings table and entry objects into line with it. Returns what align_entries does; null, too,
+// for a failure.
+Entry *list_stations(const ubus_object *called, Status *status)
+{
+    constexpr const char *action = "get laninfo list";
     Answer<StationCountsRecord> counts = ask<StationCountsRecord>(kGetStationCounts);
-    if (!counts.check("get laninfo list", status)) {
-        WEXOND_LOG_AS("wexond_laninfo_list", "Failed to get sta num\n");
-        return -1;
+    if (!counts.check(action, status)) {
+        WEXOND_LOG_AS(kListHandler, "Failed to get sta num\n");
+        return nullptr;
     }
-    WEXOND_LOG_AS("wexond_laninfo_list", "All Sta num = %d\n", static_cast<uint32_t>(counts->total));
-    return counts->total;
-}
+    uint32_t announced = counts->total;
+    WEXOND_LOG_AS(kListHandler, "All Sta num = %d\n", announced);
 
-// Asks for `count` stations; null, with the failure in the status, where they do not come. No answer can carry more
-// than kMaxStations.
-void *ask_stations(uint32_t count, Status *status)
-{
-    void *response = nullptr;
-    if (count <= kMaxStations)
-        response = wexond_send_msg(kListStations, kRequestFlag, nullptr, 0,
-                                   sizeof(ReturnCode) + sizeof(StationListHeader) + count * sizeof(StationRecord));
-    if (wexond_check_ret(&response, status, "get laninfo list"))
-        WEXOND_LOG_AS("wexond_laninfo_list", "Failed to get sta list\n");
-    return response;
-}
-
-void list_stations(Status *status)
-{
-    int64_t announced = count_stations(status);
-    if (announced < 0)
-        return;
-    void *response = ask_stations(static_cast<uint32_t>(announced), status);
-    if (!response)
-        return;
-    if (reset_mac_index(static_cast<uint32_t>(announced)) == 0) {
-        StationList list = stations_of(response, static_cast<uint32_t>(announced));
-        reply_start();
-        void *array = reply_open_array("wexond.laninfo");
-        for (uint32_t i = 0; i < list.count; i++) {
-            WEXOND_LOG_AS("wexond_laninfo_list", "Scan sta[%d]\n", i);
-            add_listed_station(list.stations[i]);
-        }
-        reply_close(array);
-        align_entries();
-    } else {
-        WEXOND_LOG_AS("wexond_laninfo_list", "Failed to malloc mac&index list\n");
-        wexond_fail(status, "failed to get laninfo list");
+    Answer<StationListHeader> list = ask_stations(announced);
+    if (!list.check(action, status)) {
+        WEXOND_LOG_AS(kListHandler, "Failed to get sta list\n");
+        return nullptr;
     }
-    free(response);
+    if (reset_mac_index(announced)) {
+        WEXOND_LOG_AS(kListHandler, "Failed to malloc mac&index list\n");
+        wexond_fail(status, "failed to %s", action);
+        return nullptr;
+    }
+    // No more than were announced, asked for and delivered.
+    uint32_t listed = list->count;
+    WEXOND_LOG_AS(kListHandler, "Sta num = %d\n", listed);
+    add_stations(reinterpret_cast<const StationRecord *>(&*list + 1), std::min(listed, announced));
+    return align_entries(called);
 }
 
-int wexond_laninfo_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
+int wexond_laninfo_list(ubus_context *context, ubus_object *object, ubus_request_data *request, const char *method,
                         blob_attr *)
 {
     Call call(object, method, __func__);
-    list_stations(&call.status);
-    return wexond_send_for_get(request, &call.status);
+    Entry *surplus = list_stations(object, &call.status);
+    if (!surplus)
+        return wexond_send_for_get(request, &call.status);
+    // The broker carries no answer of an object that is gone: one that its own call withdraws answers to the end first.
+    ubus_request_data answered;
+    ubus_defer_request(context, request, &answered);
+    wexond_send_for_get(&answered, &call.status);
+    ubus_complete_deferred_request(context, &answered, UBUS_STATUS_OK);
+    entry_remove(&entry_lists.lan_hosts, surplus);
+    return 0;
 }
 
 int wexond_terminalnum_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
@@ -300,8 +305,10 @@ struct Finding {
     const char *failure;
 };
 
+constexpr const char *kSetHandler = "wexond_laninfo1_set";
+
 const Finding get_finding = {"wexond_laninfo1_get", "Succeed to find index", "failed to get laninfo"};
-const Finding set_finding = {"wexond_laninfo1_set", "Succeed to get sta num", "failed to set laninfo"};
+const Finding set_finding = {kSetHandler, "Succeed to get sta num", "failed to set laninfo"};
 
 // The station number of a called object; 0 for an object that is no entry's.
 uint32_t find_number(const ubus_object *object)
@@ -362,7 +369,7 @@ template <typename Record> bool change(uint32_t type, const Record &record, cons
 {
     if (exchange(type, record, action, status))
         return true;
-    WEXOND_LOG_AS("wexond_laninfo1_set", "Failed to %s\n", action);
+    WEXOND_LOG_AS(kSetHandler, "Failed to %s\n", action);
     return false;
 }
 
@@ -371,7 +378,7 @@ bool set_name(const SetArguments &arguments, const StationMac &mac, Status *stat
 {
     if (!arguments.has(DEVNAME))
         return true;
-    WEXOND_LOG_AS("wexond_laninfo1_set", "devname:%s \n\n", arguments.text(DEVNAME));
+    WEXOND_LOG_AS(kSetHandler, "devname:%s \n\n", arguments.text(DEVNAME));
     auto record = record_for<StationNameRecord>(mac);
     copy_text(record.device_name, arguments.text(DEVNAME));
     return change(kSetStationName, record, "set devname", status);
@@ -382,7 +389,7 @@ bool set_access(const SetArguments &arguments, const StationMac &mac, Status *st
     if (!arguments.has(INTERNETACCESS))
         return true;
     uint32_t access = arguments.number(INTERNETACCESS);
-    WEXOND_LOG_AS("wexond_laninfo1_set", "internetaccess:%d \n\n", access);
+    WEXOND_LOG_AS(kSetHandler, "internetaccess:%d \n\n", access);
     // Deliberate: both requests go out for an unknown access too, then without a station.
     StationAccessRecord internet{}, wifi{};
     if (access <= 2) {
@@ -398,7 +405,7 @@ bool set_storage_access(const SetArguments &arguments)
 {
     // Deliberate: storage access can be read but not changed; the argument is taken and nothing is sent.
     if (arguments.has(STORAGEACCESS))
-        WEXOND_LOG_AS("wexond_laninfo1_set", "storageaccess:%d \n\n", arguments.number(STORAGEACCESS));
+        WEXOND_LOG_AS(kSetHandler, "storageaccess:%d \n\n", arguments.number(STORAGEACCESS));
     return true;
 }
 
@@ -406,12 +413,12 @@ bool set_bandwidth(const SetArguments &arguments, const StationMac &mac, Status 
 {
     auto record = record_for<StationRateLimitRecord>(mac);
     if (arguments.has(USBANDWIDTH)) {
-        WEXOND_LOG_AS("wexond_laninfo1_set", "usbandwidth:%d \n\n", arguments.number(USBANDWIDTH));
+        WEXOND_LOG_AS(kSetHandler, "usbandwidth:%d \n\n", arguments.number(USBANDWIDTH));
         record.upstream = arguments.number(USBANDWIDTH);
         record.change_mask = record.change_mask | 1;
     }
     if (arguments.has(DSBANDWIDTH)) {
-        WEXOND_LOG_AS("wexond_laninfo1_set", "dsbandwidth:%d \n\n", arguments.number(DSBANDWIDTH));
+        WEXOND_LOG_AS(kSetHandler, "dsbandwidth:%d \n\n", arguments.number(DSBANDWIDTH));
         record.downstream = arguments.number(DSBANDWIDTH);
         record.change_mask = record.change_mask | 2;
     }
@@ -422,12 +429,12 @@ bool set_model(const SetArguments &arguments, const StationMac &mac, Status *sta
 {
     auto record = record_for<StationModelRecord>(mac);
     if (arguments.has(BRAND)) {
-        WEXOND_LOG_AS("wexond_laninfo1_set", "brand:%s \n\n", arguments.text(BRAND));
+        WEXOND_LOG_AS(kSetHandler, "brand:%s \n\n", arguments.text(BRAND));
         copy_text(record.brand, arguments.text(BRAND));
         record.change_mask = record.change_mask | 1;
     }
     if (arguments.has(MODEL)) {
-        WEXOND_LOG_AS("wexond_laninfo1_set", "model:%s \n\n", arguments.text(MODEL));
+        WEXOND_LOG_AS(kSetHandler, "model:%s \n\n", arguments.text(MODEL));
         copy_text(record.model, arguments.text(MODEL));
         record.change_mask = record.change_mask | 2;
     }

@@ -130,26 +130,27 @@ void add_wan(const WanReadings &r)
     add_ipv6_link(r.ipv6);
 }
 
+constexpr const char *kSetHandler = "wexond_waninfo_set";
+
 void set_pppoe(const Arguments<3> &arguments, Status *status)
 {
     if (!arguments.has(PPPOENAME) || !arguments.has(PPPOEPWD)) {
         wexond_fail(status, "required parameter: %s or %s", "pppoename", "pppoepwd");
         return;
     }
-    WEXOND_LOG_AS("wexond_waninfo_set", "pppoename:%s / pppoepwd:%s \n\n", arguments.text(PPPOENAME),
-                  arguments.text(PPPOEPWD));
+    WEXOND_LOG_AS(kSetHandler, "pppoename:%s / pppoepwd:%s \n\n", arguments.text(PPPOENAME), arguments.text(PPPOEPWD));
     PppoeRecord record{};
     copy_text(record.name, arguments.text(PPPOENAME));
     copy_text(record.password, arguments.text(PPPOEPWD));
     record.value = kPppoeValue;
     if (!exchange(kSetPppoe, record, "set PPPoE", status))
-        WEXOND_LOG_AS("wexond_waninfo_set", "Failed to set PPPoE\n");
+        WEXOND_LOG_AS(kSetHandler, "Failed to set PPPoE\n");
 }
 
 void set_dhcp(Status *status)
 {
     if (!exchange(kSetDhcp, SetDhcpRecord{kDhcpValue}, "set DHCP", status))
-        WEXOND_LOG_AS("wexond_waninfo_set", "Failed to set DHCP\n");
+        WEXOND_LOG_AS(kSetHandler, "Failed to set DHCP\n");
 }
 
 int wexond_waninfo_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,

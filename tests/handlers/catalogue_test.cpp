@@ -130,13 +130,18 @@ wexond.devinfo.ext
   get
 )";
 
-// One entry of each kind that start-up creates, in the order of their names.
+// One entry of each kind; the access points of the two bands are two.
 constexpr const char *kEntries = R"(
 wexond.filter.dns.8
   set enable:string hostnames:array name:string action:int32 mac:string mode:int32 weekdays:array timerange:string
   get
 wexond.filter.url.4
   set enable:string urls:array name:string macs:array mode:int32 weekdays:array timerange:string
+  get
+wexond.laninfo.1
+  list
+  getnum
+  set internetaccess:int32 storageaccess:int32 usbandwidth:int32 dsbandwidth:int32 devname:string brand:string model:string
   get
 wexond.wifi.1.ap.1
   set enable:string ssid:string key:string auth:string encrypt:string hide:int32 accessmode:int32 accessrule:int32 allowedipport:string usbandwidth:int32 dsbandwidth:int32
@@ -199,6 +204,11 @@ TEST_F(CatalogueTest, ListsNothingElseButItsEntries)
     service().answer(206, record(Bytes(67844).u32(0, 1).u32(4, 4)));
     service().answer(211, record(Bytes(36228).u32(0, 1).u32(4, 8)));
     start_daemon();
+    // LAN hosts have entries from their first list on: one station, whose MAC address text is empty.
+    service().answer(105, record(Bytes(20).u32(0, 1)));
+    service().answer(103, record(Bytes(552).u32(0, 1)));
+    service().answer(135, no_answer());
+    call("wexond.laninfo", "list");
     std::vector<Object> objects = objects_in(kCatalogue), entries = objects_in(kEntries);
     objects.insert(objects.end(), entries.begin(), entries.end());
     std::ranges::sort(objects, {}, &Object::path);

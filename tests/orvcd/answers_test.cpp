@@ -56,9 +56,9 @@ TEST_F(OrvcdAnswers, WanStatusFollowsWorkMode)
         .text(104, "198.51.100.53");
     EXPECT_EQ(client->record(24), std::string(status));
     EXPECT_EQ(client->ask(34, word(1)), kOk);
-    EXPECT_EQ(client->record(24), std::string(status.words(0, {4})));
+    EXPECT_EQ(client->record(24).substr(0, 4), word(4));
     EXPECT_EQ(client->ask(28, word(1500)), kOk);
-    EXPECT_EQ(client->record(24), std::string(status.words(0, {1})));
+    EXPECT_EQ(client->record(24).substr(0, 4), word(1));
 }
 
 TEST_F(OrvcdAnswers, LedSwitch)
@@ -251,13 +251,12 @@ TEST_F(OrvcdAnswers, NotesCommands)
 TEST_F(OrvcdAnswers, ResetRestoresDefaultHome)
 {
     const std::string info = client->record(165);
-    const std::string status = client->record(24);
     client->ask(21, word(0));
     client->ask(34, word(1));
     client->ask(166, Image(1304).text(0, "elsewhere").words(1300, {31}));
     EXPECT_EQ(client->ask(17), kOk);
     EXPECT_EQ(client->record(20), word(1));
-    EXPECT_EQ(client->record(24), status);
+    EXPECT_EQ(client->record(24).substr(0, 4), word(1));
     EXPECT_EQ(client->record(165), info);
     EXPECT_NE(state().find("\"resets\": 1,"), std::string::npos);
 }
@@ -277,7 +276,7 @@ TEST_F(OrvcdAnswers, ChannelScanChangesScoresOfItsBand)
 
 TEST_F(OrvcdAnswers, RefusesUnknownTypesAndTellsSo)
 {
-    for (uint32_t type : {5u, 247u, 248u, 255u, 256u, UINT32_MAX}) {
+    for (uint32_t type : {248u, 255u, 256u, 1000u, UINT32_MAX}) {
         std::string body = client->ask(type, "abc");
         EXPECT_EQ(body.size(), 4u);
         EXPECT_NE(body, kOk);

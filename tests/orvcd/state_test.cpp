@@ -119,14 +119,14 @@ TEST_F(OrvcdState, TakesWhatAnOlderFileLacksFromDefaultHome)
 
 TEST_F(OrvcdState, TellsOfValuesThatMeanNothing)
 {
-    std::ofstream(file) << "{\"wan\": {\"mode\": \"pigeon\"}, \"url_filters\": [{\"index\": \"two\"}]}";
+    std::ofstream(file) << "{\"wan\": {\"mode\": \"pigeon\"}, \"iptv\": {\"vlans\": [{\"vlan_id\": \"two\"}]}}";
     orvcd.start({"--state", file});
     EXPECT_NE(ask(24), word(0));
-    EXPECT_NE(ask(206), word(0));
+    EXPECT_NE(ask(137), word(0));
     EXPECT_EQ(orvcd.errors(),
               "orvcd: ORVC_GET_WANSTATUS: the home holds \"pigeon\" where a number or one of: dhcp, pppoe, static, "
               "bridge, repeater belongs\n"
-              "orvcd: ORVC_GET_FILTERURL: the home holds \"two\" where a number belongs\n");
+              "orvcd: ORVC_GET_IPTV: the home holds \"two\" where a number belongs\n");
     EXPECT_EQ(record(20), word(1));
 }
 
@@ -156,6 +156,27 @@ TEST_F(OrvcdState, RefusesChangesThatCannotBeWritten)
               "orvcd: ORVC_SET_LEDSWITCH: " + orvcd.file("disk/state.json") + ": No such file or directory\n");
     std::filesystem::create_directory(orvcd.file("disk"));
     EXPECT_EQ(ask(21, word(0)), word(0));
+}
+
+TEST_F(OrvcdState, LeavesNoHalfFinishedFileBehind)
+{
+    orvcd.start({"--state", file});
+    std::filesystem::remove(file);
+    std::filesystem::create_directories(file + "/in the way");
+    EXPECT_NE(ask(21, word(0)), word(0));
+    EXPECT_EQ(orvcd.errors(), "orvcd: ORVC_SET_LEDSWITCH: " + file + ": Is a directory\n");
+    for (const auto &entry : std::filesystem::directory_iterator(orvcd.file("")))
+        EXPECT_EQ(entry.path().string().find(file + "."), std::string::npos) << entry.path();
+}
+
+TEST_F(OrvcdState, IsNotWrittenWhereNothingChanges)
+{
+    orvcd.start({"--state", file});
+    const auto written = std::filesystem::last_write_time(file);
+    usleep(20000);
+    EXPECT_EQ(ask(21, word(1)), word(0)); // as they are
+    EXPECT_EQ(ask(166, Image(1304)), word(0));
+    EXPECT_EQ(std::filesystem::last_write_time(file), written);
 }
 
 TEST_F(OrvcdState, RefusesFileThatCannotBeMade)
@@ -191,14 +212,14 @@ TEST_F(OrvcdCommandLine, LogsRequests)
     client.ask(185, Image(200).words(0, {1, 9}));
     client.ask(60, Image(264), 0);
     client.ask(17);
-    client.ask(99, "abc");
+    client.ask(248, "abc");
     EXPECT_EQ(orvcd.end().output, "orvcd serves " + orvcd.socket() +
                                       "\n"
                                       "185 ORVC_GET_APBASIC flag 1 request 200 expected 4 code 0\n"
                                       "185 ORVC_GET_APBASIC flag 1 request 200 expected 4 code 3\n"
                                       "60 ORVC_SET_CHANNELSCAN flag 0 request 264 expected 4 code 0\n"
                                       "17 ORVC_SET_RESET flag 1 request 0 expected 4 code 0\n"
-                                      "99 unknown flag 1 request 3 expected 4 code 1\n");
+                                      "248 unknown flag 1 request 3 expected 4 code 1\n");
 }
 
 TEST_F(OrvcdCommandLine, LogsNothingUnasked)

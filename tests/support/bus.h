@@ -15,6 +15,7 @@ class Bus
     explicit Bus(const std::filesystem::path &socket);
 
     const std::filesystem::path &socket() const { return socket_; }
+    pid_t pid() const { return broker_.pid(); }
 
     // Ends it as a supervisor would (where it is still there), or without leaving it the time to say good-bye.
     void stop();

@@ -22,13 +22,6 @@ thread_local bool armed;
 thread_local int remaining; // allocations that still succeed
 thread_local bool failed;
 
-bool fails()
-{
-    if (!armed || remaining-- > 0)
-        return false;
-    return failed = true;
-}
-
 void fail_after(int allocations)
 {
     remaining = allocations;
@@ -39,6 +32,13 @@ void fail_after(int allocations)
 } // namespace
 
 #if ALLOCATOR_IS_OURS
+static bool fails()
+{
+    if (!armed || remaining-- > 0)
+        return false;
+    return failed = true;
+}
+
 extern "C" {
 void *__libc_malloc(size_t);
 void *__libc_calloc(size_t, size_t);

@@ -445,6 +445,55 @@ TEST_F(Object, RunsCallsThatCameWithAnAnswerOutsideTheLoop)
     EXPECT_EQ((std::vector<std::string>{"test.object hello 16", "test.object hello 16"}), lines);
 }
 
+// A reply waits for the status that follows, but not behind what is sent after it.
+TEST_F(Object, SendsAReplyBeforeARequestOfTheSameHandler)
+{
+    static ubus_method const replying = {
+        .name = "reply",
+        .handler = [](ubus_context *ctx, ubus_object *, ubus_request_data *req, const char *, blob_attr *msg) {
+            uint32_t id;
+            EXPECT_EQ(UBUS_STATUS_OK, ubus_send_reply(ctx, req, msg));
+            return ubus_lookup_id(ctx, "a", &id);
+        }};
+    object.methods = &replying;
+    object.n_methods = 1;
+
+    EXPECT_EQ(bytes("00 02 0007 000000aa  00000010  03000008 00001001  07000004") +
+                  bytes("00 04 0001 00000000  0000000c  02000006 'a' 00 0000") +
+                  bytes("00 01 0007 000000aa  00000014  01000008 00000004  03000008 00001001"),
+              answer(message("00 05 0007 000000aa", "03000008 00001001  0400000a 'reply' 00 0000  07000004") +
+                     status("0001 00000000", 4)));
+}
+
+TEST_F(Object, SendsRepliesOfEverySizeInOrder)
+{
+    static ubus_method const replying = {
+        .name = "reply",
+        .handler = [](ubus_context *ctx, ubus_object *, ubus_request_data *req, const char *, blob_attr *) {
+            for (size_t size : {10, 3000, 3000, 10, 6000, 10}) {
+                blob_buf reply = {};
+                blob_buf_init(&reply, 0);
+                blobmsg_add_string(&reply, "text", std::string(size, 'x').c_str());
+                EXPECT_EQ(UBUS_STATUS_OK, ubus_send_reply(ctx, req, reply.head));
+                blob_buf_free(&reply);
+            }
+            return int{UBUS_STATUS_OK};
+        }};
+    object.methods = &replying;
+    object.n_methods = 1;
+    Bytes expected;
+    for (size_t size : {10, 3000, 3000, 10, 6000, 10}) {
+        Bytes const call = call_with_text("0007", "", std::string(size, 'x')); // its data is the reply's
+        Bytes const data(call.begin() + 8 + 4 + 8 + 8, call.end());
+        size_t const length = 4 + 8 + data.size();
+        expected = expected + bytes("00 02 0007 000000aa") + Bytes{0, 0, uint8_t(length >> 8), uint8_t(length)} +
+                   bytes("03000008 00001001") + data;
+    }
+
+    EXPECT_EQ(expected + bytes("00 01 0007 000000aa  00000014  01000008 00000000  03000008 00001001"),
+              answer(message("00 05 0007 000000aa", "03000008 00001001  0400000a 'reply' 00 0000  07000004")));
+}
+
 TEST_F(Object, MayGoAwayInItsOwnHandler)
 {
     static ubus_method const removing = {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,6 +32,7 @@ static pid_t start(const std::vector<std::string> &arguments, int output, int er
 
     pid_t const pid = fork();
     if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed leaves nothing behind
         dup2(output, STDOUT_FILENO);
         dup2(errors, STDERR_FILENO);
         for (int number : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD})

@@ -1,5 +1,6 @@
 #include "fake_broker.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <pthread.h>
@@ -210,6 +211,22 @@ TEST_F(Request, EndsWhenASignalEndsTheLoop)
     // The loop has ended; what is still to be asked afterwards is answered.
     broker.say(status("0002 00001001", 0));
     EXPECT_EQ(UBUS_STATUS_OK, ubus_invoke(ctx, 0x1001, "a", arguments.head, nullptr, nullptr, 0));
+}
+
+TEST_F(Request, EndsOnASignalAlsoWhenTheLoopHadEndedBefore)
+{
+    pthread_t const client = pthread_self();
+    uloop_end();
+    std::atomic<bool> ended = false;
+    std::thread terminator([&] {
+        while (!ended) {
+            usleep(50000);
+            pthread_kill(client, SIGTERM);
+        }
+    });
+    EXPECT_EQ(UBUS_STATUS_NO_DATA, ubus_invoke(ctx, 0x1001, "a", arguments.head, nullptr, nullptr, 0));
+    ended = true;
+    terminator.join();
 }
 
 void nothing(int) {}

@@ -1,0 +1,59 @@
+// What the measurements share: a bus with the lab's configuration service, clients of both, and the arithmetic.
+// Everything runs pinned to one processor, so that figures of one run compare; absolute times mean nothing on a shared
+// machine.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "core/bus.h"
+#include "tests/support/bus.h"
+#include "tests/support/process.h"
+#include "tests/support/temporary_folder.h"
+
+using Microseconds = std::chrono::duration<double, std::micro>;
+
+// This process and the children that it starts from now on; without wake-up pre-emption, which adds switches at random.
+void pin_to_one_processor();
+
+Microseconds time_of(const std::function<void()> &action);
+Microseconds median(std::vector<Microseconds> samples);
+
+// Medians of several actions, run in turn in many short rounds: what disturbs the machine for a while disturbs all
+// alike.
+std::vector<Microseconds> medians_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
+                                          int calls_per_round);
+
+// A broker and the lab's service in a folder of their own, and a client of the bus.
+class Lab
+{
+  public:
+    Lab();
+    ~Lab();
+
+    std::string path(const std::string &name) const { return (folder_ / name).string(); }
+    pid_t broker_pid() const;
+    pid_t service_pid() const { return service_.pid(); }
+    ubus_context *client() const { return client_; }
+
+    test_support::Process start_daemon() const;
+    test_support::Process start_bare_program(size_t objects) const;
+
+    // Waits for an object; its id.
+    uint32_t wait_for(const std::string &object) const;
+    // Calls a method and passes over the reply; ends the program where the call fails on the bus.
+    void call(uint32_t object, const char *method) const;
+
+  private:
+    test_support::TemporaryFolder folder_;
+    test_support::Bus bus_;
+    test_support::Process service_;
+    ubus_context *client_;
+};
+
+// The measurements. Each prints its figures.
+void bench_calls();
+void bench_startup();
+void bench_footprint();

@@ -1,0 +1,39 @@
+// wexond-bench: what the daemon costs, in ratios taken in one run on one processor.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "bench/lab.h"
+
+struct Bench {
+    const char *name;
+    const char *title;
+    void (*run)();
+};
+
+static constexpr Bench benches[] = {
+    {"calls", "Method calls", bench_calls},
+    {"startup", "Start-up", bench_startup},
+    {"footprint", "Footprint", bench_footprint},
+};
+
+int main(int argc, char **argv)
+{
+    CLI::App app("Measures the daemon against the least that its work costs.");
+    std::vector<std::string> chosen;
+    std::vector<std::string> names;
+    for (const Bench &bench : benches)
+        names.push_back(bench.name);
+    app.add_option("bench", chosen, "what to measure; everything where none is named")->check(CLI::IsMember(names));
+    CLI11_PARSE(app, argc, argv);
+
+    pin_to_one_processor();
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    for (const Bench &bench : benches) {
+        if (!chosen.empty() && std::find(chosen.begin(), chosen.end(), bench.name) == chosen.end())
+            continue;
+        printf("== %s\n", bench.title);
+        bench.run();
+    }
+    return 0;
+}

@@ -1,0 +1,69 @@
+// Quality of service: its switches and the classification rules.
+
+#include "filters/qos_records.h"
+#include "records.h"
+#include "service.h"
+
+static constexpr Name kProtocols[] = {{0, "any"}, {1, "tcp"}, {2, "udp"}, {3, "icmp"}};
+
+static constexpr char kEnable[] = "enable";
+static constexpr char kDscp[] = "dscp";
+static constexpr char k8021p[] = "8021p";
+
+static void describe(auto &&field, ClassificationRecord &record)
+{
+    field("index", record.index);
+    field("name", record.name);
+    field("priority", record.priority);
+    field("dscp", record.dscp);
+    field("vlan8021p", record.vlan8021p);
+    field("protocol", record.protocols[0], Names{kProtocols});
+    field("srcip", record.srcip);
+    field("srcmask", record.srcmask);
+    field("srcport", record.srcport);
+    field("srcmac", record.srcmac);
+    field("dstip", record.dstip);
+    field("dstmask", record.dstmask);
+    field("dstport", record.dstport);
+    field("dstmac", record.dstmac);
+}
+
+template <const char *key> static Reply get_switch(const Json &home)
+{
+    return QosSwitchRecord{YesNo{}.decode(home.at("qos").at(key))};
+}
+
+template <const char *key> static Reply set_switch(Json &home, const QosSwitchRecord &record)
+{
+    home["qos"][key] = YesNo{}.encode(record.code);
+    return kOk;
+}
+
+static Reply list_classifications(const Json &home)
+{
+    return to_list<ClassificationList>(home.at("classifications"));
+}
+
+static Reply add_classification(Json &home, const ClassificationRecord &request)
+{
+    ClassificationRecord record = request;
+    return add_entry(home["classifications"], record, std::size(ClassificationList{}.entries)) ? kOk : kFull;
+}
+
+static Reply delete_classification(Json &home, const ClassificationIndexRecord &request)
+{
+    return remove_entry(home["classifications"], request.index) ? kOk : kNotFound;
+}
+
+static constexpr Row rows[] = {
+    {kAddClassification, "ORVC_ADD_QOSCLASSIFICATION", serve<add_classification>},
+    {kDeleteClassification, "ORVC_DEL_QOSCLASSIFICATION", serve<delete_classification>},
+    {kListClassifications, "ORVC_GET_QOSCLASSIFICATION", serve<list_classifications>},
+    {kSetQos, "ORVC_SET_QOS", serve<set_switch<kEnable>>},
+    {kGetQos, "ORVC_GET_QOS", serve<get_switch<kEnable>>},
+    {kSetQosDscp, "ORVC_SET_QOSDSCP", serve<set_switch<kDscp>>},
+    {kGetQosDscp, "ORVC_GET_QOSDSCP", serve<get_switch<kDscp>>},
+    {kSetQos8021p, "ORVC_SET_QOS8021P", serve<set_switch<k8021p>>},
+    {kGetQos8021p, "ORVC_GET_QOS8021P", serve<get_switch<k8021p>>},
+};
+const Family kQosFamily = rows;
