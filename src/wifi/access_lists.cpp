@@ -64,22 +64,28 @@ constexpr AccessList kWhitelist = {
     .list_name = "wexond_wifiwhitelist_list",
 };
 
-int access_list_add(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,
-                    blob_attr *message)
+// The service assigns the index.
+bool add_station(const AccessList &list, const Arguments<2> &arguments, uint32_t &index, Status *status)
 {
-    Call call(object, method, list.add_name);
-    Arguments<2> arguments(add_policy, message);
-    if (!arguments.require(&call.status))
-        return send_for_add(request, call.status, list.add_name, nullptr);
     WEXOND_LOG_AS(list.add_name, "mac:%s / name:%s \n\n", arguments.text(MAC), arguments.text(NAME));
     AccessListRecord record{};
     copy_text(record.name, arguments.text(NAME));
     copy_text(record.mac, arguments.text(MAC));
     Answer<AccessListRecord> answer = ask<AccessListRecord>(list.add_type, record);
-    if (!answer.check(list.add_action, &call.status))
-        return send_for_add(request, call.status, list.add_name, nullptr);
-    uint32_t index = answer->index;
-    return send_for_add(request, call.status, list.add_name, &index);
+    if (!answer.check(list.add_action, status))
+        return false;
+    index = answer->index;
+    return true;
+}
+
+int access_list_add(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,
+                    blob_attr *message)
+{
+    Call call(object, method, list.add_name);
+    Arguments<2> arguments(add_policy, message);
+    uint32_t index;
+    bool added = arguments.require(&call.status) && add_station(list, arguments, index, &call.status);
+    return send_for_add(request, call.status, list.add_name, added ? &index : nullptr);
 }
 
 int access_list_delete(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,

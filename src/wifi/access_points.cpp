@@ -258,18 +258,16 @@ void send_rest(const SettingsArguments &arguments, const Settings &settings, con
 
 // --- Settings in replies ---
 
-// Reads one record of an access point; a failed part stays zero.
+// Reads one record of an access point. It names the access point and is zero otherwise, and stays so where that fails.
 template <typename Record>
 void read_part(const Band &band, uint32_t type, Record &record, const char *function, const char *failure,
                Status *status)
 {
     Answer<Record> answer = ask<Record>(type, record);
-    if (answer.check(band.get_action, status)) {
+    if (answer.check(band.get_action, status))
         record = *answer;
-    } else {
+    else
         WEXOND_LOG_AS(function, "%s", failure);
-        record = {};
-    }
 }
 
 Settings read_settings(const Band &band, uint32_t ap_index, const char *function, Status *status)
