@@ -139,10 +139,8 @@ constexpr auto wexond_filterurl1_get = handle_with<filter_entry_get<UrlFilterRec
 
 // Deliberate: the static object offers the entry methods too; there they find no rule.
 const ubus_method methods[] = {
-    UBUS_METHOD("add", wexond_filterurl_add, rule_policy),
-    UBUS_METHOD("delete", wexond_filterurl_delete, filter_delete_policy),
-    UBUS_METHOD_NOARG("list", wexond_filterurl_list),
-    UBUS_METHOD("set", wexond_filterurl1_set, rule_policy),
+    UBUS_METHOD("add", wexond_filterurl_add, rule_policy), UBUS_METHOD("delete", wexond_filterurl_delete, index_policy),
+    UBUS_METHOD_NOARG("list", wexond_filterurl_list),      UBUS_METHOD("set", wexond_filterurl1_set, rule_policy),
     UBUS_METHOD_NOARG("get", wexond_filterurl1_get),
 };
 

@@ -18,12 +18,6 @@ const blobmsg_policy add_policy[] = {
     {.name = "name", .type = BLOBMSG_TYPE_STRING},
 };
 
-enum { IDX };
-
-const blobmsg_policy delete_policy[] = {
-    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
-};
-
 // What differs between the lists.
 struct AccessList {
     const char *object;
@@ -92,7 +86,7 @@ int access_list_delete(const AccessList &list, ubus_object *object, ubus_request
                        blob_attr *message)
 {
     Call call(object, method, list.delete_name);
-    Arguments<1> arguments(delete_policy, message);
+    Arguments<1> arguments(index_policy, message);
     if (arguments.require(&call.status)) {
         WEXOND_LOG_AS(list.delete_name, "idx:%d \n\n", arguments.number(IDX));
         exchange(list.delete_type, AccessListIndexRecord{arguments.number(IDX)}, list.delete_action, &call.status);
@@ -131,13 +125,13 @@ constexpr auto wexond_wifiwhitelist_list = handle_with<access_list_list, kWhitel
 
 const ubus_method blacklist_methods[] = {
     UBUS_METHOD("add", wexond_wifiblacklist_add, add_policy),
-    UBUS_METHOD("delete", wexond_wifiblacklist_delete, delete_policy),
+    UBUS_METHOD("delete", wexond_wifiblacklist_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_wifiblacklist_list),
 };
 
 const ubus_method whitelist_methods[] = {
     UBUS_METHOD("add", wexond_wifiwhitelist_add, add_policy),
-    UBUS_METHOD("delete", wexond_wifiwhitelist_delete, delete_policy),
+    UBUS_METHOD("delete", wexond_wifiwhitelist_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_wifiwhitelist_list),
 };
 
