@@ -63,8 +63,9 @@ static void wait_for_socket(const std::string &path)
     }
 }
 
-Lab::Lab()
-    : bus_(folder_ / "ubus.sock"), service_({ORVCD_PROGRAM, "--socket", path("orvc.sock")}),
+Lab::Lab(const std::string &state)
+    : bus_(folder_ / "ubus.sock"), service_({ORVCD_PROGRAM, "--life", "0", "--socket", path("orvc.sock"), "--events",
+                                             path("events.sock"), "--state", state}),
       client_(ubus_connect(path("ubus.sock").c_str()))
 {
     wait_for_socket(path("orvc.sock"));

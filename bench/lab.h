@@ -30,7 +30,8 @@ std::vector<Microseconds> medians_in_turn(const std::vector<std::function<void()
 class Lab
 {
   public:
-    Lab();
+    // The service's home is the one that ships, or that of a state file. Nothing happens in it by itself.
+    explicit Lab(const std::string &state = "");
     ~Lab();
 
     std::string path(const std::string &name) const { return (folder_ / name).string(); }
@@ -57,3 +58,5 @@ class Lab
 void bench_calls();
 void bench_startup();
 void bench_footprint();
+void bench_stations();
+void bench_events();

@@ -12,9 +12,9 @@ struct Bench {
 };
 
 static constexpr Bench benches[] = {
-    {"calls", "Method calls", bench_calls},
-    {"startup", "Start-up", bench_startup},
-    {"footprint", "Footprint", bench_footprint},
+    {"calls", "Method calls", bench_calls},      {"startup", "Start-up", bench_startup},
+    {"footprint", "Footprint", bench_footprint}, {"stations", "A list of 128 stations", bench_stations},
+    {"events", "Events", bench_events},
 };
 
 int main(int argc, char **argv)

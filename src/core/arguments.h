@@ -40,6 +40,13 @@ template <size_t N> class Arguments
     blob_attr *table_[N];
 };
 
+// The one argument of the methods that act on an entry by its number.
+enum { IDX };
+
+inline const blobmsg_policy index_policy[] = {
+    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
+};
+
 // The elements of an array argument, whose types and lengths the parse has not looked at. The walk ends at the first
 // malformed one. For use in a range-based for.
 class Elements

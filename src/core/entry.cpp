@@ -79,7 +79,8 @@ void release(Entry *entry)
     free(entry);
 }
 
-// Frees an entry that is in no list any more, unless the bus still knows its object: then its calls go on being answered.
+// Frees an entry that is in no list any more, unless the bus still knows its object: then its calls go on being
+// answered.
 void release_unless_known(Entry *entry)
 {
     if (entry->object.id == 0) {

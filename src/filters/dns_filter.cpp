@@ -105,7 +105,7 @@ constexpr auto wexond_filterdns1_get = handle_with<filter_entry_get<DnsFilterRec
 
 const ubus_method methods[] = {
     UBUS_METHOD("add", wexond_filterdns_add, rule_policy),
-    UBUS_METHOD("delete", wexond_filterdns_delete, filter_delete_policy),
+    UBUS_METHOD("delete", wexond_filterdns_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_filterdns_list),
 };
 

@@ -42,12 +42,6 @@ template <typename Record> struct FilterKind {
 constexpr uint32_t kListWeekdayBits = 8;
 constexpr uint32_t kGetWeekdayBits = 7;
 
-enum { FILTER_IDX };
-
-inline const blobmsg_policy filter_delete_policy[] = {
-    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
-};
-
 // The rule index of a called entry object; 0 where it has none.
 inline uint32_t filter_find_index(vlist_tree *entries, const ubus_object *object, const char *function)
 {
@@ -98,10 +92,10 @@ int filter_delete(const FilterKind<Record> &kind, ubus_object *object, ubus_requ
                   blob_attr *message)
 {
     Call call(object, method, kind.remove.function);
-    Arguments<1> arguments(filter_delete_policy, message);
+    Arguments<1> arguments(index_policy, message);
     if (!arguments.require(&call.status))
         return wexond_send_for_set(request, &call.status);
-    uint32_t index = arguments.number(FILTER_IDX);
+    uint32_t index = arguments.number(IDX);
     WEXOND_LOG_AS(kind.remove.function, "idx:%d \n\n", index);
     if (Entry *entry = entry_find(kind.entries, index)) {
         entry_remove(kind.entries, entry);

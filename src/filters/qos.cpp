@@ -33,12 +33,6 @@ const blobmsg_policy add_policy[] = {
 
 using AddArguments = Arguments<std::size(add_policy)>;
 
-enum { IDX };
-
-const blobmsg_policy delete_policy[] = {
-    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
-};
-
 // --- Switches ---
 
 // In the order of the arguments, of the requests and of the reply.
@@ -137,7 +131,7 @@ int wexond_qos_classification_delete(ubus_context *, ubus_object *object, ubus_r
                                      const char *method, blob_attr *message)
 {
     Call call(object, method, __func__);
-    Arguments<1> arguments(delete_policy, message);
+    Arguments<1> arguments(index_policy, message);
     if (!arguments.require(&call.status))
         return wexond_send_for_set(request, &call.status);
     uint32_t index = arguments.number(IDX);
@@ -214,7 +208,7 @@ const ubus_method qos_methods[] = {
 
 const ubus_method classification_methods[] = {
     UBUS_METHOD("add", wexond_qos_classification_add, add_policy),
-    UBUS_METHOD("delete", wexond_qos_classification_delete, delete_policy),
+    UBUS_METHOD("delete", wexond_qos_classification_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_qos_classification_list),
 };
 

@@ -138,13 +138,15 @@ constexpr auto wexond_filterurl1_set = handle_with<filter_entry_set<UrlFilterRec
 constexpr auto wexond_filterurl1_get = handle_with<filter_entry_get<UrlFilterRecord>, kKind>;
 
 // Deliberate: the static object offers the entry methods too; there they find no rule.
+// clang-format off
 const ubus_method methods[] = {
     UBUS_METHOD("add", wexond_filterurl_add, rule_policy),
-    UBUS_METHOD("delete", wexond_filterurl_delete, filter_delete_policy),
+    UBUS_METHOD("delete", wexond_filterurl_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_filterurl_list),
     UBUS_METHOD("set", wexond_filterurl1_set, rule_policy),
     UBUS_METHOD_NOARG("get", wexond_filterurl1_get),
 };
+// clang-format on
 
 const ubus_method entry_methods[] = {
     UBUS_METHOD("set", wexond_filterurl1_set, rule_policy),

@@ -41,12 +41,6 @@ const blobmsg_policy proberesp_add_policy[] = {
     {.name = "iedata", .type = BLOBMSG_TYPE_ARRAY},
 };
 
-enum { IDX };
-
-const blobmsg_policy index_policy[] = {
-    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
-};
-
 // At most 255 of a captured frame's bytes are reported, whatever it holds.
 constexpr size_t kMaxFrameBytes = 255;
 

@@ -21,12 +21,6 @@ const blobmsg_policy timer_policy[] = {
     {.name = "enable", .type = BLOBMSG_TYPE_STRING},
 };
 
-enum { IDX };
-
-const blobmsg_policy delete_policy[] = {
-    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
-};
-
 // Of the text of a time, characters that are read.
 constexpr size_t kTimeTextLimit = 64;
 
@@ -83,7 +77,7 @@ int wexond_wifitimer_delete(ubus_context *, ubus_object *object, ubus_request_da
                             blob_attr *message)
 {
     Call call(object, method, __func__);
-    Arguments<1> arguments(delete_policy, message);
+    Arguments<1> arguments(index_policy, message);
     if (!arguments.require(&call.status))
         return wexond_send_for_set(request, &call.status);
     uint32_t index = arguments.number(IDX);
@@ -152,7 +146,7 @@ int wexond_wifitimer1_get(ubus_context *, ubus_object *object, ubus_request_data
 
 const ubus_method methods[] = {
     UBUS_METHOD("add", wexond_wifitimer_add, timer_policy),
-    UBUS_METHOD("delete", wexond_wifitimer_delete, delete_policy),
+    UBUS_METHOD("delete", wexond_wifitimer_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_wifitimer_list),
 };
 

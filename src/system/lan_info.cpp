@@ -78,7 +78,6 @@ void add_state(const StationRecord &station)
 {
     time_t changed_at = station.changed_at;
     tm when{};
-    tzset(); // the zone may have been changed, and localtime_r need not look
     localtime_r(&changed_at, &when);
     char text[80];
     snprintf(text, sizeof(text), "%4d-%02d-%02d %02d:%02d:%02d", when.tm_year + 1900, when.tm_mon + 1, when.tm_mday,
@@ -196,6 +195,7 @@ void add_listed_station(const StationRecord &station)
 
 void add_stations(const StationRecord *stations, uint32_t count)
 {
+    tzset(); // the zone may have been changed, and localtime_r need not look
     reply_start();
     void *array = reply_open_array("wexond.laninfo");
     for (uint32_t i = 0; i < count; i++) {
@@ -355,6 +355,7 @@ int wexond_laninfo1_get(ubus_context *, ubus_object *object, ubus_request_data *
         return wexond_send_for_get(request, &call.status);
     Answer<StationRecord> station = ask<StationRecord>(kGetStation, record_for<StationRecord>(*mac));
     if (station.check("get laninfo", &call.status)) {
+        tzset(); // the zone may have been changed, and localtime_r need not look
         reply_start();
         void *table = reply_open_table(object->name);
         add_station(*station, kEntryRateUnit);

@@ -18,12 +18,6 @@ const blobmsg_policy add_policy[] = {
     {.name = "name", .type = BLOBMSG_TYPE_STRING},
 };
 
-enum { IDX };
-
-const blobmsg_policy delete_policy[] = {
-    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
-};
-
 // What differs between the lists.
 struct AccessList {
     const char *object;
@@ -64,29 +58,35 @@ constexpr AccessList kWhitelist = {
     .list_name = "wexond_wifiwhitelist_list",
 };
 
-int access_list_add(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,
-                    blob_attr *message)
+// The service assigns the index.
+bool add_station(const AccessList &list, const Arguments<2> &arguments, uint32_t &index, Status *status)
 {
-    Call call(object, method, list.add_name);
-    Arguments<2> arguments(add_policy, message);
-    if (!arguments.require(&call.status))
-        return send_for_add(request, call.status, list.add_name, nullptr);
     WEXOND_LOG_AS(list.add_name, "mac:%s / name:%s \n\n", arguments.text(MAC), arguments.text(NAME));
     AccessListRecord record{};
     copy_text(record.name, arguments.text(NAME));
     copy_text(record.mac, arguments.text(MAC));
     Answer<AccessListRecord> answer = ask<AccessListRecord>(list.add_type, record);
-    if (!answer.check(list.add_action, &call.status))
-        return send_for_add(request, call.status, list.add_name, nullptr);
-    uint32_t index = answer->index;
-    return send_for_add(request, call.status, list.add_name, &index);
+    if (!answer.check(list.add_action, status))
+        return false;
+    index = answer->index;
+    return true;
+}
+
+int access_list_add(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,
+                    blob_attr *message)
+{
+    Call call(object, method, list.add_name);
+    Arguments<2> arguments(add_policy, message);
+    uint32_t index;
+    bool added = arguments.require(&call.status) && add_station(list, arguments, index, &call.status);
+    return send_for_add(request, call.status, list.add_name, added ? &index : nullptr);
 }
 
 int access_list_delete(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,
                        blob_attr *message)
 {
     Call call(object, method, list.delete_name);
-    Arguments<1> arguments(delete_policy, message);
+    Arguments<1> arguments(index_policy, message);
     if (arguments.require(&call.status)) {
         WEXOND_LOG_AS(list.delete_name, "idx:%d \n\n", arguments.number(IDX));
         exchange(list.delete_type, AccessListIndexRecord{arguments.number(IDX)}, list.delete_action, &call.status);
@@ -125,13 +125,13 @@ constexpr auto wexond_wifiwhitelist_list = handle_with<access_list_list, kWhitel
 
 const ubus_method blacklist_methods[] = {
     UBUS_METHOD("add", wexond_wifiblacklist_add, add_policy),
-    UBUS_METHOD("delete", wexond_wifiblacklist_delete, delete_policy),
+    UBUS_METHOD("delete", wexond_wifiblacklist_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_wifiblacklist_list),
 };
 
 const ubus_method whitelist_methods[] = {
     UBUS_METHOD("add", wexond_wifiwhitelist_add, add_policy),
-    UBUS_METHOD("delete", wexond_wifiwhitelist_delete, delete_policy),
+    UBUS_METHOD("delete", wexond_wifiwhitelist_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_wifiwhitelist_list),
 };
 

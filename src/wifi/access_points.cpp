@@ -30,12 +30,6 @@ const blobmsg_policy settings_policy[] = {
 
 using SettingsArguments = Arguments<std::size(settings_policy)>;
 
-enum { IDX };
-
-const blobmsg_policy delete_policy[] = {
-    {.name = "idx", .type = BLOBMSG_TYPE_INT32},
-};
-
 // The bands are one implementation; this is what differs.
 struct Band {
     uint32_t index;  // in records, and of the entry list
@@ -258,18 +252,16 @@ void send_rest(const SettingsArguments &arguments, const Settings &settings, con
 
 // --- Settings in replies ---
 
-// Reads one record of an access point; a failed part stays zero.
+// Reads one record of an access point. It names the access point and is zero otherwise, and stays so where that fails.
 template <typename Record>
 void read_part(const Band &band, uint32_t type, Record &record, const char *function, const char *failure,
                Status *status)
 {
     Answer<Record> answer = ask<Record>(type, record);
-    if (answer.check(band.get_action, status)) {
+    if (answer.check(band.get_action, status))
         record = *answer;
-    } else {
+    else
         WEXOND_LOG_AS(function, "%s", failure);
-        record = {};
-    }
 }
 
 Settings read_settings(const Band &band, uint32_t ap_index, const char *function, Status *status)
@@ -385,7 +377,7 @@ bool reset_ap(const Band &band, uint32_t ap_index, Status *status)
 int ap_delete(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *message)
 {
     Call call(object, method, band.delete_name);
-    Arguments<1> arguments(delete_policy, message);
+    Arguments<1> arguments(index_policy, message);
     if (arguments.require(&call.status)) {
         uint32_t index = arguments.number(IDX);
         WEXOND_LOG_AS(band.delete_name, "idx:%d \n\n", index);
@@ -564,14 +556,14 @@ constexpr auto wexond_wifi2ap1_status = handle_with<ap1_status, k5g>;
 
 const ubus_method wifi1ap_methods[] = {
     UBUS_METHOD("add", wexond_wifi1ap_add, settings_policy),
-    UBUS_METHOD("delete", wexond_wifi1ap_delete, delete_policy),
+    UBUS_METHOD("delete", wexond_wifi1ap_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_wifi1ap_list),
     UBUS_METHOD_NOARG("stats", wexond_wifi1ap_status),
 };
 
 const ubus_method wifi2ap_methods[] = {
     UBUS_METHOD("add", wexond_wifi2ap_add, settings_policy),
-    UBUS_METHOD("delete", wexond_wifi2ap_delete, delete_policy),
+    UBUS_METHOD("delete", wexond_wifi2ap_delete, index_policy),
     UBUS_METHOD_NOARG("list", wexond_wifi2ap_list),
     UBUS_METHOD_NOARG("stats", wexond_wifi2ap_status),
 };

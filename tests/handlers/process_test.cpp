@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <sys/stat.h>
 
 #include "tests/support/daemon_test.h"
 
@@ -58,12 +59,17 @@ std::pair<char, pid_t> state_of(const std::filesystem::path &proc_folder)
     return {state, parent};
 }
 
-size_t children_of(pid_t parent)
+// How many children a process has, or has in this state only.
+size_t children_of(pid_t parent, char wanted_state = 0)
 {
     size_t count = 0;
-    for (const auto &folder : std::filesystem::directory_iterator("/proc"))
-        if (isdigit(folder.path().filename().string()[0]) && state_of(folder.path()).second == parent)
+    for (const auto &folder : std::filesystem::directory_iterator("/proc")) {
+        if (!isdigit(folder.path().filename().string()[0]))
+            continue;
+        auto [state, its_parent] = state_of(folder.path());
+        if (its_parent == parent && (!wanted_state || state == wanted_state))
             count++;
+    }
     return count;
 }
 
@@ -209,16 +215,27 @@ TEST_F(ProcessTest, WorksWithItsStandardDescriptorsClosed)
     EXPECT_EQ(get_led(), kOn);
 }
 
-// The shell's children become the daemon's.
+// The shell's children, which wait at a gate, become the daemon's. They end while it is stopped, which makes one
+// pending signal for all of them.
 TEST_F(ProcessTest, CollectsEveryChild)
 {
-    launch_daemon({"sh", "-c", R"(for child in 1 2 3 4 5; do sleep 1 & done; exec "$0")"});
+    std::string gate = folder() / "gate";
+    ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
+    launch_daemon({"sh", "-c", "for child in 1 2 3 4 5; do read line <'" + gate + R"(' & done; exec "$0")"});
     wait_until_up();
+    auto wait_for_children = [this](size_t count, char state) {
+        auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (children_of(daemon().pid(), state) != count && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(20ms);
+        EXPECT_EQ(children_of(daemon().pid(), state), count);
+    };
     EXPECT_EQ(children_of(daemon().pid()), 5u);
-    auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (children_of(daemon().pid()) > 0 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(20ms);
-    EXPECT_EQ(children_of(daemon().pid()), 0u);
+    daemon().send_signal(SIGSTOP);
+    std::ofstream keeper(gate);
+    keeper << "\n\n\n\n\n" << std::flush;
+    wait_for_children(5, 'Z');
+    daemon().send_signal(SIGCONT);
+    wait_for_children(0, 0);
     answer_led();
     EXPECT_EQ(get_led(), kOn);
 }

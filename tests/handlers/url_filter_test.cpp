@@ -8,10 +8,8 @@ using namespace test_support;
 namespace
 {
 
-constexpr uint32_t kSet = 205;
 constexpr uint32_t kList = 206;
 constexpr uint32_t kAdd = 208;
-constexpr uint32_t kGet = 209;
 
 constexpr size_t kSize = 2120;
 constexpr size_t kUrls = 8; // 32 slots of 32 bytes

@@ -1,0 +1,111 @@
+// How long an event takes from the event socket to a subscriber, and how many messages the socket takes.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+#include "bench/lab.h"
+#include "events/event_records.h"
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kDrain{200};
+
+std::string message_of(uint32_t value)
+{
+    EventHeader header{};
+    header.type = kEventLedSwitch;
+    header.length = sizeof(SwitchEvent);
+    SwitchEvent event{value};
+    return std::string(reinterpret_cast<char *>(&header), sizeof(header)) +
+           std::string(reinterpret_cast<char *>(&event), sizeof(event));
+}
+
+void write_batch(const std::string &path, const std::string &batch)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) ||
+        write(fd, batch.data(), batch.size()) < 0)
+        perror("the event socket");
+    close(fd);
+}
+
+int note_arrival(ubus_context *, ubus_object *, ubus_request_data *, const char *, blob_attr *)
+{
+    uloop_end();
+    return 0;
+}
+
+// Writes one event; when its notification has arrived.
+Clock::time_point deliver(const Lab &lab, const std::string &message)
+{
+    write_batch(lab.path("events.sock"), message);
+    uloop_run();
+    return Clock::now();
+}
+
+// The drain comes every 200 ms. An event that is written just before it waits least: those written around the time of
+// the next drain tell what the way itself takes.
+void report_latency(const Lab &lab)
+{
+    constexpr int kOffsets = 60;
+    constexpr std::chrono::microseconds kStep{50};
+    std::string message = message_of(1);
+    Microseconds least = kDrain, longest{0};
+    Clock::time_point last = deliver(lab, message);
+    for (int i = 0; i < kOffsets; i++) {
+        Clock::time_point start = last + kDrain + (i - kOffsets / 2) * kStep;
+        std::this_thread::sleep_until(start);
+        start = Clock::now();
+        last = deliver(lab, message);
+        least = std::min(least, Microseconds(last - start));
+        longest = std::max(longest, Microseconds(last - start));
+    }
+    uint32_t bare = lab.wait_for("bench.1");
+    Microseconds call = medians_in_turn({[&] { lab.call(bare, "noop"); }}, 10, 200)[0];
+    printf("from the write to the notification, most %8.1f ms  (a drain every 200)\n", longest.count() / 1000);
+    printf("without the wait for the drain           %8.1f us\n", least.count());
+    printf("method call that does nothing            %8.1f us\n", call.count());
+    printf("way / call                               %8.2f    (at most 2)\n", least / call);
+}
+
+void report_throughput(const Lab &lab)
+{
+    constexpr int kBatches = 2000, kMessages = 50;
+    std::string batch;
+    for (int i = 0; i < kMessages; i++)
+        batch += message_of(i);
+    Microseconds time = time_of([&] {
+        for (int i = 0; i < kBatches; i++)
+            write_batch(lab.path("events.sock"), batch);
+        uloop_run();
+    });
+    printf("messages a second                        %8.0f\n", kBatches * kMessages / (time.count() / 1e6));
+}
+
+} // namespace
+
+void bench_events()
+{
+    Lab lab;
+    auto bare_program = lab.start_bare_program(1);
+    auto daemon = lab.start_daemon();
+    ubus_subscriber subscriber = {};
+    subscriber.cb = note_arrival;
+    ubus_register_subscriber(lab.client(), &subscriber);
+    ubus_subscribe(lab.client(), &subscriber, lab.wait_for("wexond.ledswitch"));
+    std::this_thread::sleep_for(std::chrono::seconds(6)); // until the drain runs at its own pace
+    report_latency(lab);
+    report_throughput(lab);
+    ubus_unregister_subscriber(lab.client(), &subscriber);
+}
