@@ -96,7 +96,8 @@ static Reply get_ap_access_rule(const Json &home, const ApAccessRuleRecord &requ
     auto record = to_record<ApAccessRuleRecord>(*entry);
     record.band = request.band;
     record.ap_index = request.ap_index;
-    record.count = static_cast<uint32_t>(entry->contains("allowed") ? entry->at("allowed").size() : 0);
+    if (entry->contains("allowed"))
+        record.count = slot_count(entry->at("allowed"), record.entries);
     return record;
 }
 

@@ -97,8 +97,8 @@ static Reply get_port_num(const Json &home)
 {
     const Json &ports = home.at("ports");
     auto record = to_record<PortNumRecord>(ports);
-    record.lan_count = static_cast<uint32_t>(std::min(ports.at("lan").size(), std::size(record.lan_ports)));
-    record.wan_count = static_cast<uint32_t>(std::min(ports.at("wan").size(), std::size(record.wan_ports)));
+    record.lan_count = slot_count(ports.at("lan"), record.lan_ports);
+    record.wan_count = slot_count(ports.at("wan"), record.wan_ports);
     return record;
 }
 

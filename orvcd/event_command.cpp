@@ -100,15 +100,42 @@ template <typename Event> std::string bytes_of(const Event &event)
     return std::string(reinterpret_cast<const char *>(&event), sizeof(event));
 }
 
+[[noreturn]] void refuse(const std::string &reason)
+{
+    throw std::runtime_error(reason);
+}
+
+// A value as a record that has room for all of it gives it back.
+Json as_kept(Json value)
+{
+    if (value.is_string())
+        return encode_text(value.get<std::string>());
+    while (value.is_array() && !value.empty() && value.back() == 0)
+        value.erase(value.size() - 1);
+    return value;
+}
+
+// The record of the fields, which must all have come into it whole.
+template <typename Event> Event to_event(const Json &fields)
+{
+    auto event = to_record<Event>(fields);
+    const Json kept = encode(event);
+    for (const auto &[field, value] : fields.items()) {
+        if (kept.at(field) != as_kept(value))
+            refuse(field + ": the value does not fit its field");
+    }
+    return event;
+}
+
 template <typename Event> std::string make(const Json &fields)
 {
-    return bytes_of(to_record<Event>(fields));
+    return bytes_of(to_event<Event>(fields));
 }
 
 std::string make_probe_record(const Json &fields)
 {
-    auto event = to_record<VsieRecordEvent>(fields);
-    event.length = static_cast<uint32_t>(std::min(fields.at("data").size(), std::size(event.data)));
+    auto event = to_event<VsieRecordEvent>(fields);
+    event.length = slot_count(fields.at("data"), event.data);
     return bytes_of(event);
 }
 
@@ -150,11 +177,6 @@ constexpr Kind kKinds[] = {
      R"({"mac": "00:00:5E:00:53:34", "band": 0, "oui": [0, 0, 94], "data": [16, 1, 2, 3]})", make_probe_record},
 };
 
-[[noreturn]] void refuse(const std::string &reason)
-{
-    throw std::runtime_error(reason);
-}
-
 const Kind &find_kind(const std::string &name)
 {
     for (const Kind &kind : kKinds) {
@@ -181,7 +203,8 @@ void assign(Json &fields, const std::string &assignment)
     size_t equals = assignment.find('=');
     std::string field = assignment.substr(0, equals);
     if (equals == std::string::npos || !fields.contains(field))
-        refuse("'" + assignment + "' is no FIELD=VALUE of this event; it has " + fields.dump());
+        refuse("'" + assignment + "' is no FIELD=VALUE of this event; it has " +
+               fields.dump(-1, ' ', false, Json::error_handler_t::replace));
     fields[field] = parse_value(field, assignment.substr(equals + 1), fields[field]);
 }
 

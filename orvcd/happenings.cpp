@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -47,10 +48,15 @@ void Happenings::run()
     }
 }
 
-static bool send_whole(int fd, const std::string &message)
+static bool send_whole(int fd, std::string_view message)
 {
-    ssize_t sent = send(fd, message.data(), message.size(), MSG_NOSIGNAL);
-    return sent == static_cast<ssize_t>(message.size());
+    while (!message.empty()) {
+        ssize_t sent = send(fd, message.data(), message.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno != EINTR)
+            return false;
+        message.remove_prefix(sent > 0 ? static_cast<size_t>(sent) : 0);
+    }
+    return true;
 }
 
 int push_event(const std::string &socket_path, uint32_t type, const std::string &record)

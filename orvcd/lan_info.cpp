@@ -4,6 +4,8 @@
 #include "service.h"
 #include "system/lan_info_records.h"
 
+#include <ctime>
+
 static constexpr Name kMedia[] = {{0, "2.4 GHz"}, {1, "5 GHz"}, {2, "wired"}};
 static constexpr Name kDuplexes[] = {{0, "none"}, {1, "full"}, {2, "half"}, {3, "auto"}};
 
@@ -40,10 +42,17 @@ static void describe(auto &&field, StationRateLimitRecord &record)
     field("upstream", record.upstream);
 }
 
-// What a station on line has done since the service started.
+// For how long a station on line has been so: longer by the time that the service is up, unless it came since.
+static uint64_t seconds_online(const StationRecord &record)
+{
+    uint64_t since_change = static_cast<uint64_t>(time(nullptr)) - record.changed_at;
+    return std::min(record.online_time + seconds_up(), since_change);
+}
+
+// What a station has done while on line.
 static void advance(StationRecord &record)
 {
-    uint64_t seconds = record.active == 1 ? seconds_up() + record.online_time : 0;
+    uint64_t seconds = record.active == 1 ? seconds_online(record) : 0;
     if (record.active == 1)
         record.online_time = static_cast<uint32_t>(seconds);
     record.bytes_received = seconds * 1'100;

@@ -59,9 +59,6 @@ static void describe(auto &&field, TopologyRecord &record)
     field("backhaul_type", record.backhaul_type, Names{kLinks});
     field("up_rate", record.up_rate);
     field("down_rate", record.down_rate);
-    field("bss_2.4_GHz", record.band_2g.entries);
-    field("bss_5_GHz", record.band_5g.entries);
-    field("stations", record.stations.entries);
 }
 
 static Reply get_mesh(const Json &home)
@@ -108,10 +105,9 @@ static Reply get_topology(const Json &home, const TopologyRequest &request)
         if (!mac.empty() && node.at("topology_mac") != mac)
             continue;
         auto record = to_record<TopologyRecord>(node);
-        auto count = [&](const char *key) { return static_cast<uint32_t>(node.at(key).size()); };
-        record.band_2g.count = count("bss_2.4_GHz");
-        record.band_5g.count = count("bss_5_GHz");
-        record.stations.count = count("stations");
+        record.band_2g = to_list<TopologyBand>(node.at("bss_2.4_GHz"));
+        record.band_5g = to_list<TopologyBand>(node.at("bss_5_GHz"));
+        record.stations = to_list<TopologyStations>(node.at("stations"));
         return record;
     }
     return kNotFound;

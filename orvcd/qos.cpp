@@ -4,7 +4,7 @@
 #include "records.h"
 #include "service.h"
 
-static constexpr Name kProtocols[] = {{0, "any"}, {1, "tcp"}, {2, "udp"}, {3, "icmp"}};
+static constexpr Name kProtocols[] = {{1, "tcp"}, {2, "udp"}, {3, "icmp"}};
 
 static constexpr char kEnable[] = "enable";
 static constexpr char kDscp[] = "dscp";
@@ -17,7 +17,7 @@ static void describe(auto &&field, ClassificationRecord &record)
     field("priority", record.priority);
     field("dscp", record.dscp);
     field("vlan8021p", record.vlan8021p);
-    field("protocol", record.protocols[0], Names{kProtocols});
+    field("protocols", record.protocols, Names{kProtocols});
     field("srcip", record.srcip);
     field("srcmask", record.srcmask);
     field("srcport", record.srcport);

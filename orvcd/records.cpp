@@ -12,7 +12,8 @@ constexpr Name kStandardNames[] = {{1, "b"}, {2, "g"}, {4, "a"}, {8, "n"}, {16, 
 
 [[noreturn]] void refuse(const Json &value, const std::string &expected)
 {
-    throw std::runtime_error("the home holds " + value.dump() + " where " + expected + " belongs");
+    std::string found = value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    throw std::runtime_error(found + " stands where " + expected + " belongs");
 }
 
 const Name *find_code(std::span<const Name> names, uint32_t code)
@@ -29,7 +30,7 @@ uint32_t code_of(std::span<const Name> names, const Json &value)
             return name.code;
         choice += std::string(choice.empty() ? "" : ", ") + name.text;
     }
-    refuse(value, "a number or one of: " + choice);
+    refuse(value, "one of: " + choice);
 }
 
 } // namespace

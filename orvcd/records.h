@@ -60,7 +60,7 @@ template <typename Slot> bool is_empty(const Slot &slot)
     return std::all_of(bytes, bytes + sizeof(slot), [](char byte) { return byte == 0; });
 }
 
-template <typename Slot, size_t N> Json encode(const Slot (&slots)[N])
+template <typename Slot, size_t N, typename Encode> Json encode_slots(const Slot (&slots)[N], Encode encode)
 {
     size_t count = N;
     while (count > 0 && is_empty(slots[count - 1]))
@@ -70,10 +70,21 @@ template <typename Slot, size_t N> Json encode(const Slot (&slots)[N])
         list.push_back(encode(slots[at]));
     return list;
 }
+
+// How many of a list's values there is room for.
+template <typename Slot, size_t N> uint32_t slot_count(const Json &list, const Slot (&)[N])
+{
+    return static_cast<uint32_t>(std::min(N, list.size()));
+}
+
+template <typename Slot, size_t N> Json encode(const Slot (&slots)[N])
+{
+    return encode_slots(slots, [](const Slot &slot) { return encode(slot); });
+}
 template <typename Slot, size_t N> void decode(const Json &list, Slot (&slots)[N])
 {
     memset(slots, 0, sizeof(slots));
-    for (size_t at = 0; at < std::min(N, list.size()); at++)
+    for (size_t at = 0; at < slot_count(list, slots); at++)
         decode(list[at], slots[at]);
 }
 
@@ -118,6 +129,11 @@ struct Encoder {
     {
         entry[key] = meaning.encode(field);
     }
+    template <typename Slot, size_t N, typename Meaning>
+    void operator()(const char *key, Slot (&slots)[N], const Meaning &meaning)
+    {
+        entry[key] = encode_slots(slots, [&](const Slot &slot) { return meaning.encode(slot); });
+    }
 };
 
 struct Decoder {
@@ -128,6 +144,13 @@ struct Decoder {
     template <typename Field, typename Meaning> void operator()(const char *key, Field &field, const Meaning &meaning)
     {
         field = meaning.decode(at(key));
+    }
+    template <typename Slot, size_t N, typename Meaning>
+    void operator()(const char *key, Slot (&slots)[N], const Meaning &meaning)
+    {
+        const Json &list = at(key);
+        for (size_t slot = 0; slot < slot_count(list, slots); slot++)
+            slots[slot] = meaning.decode(list[slot]);
     }
 };
 
@@ -149,7 +172,7 @@ template <typename List> List to_list(const Json &entries)
 {
     List list{};
     decode(entries, list.entries);
-    list.count = static_cast<uint32_t>(std::min(entries.size(), std::size(list.entries)));
+    list.count = slot_count(entries, list.entries);
     return list;
 }
 

@@ -63,7 +63,7 @@ static Reply list_probe_watches(const Json &home)
     const Json &watches = home.at("vsie").at("probe_requests");
     auto list = to_list<ProbeWatchList>(watches);
     for (size_t i = 0; i < list.count; i++)
-        list.entries[i].frame_count = static_cast<uint32_t>(watches[i].at("frames").size());
+        list.entries[i].frame_count = slot_count(watches[i].at("frames"), list.entries[i].frames);
     return list;
 }
 

@@ -89,7 +89,9 @@ static void reconnect(Json &home, const char *mode, const char *address)
     home["wan"]["mode"] = mode;
     home["wan"]["link"] = "down";
     announce_link(home);
-    later(1500ms, [address = std::string(address)](Json &home) {
+    later(1500ms, [mode = std::string(mode), address = std::string(address)](Json &home) {
+        if (home["wan"]["mode"] != mode || home["wan"]["link"] != "down")
+            return; // something else was asked for since
         bool is_new = home["wan"]["address"] != address;
         home["wan"]["link"] = "up";
         home["wan"]["address"] = address;

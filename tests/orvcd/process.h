@@ -150,6 +150,7 @@ class Process
     }
     std::string file(const std::string &name) const { return folder_ + "/" + name; }
     std::string socket() const { return file("service"); }
+    std::string events() const { return file("events"); }
 
     void launch(std::vector<std::string> arguments)
     {
@@ -169,10 +170,11 @@ class Process
             _exit(127);
         }
     }
-    // Starts it on the folder's socket and returns when it answers.
-    void start(std::vector<std::string> arguments = {})
+    // Starts it on the folder's sockets and returns when it answers. Nothing happens by itself where `life` is 0.
+    void start(std::vector<std::string> arguments = {}, unsigned life = 0)
     {
-        arguments.insert(arguments.begin(), {"--socket", socket()});
+        arguments.insert(arguments.begin(),
+                         {"--socket", socket(), "--events", events(), "--life", std::to_string(life)});
         launch(arguments);
         for (int attempt = 0; attempt < 1000; attempt++) {
             if (Client(socket()).connected())

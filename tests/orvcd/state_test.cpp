@@ -123,10 +123,9 @@ TEST_F(OrvcdState, TellsOfValuesThatMeanNothing)
     orvcd.start({"--state", file});
     EXPECT_NE(ask(24), word(0));
     EXPECT_NE(ask(137), word(0));
-    EXPECT_EQ(orvcd.errors(),
-              "orvcd: ORVC_GET_WANSTATUS: the home holds \"pigeon\" where a number or one of: dhcp, pppoe, static, "
-              "bridge, repeater belongs\n"
-              "orvcd: ORVC_GET_IPTV: the home holds \"two\" where a number belongs\n");
+    EXPECT_EQ(orvcd.errors(), "orvcd: ORVC_GET_WANSTATUS: \"pigeon\" stands where one of: dhcp, pppoe, static, "
+                              "bridge, repeater belongs\n"
+                              "orvcd: ORVC_GET_IPTV: \"two\" stands where a number belongs\n");
     EXPECT_EQ(record(20), word(1));
 }
 
