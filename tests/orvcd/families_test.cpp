@@ -450,6 +450,11 @@ struct List {
     size_t answer;  // bytes of an add answer after its code, which begins with the index; 0 where it has none
 };
 
+void PrintTo(const List &list, std::ostream *stream)
+{
+    *stream << list.name;
+}
+
 const List kLists[] = {
     {"WifiTimers", 101, 102, 98, 36, 32, 4, 3, 4},
     {"UrlFilters", 208, 207, 206, 2120, 32, 2120, 2, 2120},
