@@ -19,7 +19,7 @@ function(wexond_test name)
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_compile_options(${name} PRIVATE -O0) # what is tested is optimised, the tests are built often and run once
   list(LENGTH arg_UNPARSED_ARGUMENTS source_count)
-  if(source_count GREATER 2)
+  if(source_count GREATER 4)
     list(TRANSFORM arg_PRECOMPILE REPLACE "(.+)" "$<$<COMPILE_LANGUAGE:CXX>:${CMAKE_SOURCE_DIR}/\\1>" OUTPUT_VARIABLE precompiled)
     target_precompile_headers(${name} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>"
       ${precompiled})
