@@ -42,7 +42,9 @@ static_assert(alignof(le16) == 1 && alignof(le32) == 1 && alignof(le64) == 1 && 
 // to its last byte, without a NUL; a limit of N - 1 keeps one.
 template <size_t N> void copy_text(char (&field)[N], const char *text, size_t limit = N)
 {
-    size_t length = strnlen(text, std::min(limit, N));
+    size_t length = 0;
+    while (length < std::min(limit, N) && text[length])
+        length++;
     memcpy(field, text, length);
     memset(field + length, 0, N - length);
 }
