@@ -15,7 +15,8 @@
 
 using Microseconds = std::chrono::duration<double, std::micro>;
 
-// This process and the children that it starts from now on; without wake-up pre-emption, which adds switches at random.
+// This process and the children that it starts from now on; without wake-up pre-emption, which adds switches at random,
+// and with exact timers.
 void pin_to_one_processor();
 
 Microseconds time_of(const std::function<void()> &action);

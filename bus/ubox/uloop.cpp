@@ -12,6 +12,7 @@ extern "C" {
 #include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 bool uloop_cancelled;
@@ -39,7 +40,9 @@ SignalRule signal_rules[] = {
 };
 
 int epoll_fd = -1;
-int wake_fd = -1; // an eventfd: ends the wait, also one that uloop_end comes just before
+int timer_fd = -1; // armed for the earliest timeout: a wait without a time limit of its own is cheaper
+int64_t timer_due; // what it is armed for, 0 where it was not yet
+int wake_fd = -1;  // an eventfd: ends the wait, also one that uloop_end comes just before
 int run_depth;
 std::atomic<bool> waiting; // a wait is about to begin or under way
 std::atomic<int> ending_signal;
@@ -84,6 +87,7 @@ void restore(SignalRule &rule)
 
 constexpr int64_t kMicrosecondsPerSecond = 1000000;
 constexpr int64_t kMicrosecondsPerMillisecond = 1000;
+constexpr int64_t kNanosecondsPerMicrosecond = 1000;
 
 int64_t microseconds(const timeval &time)
 {
@@ -128,15 +132,18 @@ void run_due_timeouts()
     }
 }
 
-// Milliseconds to wait for descriptors, negative for ever.
-int wait_limit(int limit)
+// Has the wait end when the earliest timeout is due. Most turns find the timer armed for it already.
+void arm_timer()
 {
     uloop_timeout *timeout = first_timeout();
-    if (!timeout) {
-        return limit;
+    int64_t due = timeout ? std::max<int64_t>(microseconds(timeout->time), 1) : timer_due; // 0 would disarm it
+    if (due == timer_due) {
+        return;
     }
-    auto left = static_cast<int>(std::min<int64_t>(uloop_timeout_remaining64(timeout), INT_MAX));
-    return limit < 0 ? left : std::min(limit, left);
+    itimerspec spec = {};
+    spec.it_value.tv_sec = due / kMicrosecondsPerSecond;
+    spec.it_value.tv_nsec = due % kMicrosecondsPerSecond * kNanosecondsPerMicrosecond;
+    timer_due = timerfd_settime(timer_fd, TFD_TIMER_ABSTIME, &spec, nullptr) == 0 ? due : 0;
 }
 
 // -- Descriptors
@@ -202,9 +209,16 @@ void forget_fetched(const uloop_fd *u)
     }
 }
 
+// Edge-triggered, its counter never has to be read back.
+bool add_waker(int fd)
+{
+    epoll_event event = {.events = EPOLLIN | EPOLLET, .data = {.ptr = nullptr}};
+    return 0 <= fd && epoll_ctl(epoll_fd, EPOLL_CTL_ADD, fd, &event) == 0;
+}
+
 void close_descriptors()
 {
-    for (int *fd : {&epoll_fd, &wake_fd}) {
+    for (int *fd : {&epoll_fd, &timer_fd, &wake_fd}) {
         if (0 <= *fd) {
             close(*fd);
         }
@@ -220,11 +234,11 @@ int uloop_init()
     if (0 <= epoll_fd) {
         return 0;
     }
-    // Edge-triggered, the counter never has to be read back.
-    epoll_event wake = {.events = EPOLLIN | EPOLLET, .data = {.ptr = nullptr}};
     epoll_fd = epoll_create1(EPOLL_CLOEXEC);
+    timer_fd = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    timer_due = 0;
     wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (epoll_fd < 0 || wake_fd < 0 || epoll_ctl(epoll_fd, EPOLL_CTL_ADD, wake_fd, &wake) < 0) {
+    if (epoll_fd < 0 || !add_waker(timer_fd) || !add_waker(wake_fd)) {
         close_descriptors();
         return -1;
     }
@@ -253,7 +267,8 @@ int uloop_run_timeout(int timeout)
     do {
         run_due_timeouts();
         if (is_running()) {
-            run_ready_descriptors(wait_limit(timeout));
+            arm_timer();
+            run_ready_descriptors(timeout);
         }
     } while (is_running() && timeout < 0);
     run_depth--;

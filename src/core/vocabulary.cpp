@@ -86,7 +86,15 @@ char address[32];
 void append(const char *piece)
 {
     size_t length = strlen(result);
-    snprintf(result + length, sizeof(result) - length, "%s", piece);
+    memcpy(result + length, piece, strnlen(piece, sizeof(result) - 1 - length));
+}
+
+const char *find_text(const CodeToText &vocabulary, int32_t code)
+{
+    for (const Word &word : vocabulary.words)
+        if (word.code == code)
+            return word.text;
+    return vocabulary.fallback;
 }
 
 // Joins the pieces of the bits that are set. Bits without a piece are never cleared, so that each pass left over adds
@@ -158,10 +166,7 @@ const char *wexond_code_to_str(uint32_t kind, int32_t code)
     for (const CodeToText &vocabulary : kCodeToText) {
         if (vocabulary.kind != kind)
             continue;
-        append(vocabulary.fallback);
-        for (const Word &word : vocabulary.words)
-            if (word.code == code)
-                snprintf(result, sizeof(result), "%s", word.text);
+        append(find_text(vocabulary, code));
         return result;
     }
     if (kind == kRadioMode)

@@ -800,7 +800,7 @@ TEST_F(Uloop, DoneClosesItsDescriptorsAndDisarmsTimers)
     Timer timer([] { FAIL(); }, 0);
     size_t with_loop = open_descriptors();
     uloop_done();
-    EXPECT_EQ(open_descriptors(), with_loop - 2);
+    EXPECT_EQ(open_descriptors(), with_loop - 3); // what waits, what times, what wakes
     EXPECT_FALSE(timer.pending);
     EXPECT_EQ(uloop_timeout_cancel(&timer), -1);
     uloop_done();
