@@ -219,6 +219,9 @@ TEST_F(ProcessTest, WorksWithItsStandardDescriptorsClosed)
 // pending signal for all of them.
 TEST_F(ProcessTest, CollectsEveryChild)
 {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "ThreadSanitizer holds a signal's handler back while the signal's thread waits to accept a client";
+#endif
     std::string gate = folder() / "gate";
     ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
     launch_daemon({"sh", "-c", "for child in 1 2 3 4 5; do read line <'" + gate + R"(' & done; exec "$0")"});
