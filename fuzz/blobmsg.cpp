@@ -130,8 +130,8 @@ bool expect_parse(const std::vector<blob_attr *> &attributes, blob_attr *(&table
             return false;
         for (size_t i = 0; i < kPolicyCount; i++) {
             const blobmsg_policy &policy = kPolicy[i];
-            bool whole_name = strlen(blobmsg_name(attr)) ==
-                              blobmsg_namelen(static_cast<const blobmsg_hdr *>(blob_data(attr)));
+            bool whole_name =
+                strlen(blobmsg_name(attr)) == blobmsg_namelen(static_cast<const blobmsg_hdr *>(blob_data(attr)));
             if (policy.name && whole_name && strcmp(policy.name, blobmsg_name(attr)) == 0 && !table[i] &&
                 (policy.type == BLOBMSG_TYPE_UNSPEC || policy.type == blobmsg_type(attr))) {
                 table[i] = attr;
