@@ -100,8 +100,9 @@ void check_message(std::span<const uint8_t> bytes)
     whole.append(bytes.begin(), bytes.end());
     ExactCopy copy(whole);
     auto *message = reinterpret_cast<blob_attr *>(copy.data());
-    REQUIRE(format(message, true).starts_with("{"));
-    REQUIRE(format(message, false).empty()); // it is no value
+    std::string text = format(message, true);
+    REQUIRE(text.empty() || text.starts_with("{")); // none where it is nested too deep
+    REQUIRE(format(message, false).empty());        // it is no value
     if (is_expressible(message, 1))
         check_round_trip(message, false);
 }
