@@ -53,11 +53,12 @@ void replace_by_outcome(const Status &status)
     add_reason(status);
 }
 
-void send(ubus_request_data *request)
+// 0, or the status that ends the call in place of the reply.
+int send(ubus_request_data *request)
 {
-    if (is_started())
-        ubus_send_reply(wexond_context, request, reply.head);
+    int result = is_started() ? ubus_send_reply(wexond_context, request, reply.head) : UBUS_STATUS_NO_MEMORY;
     blob_buf_free(&reply);
+    return result;
 }
 
 // Why a finished table cannot be sent as it is, or null.
@@ -123,14 +124,14 @@ int reply_notify(ubus_object *object, const char *name)
     return result;
 }
 
-void reply_send(ubus_request_data *request)
+int reply_send(ubus_request_data *request)
 {
     if (const char *reason = unsendable()) {
         Status outcome{};
         wexond_fail(&outcome, "%s", reason);
         replace_by_outcome(outcome);
     }
-    send(request);
+    return send(request);
 }
 
 int wexond_send_for_set(ubus_request_data *request, const Status *status)
@@ -139,8 +140,7 @@ int wexond_send_for_set(ubus_request_data *request, const Status *status)
         return -1;
     log_outcome(__func__, *status);
     replace_by_outcome(*status);
-    send(request);
-    return 0;
+    return send(request);
 }
 
 int wexond_send_for_get(ubus_request_data *request, const Status *status)
@@ -155,8 +155,7 @@ int wexond_send_for_get(ubus_request_data *request, const Status *status)
     log_outcome(__func__, outcome);
     if (outcome.failed == 1)
         replace_by_outcome(outcome);
-    send(request);
-    return 0;
+    return send(request);
 }
 
 int send_for_add(ubus_request_data *request, const Status &status, const char *function, const uint32_t *index)
@@ -167,6 +166,5 @@ int send_for_add(ubus_request_data *request, const Status &status, const char *f
     if (index)
         reply_int("idx", *index);
     add_reason(status);
-    send(request);
-    return 0;
+    return send(request);
 }

@@ -408,8 +408,7 @@ int ap_list(const Band &band, ubus_object *object, ubus_request_data *request, c
     reply_close(array);
     // Deliberate: whatever failed, the array is the whole reply.
     WEXOND_LOG_AS(band.list_name, "success \n\n");
-    reply_send(request);
-    return 0;
+    return reply_send(request);
 }
 
 int ap_stats(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
@@ -426,8 +425,7 @@ int ap_stats(const Band &band, ubus_object *object, ubus_request_data *request, 
             WEXOND_LOG_AS(band.stats_name, "Failed to get ap[%d] status\n", static_cast<uint32_t>(entry->index));
     }
     reply_close(array);
-    reply_send(request);
-    return 0;
+    return reply_send(request);
 }
 
 // --- The entry objects ---

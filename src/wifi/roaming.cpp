@@ -273,8 +273,7 @@ int wexond_wifiroaming_bsstr(ubus_context *, ubus_object *object, ubus_request_d
     reply_start();
     reply_string("result", "0");
     reply_string("statuscode", "0");
-    reply_send(request);
-    return 0;
+    return reply_send(request);
 }
 
 const ubus_method methods[] = {

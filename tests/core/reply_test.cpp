@@ -31,6 +31,7 @@ struct SentNotification {
 };
 
 std::vector<SentReply> sent;
+int reply_result;
 std::vector<SentNotification> notifications;
 int notify_result;
 
@@ -46,7 +47,7 @@ std::string text_of(const blob_attr *message)
 extern "C" int ubus_send_reply(ubus_context *context, ubus_request_data *request, blob_attr *message)
 {
     sent.push_back({context, request, blob_pad_len(message), text_of(message)});
-    return 0;
+    return reply_result;
 }
 
 extern "C" int ubus_notify(ubus_context *context, ubus_object *object, const char *name, blob_attr *message,
@@ -82,6 +83,7 @@ class ReplyTest : public CoreTest
     ReplyTest()
     {
         sent.clear();
+        reply_result = 0;
         notifications.clear();
         notify_result = 0;
         wexond_context = &context_;
@@ -330,18 +332,32 @@ TEST_F(ReplyTest, GetNeverLeavesKeysOut)
     EXPECT_GE(failures, 3) << "the first buffer and its growth";
 }
 
-// A caller without a reply learns by its own time limit; a reply of less than it should say would mislead it.
-TEST_F(ReplyTest, WithoutAnyMemoryNothingIsSent)
+TEST_F(ReplyTest, WithoutAnyMemoryTheCallFails)
 {
     const Status failed = status_of(1, "failed to reboot");
     FailingMemory memory(0);
-    EXPECT_EQ(wexond_send_for_set(&request_, &failed), 0);
-    EXPECT_EQ(wexond_send_for_get(&request_, &failed), 0);
+    const uint32_t index = 3;
+    EXPECT_EQ(wexond_send_for_set(&request_, &failed), UBUS_STATUS_NO_MEMORY);
+    EXPECT_EQ(wexond_send_for_get(&request_, &failed), UBUS_STATUS_NO_MEMORY);
+    EXPECT_EQ(send_for_add(&request_, kSucceeded, "wexond_thing_add", &index), UBUS_STATUS_NO_MEMORY);
     reply_start();
     build_small_table();
-    EXPECT_EQ(wexond_send_for_get(&request_, &kSucceeded), 0);
+    EXPECT_EQ(wexond_send_for_get(&request_, &kSucceeded), UBUS_STATUS_NO_MEMORY);
+    reply_start();
+    build_small_table();
+    EXPECT_EQ(reply_send(&request_), UBUS_STATUS_NO_MEMORY);
     EXPECT_TRUE(memory.has_failed());
     EXPECT_TRUE(sent.empty());
+}
+
+TEST_F(ReplyTest, AReplyThatTheBusDoesNotTakeFailsTheCall)
+{
+    reply_result = UBUS_STATUS_CONNECTION_FAILED;
+    EXPECT_EQ(wexond_send_for_set(&request_, &kSucceeded), UBUS_STATUS_CONNECTION_FAILED);
+    reply_start();
+    EXPECT_EQ(wexond_send_for_get(&request_, &kSucceeded), UBUS_STATUS_CONNECTION_FAILED);
+    reply_start();
+    EXPECT_EQ(reply_send(&request_), UBUS_STATUS_CONNECTION_FAILED);
 }
 
 TEST_F(ReplyTest, MemoryThatComesBackIsUsedAgain)
