@@ -1,13 +1,10 @@
 // Memory that runs out at every single allocation of every method's call, and threads that cannot be started.
 
-#include <fcntl.h>
 #include <set>
 #include <sstream>
-#include <sys/mman.h>
 
 #include "tests/events/events.h"
-#include "tests/faults/fault_test.h"
-#include "tests/faults/memory_control.h"
+#include "tests/faults/starved_test.h"
 #include "tests/support/listening.h"
 
 using namespace test_support;
@@ -17,15 +14,6 @@ namespace
 
 constexpr uint32_t kEndless = UINT32_MAX;
 
-enum World { FULL, EMPTY };
-
-struct Call {
-    const char *object;
-    const char *method;
-    const char *arguments = "{}";
-    World world = FULL; // how many entries the service's lists have then: one each, or none
-};
-
 // A method with arguments that it takes, and the calls before and after it that give the daemon its state back.
 struct Row {
     Call call;
@@ -33,43 +21,9 @@ struct Row {
     std::vector<Call> after = {};
 };
 
-constexpr const char *kIndex2 = R"({"idx": 2})";
-constexpr const char *kUrlRule = R"({"enable": "yes", "urls": ["a.example", "b.example"], "name": "n",
-    "macs": ["001122334455"], "mode": 1, "weekdays": [1, 7], "timerange": "08:00-12:00"})";
-constexpr const char *kDnsRule = R"({"enable": "yes", "hostnames": ["a.example"], "name": "n", "action": 1,
-    "mac": "001122334455", "mode": 1, "weekdays": [1, 7], "timerange": "08:00-12:00"})";
-constexpr const char *kTimer = R"({"weekday": "7", "time": "07:30", "enable": "yes"})";
-constexpr const char *kAp = R"({"enable": "yes", "ssid": "s", "key": "k", "auth": "wpa2psk", "encrypt": "aes",
-    "hide": 1, "accessmode": 1, "accessrule": 2, "allowedipport": "192.168.1.10:80", "usbandwidth": 1,
-    "dsbandwidth": 2})";
-constexpr const char *kRule = R"({"priority": 1, "dscp": 2, "vlan8021p": 3, "name": "n", "protocol": "tcp",
-    "srcmac": "001122334455", "dstmac": "001122334456"})";
 constexpr const char *kStation = R"({"internetaccess": 2, "storageaccess": 1, "usbandwidth": 1, "dsbandwidth": 2,
     "devname": "d", "brand": "b", "model": "m"})";
 constexpr const char *kRadio = R"({"channel": 6, "txpower": "high", "bandwidth": 20, "enable": "yes"})";
-
-constexpr Call kAddUrlRule = {"wexond.filter.url", "add", kUrlRule};
-constexpr Call kDeleteUrlRule = {"wexond.filter.url", "delete", kIndex2};
-constexpr Call kAddDnsRule = {"wexond.filter.dns", "add", kDnsRule};
-constexpr Call kDeleteDnsRule = {"wexond.filter.dns", "delete", kIndex2};
-constexpr Call kAddTimer = {"wexond.wifi.timer", "add", kTimer};
-constexpr Call kDeleteTimer = {"wexond.wifi.timer", "delete", kIndex2};
-constexpr Call kAdd2gAp = {"wexond.wifi.1.ap", "add", kAp};
-constexpr Call kDelete2gAp = {"wexond.wifi.1.ap", "delete", kIndex2};
-constexpr Call kAdd5gAp = {"wexond.wifi.2.ap", "add", kAp};
-constexpr Call kDelete5gAp = {"wexond.wifi.2.ap", "delete", kIndex2};
-constexpr Call kAddRule = {"wexond.qos.classification", "add", kRule};
-constexpr Call kDeleteRule = {"wexond.qos.classification", "delete", R"({"idx": 0})"};
-constexpr Call kListStations = {"wexond.laninfo", "list"};
-constexpr Call kListNoStations = {"wexond.laninfo", "list", "{}", EMPTY};
-constexpr Call kListTimers = {"wexond.wifi.timer", "list"};
-constexpr Call kListNoTimers = {"wexond.wifi.timer", "list", "{}", EMPTY};
-constexpr Call kListUrlRules = {"wexond.filter.url", "list"};
-constexpr Call kListNoUrlRules = {"wexond.filter.url", "list", "{}", EMPTY};
-constexpr Call kListDnsRules = {"wexond.filter.dns", "list"};
-constexpr Call kListNoDnsRules = {"wexond.filter.dns", "list", "{}", EMPTY};
-constexpr Call kListRules = {"wexond.qos.classification", "list"};
-constexpr Call kListNoRules = {"wexond.qos.classification", "list", "{}", EMPTY};
 
 // Every method of the catalogue and of each kind of entry.
 const Row kRows[] = {
@@ -89,7 +43,7 @@ const Row kRows[] = {
     {kListNoStations, {kListStations}},
     {{"wexond.laninfo", "getnum"}},
     {{"wexond.laninfo.1", "list"}, {kListStations}},
-    {{"wexond.laninfo.1", "list", "{}", EMPTY}, {kListStations}},
+    {{"wexond.laninfo.1", "list", "{}", World::empty}, {kListStations}},
     {{"wexond.laninfo.1", "getnum"}, {kListStations}},
     {{"wexond.laninfo.1", "set", kStation}, {kListStations}},
     {{"wexond.laninfo.1", "get"}, {kListStations}},
@@ -201,17 +155,6 @@ bool is_refusal(const std::string &reply)
     return reply.starts_with(R"({"result": "1", )") && reply.find(R"("failreason": ")") != std::string::npos;
 }
 
-// Every word of an answer is 1 in the full world, where each list has one entry, of the number 1, and 0 in the empty
-// one. What is added gets the number 2.
-Answer answer_in(World world, const Request &request)
-{
-    static const std::set<uint32_t> add_types = {101, 208, 213};
-    Bytes body(std::max<size_t>(request.expected, 4));
-    for (size_t offset = 4; offset + 4 <= body.size() && world == FULL; offset += 4)
-        body.u32(offset, offset == 4 && add_types.contains(request.type) ? 2 : 1);
-    return test_support::body(body);
-}
-
 // The lines that are no method.
 std::string paths_in(const std::string &listing)
 {
@@ -229,75 +172,28 @@ struct Trouble {
     uint32_t first_request = kEndless, last_request = 0;
 };
 
-class MemoryTest : public FaultTest
+class MemoryTest : public StarvedTest
 {
   protected:
-    MemoryTest()
-    {
-        map_control();
-        for (uint32_t type = 0; type < 248; type++)
-            service().answer_by(type, [this](const Request &request) { return answer(request); });
-    }
-    ~MemoryTest() override { munmap(memory_, sizeof(MemoryControl)); }
-
-    void start()
-    {
-        launch_daemon({"sh", "-c", "exec " BUILD_BIN_DIR "/wexond-starved"});
-        wait_until_up();
-    }
-
     std::string make(const Call &call, const Trouble &trouble = {});
     Outcome run(const Row &row, const Trouble &trouble = {});
     void starve(const Row &row, uint32_t most = kEndless);
 
-    MemoryControl *memory_ = nullptr;
     std::string log_;
 
   private:
-    void map_control();
-    Answer answer(const Request &request);
     std::set<std::string> partial_replies(const Row &row, uint32_t requests, uint32_t most);
-
-    std::atomic<World> world_ = FULL;
-    std::atomic<uint32_t> requests_ = 0, first_unanswered_ = kEndless, last_unanswered_ = 0;
 };
-
-void MemoryTest::map_control()
-{
-    std::string path = folder() / kMemoryControlFile;
-    int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    void *shared = MAP_FAILED;
-    if (ftruncate(fd, sizeof(MemoryControl)) == 0)
-        shared = mmap(nullptr, sizeof(MemoryControl), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-    close(fd);
-    if (shared == MAP_FAILED)
-        throw std::runtime_error(path);
-    memory_ = static_cast<MemoryControl *>(shared);
-}
-
-Answer MemoryTest::answer(const Request &request)
-{
-    uint32_t number = ++requests_;
-    return first_unanswered_ <= number && number <= last_unanswered_ ? no_answer() : answer_in(world_, request);
-}
 
 std::string MemoryTest::make(const Call &call, const Trouble &trouble)
 {
-    world_ = call.world;
-    requests_ = 0;
-    first_unanswered_ = trouble.first_request;
-    last_unanswered_ = trouble.last_request;
+    leave_unanswered(trouble.first_request, trouble.last_request);
     memory_->first = trouble.first_allocation;
     memory_->last = trouble.last_allocation;
     memory_->allocations = memory_->failures = 0;
     memory_->armed = 1;
-    std::string reply = DaemonTest::call(call.object, call.method, std::string_view(call.arguments));
-    memory_->armed = 0;
-    // Objects may be withdrawn after the answer of their own call; what arrives meanwhile is kept for a moment.
-    for (int i = 0; i < 2 && call.world == EMPTY; i++)
-        EXPECT_EQ(DaemonTest::call("wexond", "?"), "(Method not found)");
-    first_unanswered_ = kEndless;
-    world_ = FULL;
+    std::string reply = StarvedTest::make(call);
+    leave_unanswered(kEndless, 0);
     return reply;
 }
 
@@ -474,7 +370,7 @@ TEST_F(MemoryTest, EndsWithoutTheStarterOfItsEventRelay)
 {
     memory_->failing_thread = 2;
     enable_log();
-    launch_daemon({"sh", "-c", "exec " BUILD_BIN_DIR "/wexond-starved"});
+    launch();
     EXPECT_EQ(daemon().wait(), 255);
     std::string log = take_log();
     EXPECT_NE(log.find("[WEXOND_ThreadInit.#]: WEXOND_Notify_ThreadInit error\n\n"
