@@ -30,6 +30,9 @@ target_link_libraries(embedded_flags INTERFACE lab_flags)
 target_compile_options(embedded_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti
                                                 -fno-threadsafe-statics> -ffunction-sections -fdata-sections)
 target_link_options(embedded_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+if(WEXOND_FUZZ)
+  target_compile_options(embedded_flags INTERFACE -fsanitize=fuzzer-no-link) # what guides the fuzzers
+endif()
 
 # What runs on the router is hardened: programs that load anywhere, overrun stack buffers and library calls found out when
 # they happen, and no table of function pointers that stays writable.
