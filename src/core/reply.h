@@ -1,8 +1,6 @@
 // Replies and notifications are built in one process-wide buffer, on the bus thread only: started, filled, sent, freed.
-// Additions that find no memory are remembered, and the reply then says so instead of leaving keys out.
-//
-// What sends a reply returns what its handler returns: 0, or, where memory did not suffice for any reply at all, the
-// bus status that says so; a call that ended well without its reply would mislead the caller.
+// Additions that find no memory are remembered, and the reply then says so instead of leaving keys out; that it can say
+// so needs none.
 #pragma once
 
 #include "core/backend.h"
@@ -31,7 +29,7 @@ template <size_t N> void reply_text(const char *name, const char (&field)[N])
 int reply_notify(ubus_object *object, const char *name);
 
 // Sends the message as it is, whatever a status says. What cannot be sent becomes a failure reply.
-int reply_send(ubus_request_data *request);
+void reply_send(ubus_request_data *request);
 
 // "result" ("0" success, "1" failure: it is the failure flag, not a yes) and "failreason". Returns -1 for a null
 // status.

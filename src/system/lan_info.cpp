@@ -274,8 +274,8 @@ int wexond_laninfo_list(ubus_context *context, ubus_object *object, ubus_request
     // The broker carries no answer of an object that is gone: one that its own call withdraws answers to the end first.
     ubus_request_data answered;
     ubus_defer_request(context, request, &answered);
-    int result = wexond_send_for_get(&answered, &call.status);
-    ubus_complete_deferred_request(context, &answered, result);
+    wexond_send_for_get(&answered, &call.status);
+    ubus_complete_deferred_request(context, &answered, UBUS_STATUS_OK);
     entry_remove(&entry_lists.lan_hosts, surplus);
     return 0;
 }

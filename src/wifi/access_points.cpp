@@ -408,7 +408,8 @@ int ap_list(const Band &band, ubus_object *object, ubus_request_data *request, c
     reply_close(array);
     // Deliberate: whatever failed, the array is the whole reply.
     WEXOND_LOG_AS(band.list_name, "success \n\n");
-    return reply_send(request);
+    reply_send(request);
+    return 0;
 }
 
 int ap_stats(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
@@ -425,7 +426,8 @@ int ap_stats(const Band &band, ubus_object *object, ubus_request_data *request, 
             WEXOND_LOG_AS(band.stats_name, "Failed to get ap[%d] status\n", static_cast<uint32_t>(entry->index));
     }
     reply_close(array);
-    return reply_send(request);
+    reply_send(request);
+    return 0;
 }
 
 // --- The entry objects ---

@@ -155,10 +155,10 @@ int radio_channelscore(const Band &band, ubus_object *object, ubus_request_data 
     Answer<ChannelScoreList> answer = ask<ChannelScoreList>(kGetChannelScores, record);
     if (answer.check(band.score_action, &call.status))
         add_scores(band, *answer);
-    int result = wexond_send_for_get(request, &call.status);
+    wexond_send_for_get(request, &call.status);
     // The next call is to see fresh scores.
     wexond_channel_scan(band.index);
-    return result;
+    return 0;
 }
 
 constexpr auto wexond_wifi1_set = handle_with<radio_set, k2g>;

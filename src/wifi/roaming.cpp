@@ -273,7 +273,8 @@ int wexond_wifiroaming_bsstr(ubus_context *, ubus_object *object, ubus_request_d
     reply_start();
     reply_string("result", "0");
     reply_string("statuscode", "0");
-    return reply_send(request);
+    reply_send(request);
+    return 0;
 }
 
 const ubus_method methods[] = {

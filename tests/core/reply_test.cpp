@@ -31,7 +31,7 @@ struct SentNotification {
 };
 
 std::vector<SentReply> sent;
-int reply_result;
+size_t sendable; // longer messages find no memory
 std::vector<SentNotification> notifications;
 int notify_result;
 
@@ -46,8 +46,10 @@ std::string text_of(const blob_attr *message)
 
 extern "C" int ubus_send_reply(ubus_context *context, ubus_request_data *request, blob_attr *message)
 {
+    if (blob_pad_len(message) > sendable)
+        return UBUS_STATUS_NO_MEMORY;
     sent.push_back({context, request, blob_pad_len(message), text_of(message)});
-    return reply_result;
+    return 0;
 }
 
 extern "C" int ubus_notify(ubus_context *context, ubus_object *object, const char *name, blob_attr *message,
@@ -83,7 +85,7 @@ class ReplyTest : public CoreTest
     ReplyTest()
     {
         sent.clear();
-        reply_result = 0;
+        sendable = SIZE_MAX;
         notifications.clear();
         notify_result = 0;
         wexond_context = &context_;
@@ -91,7 +93,7 @@ class ReplyTest : public CoreTest
     ~ReplyTest() override
     {
         // Whatever a test left unsent.
-        wexond_send_for_set(&request_, &kSucceeded);
+        wexond_send_for_get(&request_, &kSucceeded);
         wexond_context = nullptr;
     }
 
@@ -332,32 +334,36 @@ TEST_F(ReplyTest, GetNeverLeavesKeysOut)
     EXPECT_GE(failures, 3) << "the first buffer and its growth";
 }
 
-TEST_F(ReplyTest, WithoutAnyMemoryTheCallFails)
+TEST_F(ReplyTest, AnOutcomeIsToldWithoutAnyMemory)
 {
-    const Status failed = status_of(1, "failed to reboot");
-    FailingMemory memory(0);
+    const std::string reason(127, 'r');
     const uint32_t index = 3;
-    EXPECT_EQ(wexond_send_for_set(&request_, &failed), UBUS_STATUS_NO_MEMORY);
-    EXPECT_EQ(wexond_send_for_get(&request_, &failed), UBUS_STATUS_NO_MEMORY);
-    EXPECT_EQ(send_for_add(&request_, kSucceeded, "wexond_thing_add", &index), UBUS_STATUS_NO_MEMORY);
+    FailingMemory memory(0);
+    EXPECT_EQ(set(kSucceeded), kSuccess);
+    EXPECT_EQ(set(status_of(1, reason.c_str())), failure(reason));
+    EXPECT_EQ(get(status_of(1, reason.c_str())), failure(reason));
+    EXPECT_EQ(send_for_add(&request_, status_of(1, reason.c_str()), "wexond_thing_add", &index), 0);
+    EXPECT_EQ(only_reply(), R"({"result": "1", "idx": 3, "failreason": ")" + reason + R"("})");
     reply_start();
     build_small_table();
-    EXPECT_EQ(wexond_send_for_get(&request_, &kSucceeded), UBUS_STATUS_NO_MEMORY);
+    EXPECT_EQ(get(kSucceeded), failure("out of memory"));
     reply_start();
     build_small_table();
-    EXPECT_EQ(reply_send(&request_), UBUS_STATUS_NO_MEMORY);
+    reply_send(&request_);
+    EXPECT_EQ(only_reply(), failure("out of memory"));
     EXPECT_TRUE(memory.has_failed());
-    EXPECT_TRUE(sent.empty());
 }
 
-TEST_F(ReplyTest, AReplyThatTheBusDoesNotTakeFailsTheCall)
+TEST_F(ReplyTest, ATableThatTheBusFindsNoMemoryForFails)
 {
-    reply_result = UBUS_STATUS_CONNECTION_FAILED;
-    EXPECT_EQ(wexond_send_for_set(&request_, &kSucceeded), UBUS_STATUS_CONNECTION_FAILED);
+    sendable = 256;
     reply_start();
-    EXPECT_EQ(wexond_send_for_get(&request_, &kSucceeded), UBUS_STATUS_CONNECTION_FAILED);
+    build_small_table();
+    EXPECT_EQ(get(kSucceeded), failure("out of memory"));
     reply_start();
-    EXPECT_EQ(reply_send(&request_), UBUS_STATUS_CONNECTION_FAILED);
+    build_small_table();
+    reply_send(&request_);
+    EXPECT_EQ(only_reply(), failure("out of memory"));
 }
 
 TEST_F(ReplyTest, MemoryThatComesBackIsUsedAgain)

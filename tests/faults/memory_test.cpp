@@ -216,7 +216,7 @@ Outcome MemoryTest::run(const Row &row, const Trouble &trouble)
 }
 
 // What a method replies when the service leaves requests of it unanswered is what it is known to say, and all that it
-// may say when its memory runs out, beside the whole truth, a failure and an error of the bus.
+// may say when its memory runs out, beside the whole truth and a failure.
 std::set<std::string> MemoryTest::partial_replies(const Row &row, uint32_t requests, uint32_t most)
 {
     std::set<std::string> replies;
@@ -236,7 +236,7 @@ void MemoryTest::starve(const Row &row, uint32_t most)
     const int64_t blocks = memory_->blocks;
     EXPECT_EQ(whole.reply.substr(0, 2), "{\"") << whole.reply;
     EXPECT_FALSE(is_refusal(whole.reply)) << whole.reply;
-    EXPECT_GE(allocations, 2u) << "an answer of the service and a reply";
+    EXPECT_GE(allocations, 1u) << "an answer of the service, or a table";
     const std::set<std::string> partial = partial_replies(row, static_cast<uint32_t>(whole.requests.size()), most);
     EXPECT_EQ(run(row), whole);
 
@@ -246,11 +246,10 @@ void MemoryTest::starve(const Row &row, uint32_t most)
                          << "allocation " << first << (last == first ? "" : " and all later") << " of " << allocations);
             const Outcome starved = run(row, {.first_allocation = first, .last_allocation = last});
             EXPECT_GE(memory_->failures, 1u);
-            const bool is_error = starved.reply[0] == '(' && starved.reply != "(no reply)";
             if (starved.reply == whole.reply && !partial.contains(starved.reply)) {
                 EXPECT_EQ(starved.requests, whole.requests);
             } else {
-                EXPECT_TRUE(is_refusal(starved.reply) || is_error || partial.contains(starved.reply)) << starved.reply;
+                EXPECT_TRUE(is_refusal(starved.reply) || partial.contains(starved.reply)) << starved.reply;
             }
             for (const Request &request : starved.requests)
                 EXPECT_LE(std::count(starved.requests.begin(), starved.requests.end(), request),
