@@ -32,7 +32,7 @@ std::vector<ubus_object *> objects;
 struct RunningCall {
     const ubus_method *method;
     ubus_request_data *request;
-    Input answers;
+    FuzzInput answers;
     ubus_request_data *deferred; // where the answer was put off: what it will be given by
     unsigned replies;
     unsigned completions;
@@ -40,7 +40,7 @@ struct RunningCall {
     bool sender_failed; // the deferred sender's thread could not be started
 };
 
-RunningCall running = {.answers = Input(nullptr, 0)};
+RunningCall running = {.answers = FuzzInput(nullptr, 0)};
 
 const ubus_method *find_method(const ubus_object &object, const char *name)
 {
@@ -193,7 +193,7 @@ void forget_stations()
     static constexpr uint8_t kZeros[] = {6, 6};
     blob_attr nothing = {cpu_to_be32(sizeof(blob_attr))};
     ubus_object *object = catalogue_object("wexond.laninfo");
-    daemon_call(*object, *find_method(*object, "list"), &nothing, Input(kZeros, sizeof(kZeros)));
+    daemon_call(*object, *find_method(*object, "list"), &nothing, FuzzInput(kZeros, sizeof(kZeros)));
 }
 
 } // namespace
@@ -315,7 +315,7 @@ void daemon_begin()
         ubus_add_object(wexond_context, object);
 }
 
-void daemon_begin_by_start(Input answers)
+void daemon_begin_by_start(FuzzInput answers)
 {
     wexond_context = &context;
     wexond_bus_lost(wexond_context); // the start ends where the event loop would run
@@ -357,7 +357,7 @@ const std::vector<ubus_object *> &daemon_objects()
     return objects;
 }
 
-void daemon_call(ubus_object &object, const ubus_method &method, blob_attr *message, Input answers)
+void daemon_call(ubus_object &object, const ubus_method &method, blob_attr *message, FuzzInput answers)
 {
     ubus_request_data request = {.object = object.id, .peer = 1, .seq = 1, .fd = -1, .req_fd = -1};
     running = {.method = &method, .request = &request, .answers = answers};
