@@ -3,14 +3,15 @@
 //
 // The input is a sequence of steps: a byte (its lowest two bits choose the client, the others modulo 8 what it does),
 // and what that needs:
-//     0, 1, 2  sends a message: type, peer (an id), number of attributes, each with its number and value (see
-//              add_attribute); then how many bytes of what it has to send leave at once, 255 for all
+//     0, 1, 2  sends a message: type, peer (an id), attributes (see bus_message.h for both); then how many bytes of
+//     what
+//              it has to send leave at once, 255 for all
 //     3        sends these bytes (16-bit length)
 //     4        reads no more, or reads on
 //     5        ends what it sends
 //     6        leaves
 //     7        sends what it has to send
-// Who has not come yet comes first. An id is a byte: 0 none, 255 the broker's own object, n the nth that was given.
+// Who has not come yet comes first.
 
 #include <map>
 #include <string>
@@ -23,7 +24,7 @@
 #include "bus/ubusd/loop.h"
 #include "bus/ubusd/names.h"
 #include "bus/ubusd/objects.h"
-#include "fuzz/input.h"
+#include "fuzz/bus_message.h"
 
 namespace
 {
@@ -31,8 +32,6 @@ namespace
 constexpr int kSmallBuffer = 4096; // of the broker's sockets, so that readers fall behind
 constexpr int kMostTurns = 10000;
 constexpr size_t kMostSteps = 64;
-
-using Bytes = std::basic_string<uint8_t>;
 
 struct Participant {
     int fd = -1; // its end
@@ -195,105 +194,23 @@ void send_some(Participant &participant, size_t length)
 
 // --- What clients send ---
 
-uint32_t take_id(FuzzInput &input)
-{
-    uint8_t choice = input.u8();
-    if (choice == 255)
-        return UBUS_SYSTEM_OBJECT_EVENT;
-    return choice == 0 ? 0 : UBUS_SYSTEM_OBJECT_MAX + choice - 1;
-}
-
-// Data that the broker itself reads, or any.
-void put_data(blob_buf *message, FuzzInput &input)
-{
-    blob_buf data = {};
-    blob_buf_init(&data, 0);
-    switch (input.u8() % 4) {
-    case 0: {
-        std::span<const uint8_t> bytes = input.short_bytes();
-        blob_put(message, UBUS_ATTR_DATA, bytes.data(), static_cast<unsigned>(bytes.size()));
-        break;
-    }
-    case 1:
-        blobmsg_add_u32(&data, "object", take_id(input));
-        blobmsg_add_string(&data, "pattern", input.text().c_str());
-        break;
-    case 2:
-        blobmsg_add_string(&data, "id", input.text().c_str());
-        blobmsg_close_table(&data, blobmsg_open_table(&data, "data"));
-        break;
-    case 3: {
-        Bytes filler(input.u8() * 256, 'x');
-        blob_put(message, UBUS_ATTR_DATA, filler.data(), static_cast<unsigned>(filler.size()));
-        break;
-    }
-    }
-    if (blob_len(data.head) > 0)
-        blob_put(message, UBUS_ATTR_DATA, blob_data(data.head), static_cast<unsigned>(blob_len(data.head)));
-    blob_buf_free(&data);
-}
-
-// A value of the attribute's type; from 128 on, of any: bytes.
-void add_attribute(blob_buf *message, FuzzInput &input)
-{
-    uint8_t choice = input.u8();
-    int id = choice % UBUS_ATTR_MAX;
-    if (choice >= 128) {
-        std::span<const uint8_t> bytes = input.short_bytes();
-        blob_put(message, choice % 32, bytes.data(), static_cast<unsigned>(bytes.size()));
-        return;
-    }
-    switch (id) {
-    case UBUS_ATTR_OBJID:
-    case UBUS_ATTR_OBJTYPE:
-    case UBUS_ATTR_TARGET:
-        blob_put_u32(message, id, take_id(input));
-        break;
-    case UBUS_ATTR_STATUS:
-        blob_put_u32(message, id, input.u8());
-        break;
-    case UBUS_ATTR_ACTIVE:
-    case UBUS_ATTR_NO_REPLY:
-        blob_put_u8(message, id, input.u8());
-        break;
-    case UBUS_ATTR_DATA:
-        put_data(message, input);
-        break;
-    case UBUS_ATTR_SIGNATURE:
-    case UBUS_ATTR_SUBSCRIBERS: {
-        std::span<const uint8_t> bytes = input.short_bytes();
-        blob_put(message, id, bytes.data(), static_cast<unsigned>(bytes.size()));
-        break;
-    }
-    default:
-        blob_put_string(message, id, input.text().c_str());
-    }
-}
-
 bool has_status(uint8_t type)
 {
     return type != UBUS_MSG_STATUS && type != UBUS_MSG_DATA && type != UBUS_MSG_INVOKE && type != UBUS_MSG_NOTIFY;
 }
 
-void queue_message(Participant &participant, uint8_t type, uint32_t peer, const blob_attr *body)
+void queue_message(Participant &participant, uint8_t type, uint32_t peer, const BusMessage &body)
 {
-    ubus_msghdr header = {.version = 0, .type = type, .seq = cpu_to_be16(++last_seq), .peer = cpu_to_be32(peer)};
     if (has_status(type) && peer == 0)
-        participant.statuses[last_seq] = 0;
-    participant.to_send.append(reinterpret_cast<uint8_t *>(&header), sizeof(header));
-    participant.to_send.append(reinterpret_cast<const uint8_t *>(body), blob_raw_len(body));
+        participant.statuses[last_seq + 1] = 0;
+    participant.to_send += frame(type, ++last_seq, peer, body);
 }
 
 void send_message(Participant &participant, FuzzInput &input)
 {
-    blob_buf message = {};
-    blob_buf_init(&message, 0);
     uint8_t type = input.u8() % (UBUS_MSG_MONITOR + 2);
     uint32_t peer = take_id(input);
-    for (size_t count = input.choice(8); count > 0; count--)
-        add_attribute(&message, input);
-    queue_message(participant, type, peer, message.head);
-    blob_buf_free(&message);
+    queue_message(participant, type, peer, BusMessage(input));
     uint8_t length = input.u8();
     send_some(participant, length == 255 ? SIZE_MAX : length);
 }
@@ -344,10 +261,7 @@ void require_answers(Participant &participant)
 {
     if (participant.fd < 0 || !participant.orderly)
         return;
-    blob_buf nothing = {};
-    blob_buf_init(&nothing, 0);
-    queue_message(participant, UBUS_MSG_PING, 0, nothing.head);
-    blob_buf_free(&nothing);
+    queue_message(participant, UBUS_MSG_PING, 0, BusMessage());
     while (!participant.to_send.empty())
         send_some(participant, SIZE_MAX);
     for (const auto &[seq, count] : participant.statuses)
