@@ -138,19 +138,14 @@ bool is_taken(const char *name)
 
 // --- What comes in ---
 
-enum Rest { ZEROS, ONES, AGAIN };
-
-// The bytes of the input, then what the rest is: often a whole list of entries out of one.
-void fill(uint8_t *record, size_t length, std::span<const uint8_t> bytes, size_t entries, Rest rest)
+// The bytes of the input, then again and again those of them that come after the first `once`.
+void repeat(std::span<uint8_t> record, std::span<const uint8_t> bytes, size_t once)
 {
-    for (size_t i = 0; i < length; i++) {
-        if (i < bytes.size())
-            record[i] = bytes[i];
-        else if (rest == AGAIN && entries < bytes.size())
-            record[i] = bytes[entries + (i - entries) % (bytes.size() - entries)];
-        else
-            record[i] = rest == ONES ? 0xFF : 0;
-    }
+    size_t filled = std::min(record.size(), bytes.size());
+    std::copy_n(bytes.begin(), filled, record.begin());
+    size_t period = filled > once ? filled - once : 0;
+    for (; period > 0 && filled < record.size(); filled += period)
+        std::copy_n(record.begin() + once, std::min(period, record.size() - filled), record.begin() + filled);
 }
 
 // A piece of memory of exactly the length that the daemon may read.
@@ -161,15 +156,17 @@ void *make_answer(size_t length)
     if (kind == NONE)
         return nullptr;
     auto *answer = static_cast<uint8_t *>(malloc(length));
+    bool ones = kind == ONES_AFTER || kind == ALL_ONES;
+    memset(answer, ones ? 0xFF : 0, length);
     le32 code = kind == REFUSAL ? running.answers.u8() : ORV_RET_OK;
     memcpy(answer, &code, sizeof(code));
-    std::span<const uint8_t> record;
-    if (kind != ALL_ONES && kind != ALL_ZEROS)
-        record = running.answers.short_bytes();
-    Rest rest = kind == RECORD_AGAIN || kind == ENTRIES_AGAIN ? AGAIN
-                : kind == ONES_AFTER || kind == ALL_ONES      ? ONES
-                                                              : ZEROS;
-    fill(answer + sizeof(code), length - sizeof(code), record, kind == ENTRIES_AGAIN ? sizeof(le32) : 0, rest);
+    std::span<uint8_t> record(answer + sizeof(code), length - sizeof(code));
+    if (kind == RECORD_AGAIN || kind == ENTRIES_AGAIN) {
+        repeat(record, running.answers.short_bytes(), kind == ENTRIES_AGAIN ? sizeof(le32) : 0);
+    } else if (kind != ALL_ONES && kind != ALL_ZEROS) {
+        std::span<const uint8_t> bytes = running.answers.short_bytes();
+        std::copy_n(bytes.begin(), std::min(bytes.size(), record.size()), record.begin());
+    }
     return answer;
 }
 
