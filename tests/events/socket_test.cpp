@@ -88,7 +88,7 @@ class EventSocketStartTest : public DaemonTest
 
 TEST_F(EventSocketStartTest, BelongsToItsOwnerAlone)
 {
-    launch_daemon({"sh", "-c", R"(umask 0; exec "$0")"});
+    launch_daemon({"sh", "-c", R"(umask 0; exec "$0" "$@")"});
     wait_until_listening(event_socket());
     struct stat status;
     ASSERT_EQ(stat(event_socket().c_str(), &status), 0);

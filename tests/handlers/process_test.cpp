@@ -200,7 +200,7 @@ TEST_F(ProcessTest, WorksWithoutAnEventSocket)
 
 TEST_F(ProcessTest, TakesNoArguments)
 {
-    launch_daemon({"sh", "-c", R"(exec "$0" --help -x 1)"});
+    launch_daemon({"sh", "-c", R"(exec "$0" "$@" --help -x 1)"});
     wait_until_up();
     answer_led();
     EXPECT_EQ(get_led(), kOn);
@@ -209,7 +209,7 @@ TEST_F(ProcessTest, TakesNoArguments)
 
 TEST_F(ProcessTest, WorksWithItsStandardDescriptorsClosed)
 {
-    launch_daemon({"sh", "-c", R"(exec "$0" <&- >&- 2>&-)"});
+    launch_daemon({"sh", "-c", R"(exec "$0" "$@" <&- >&- 2>&-)"});
     wait_until_up();
     answer_led();
     EXPECT_EQ(get_led(), kOn);
@@ -224,7 +224,7 @@ TEST_F(ProcessTest, CollectsEveryChild)
 #endif
     std::string gate = folder() / "gate";
     ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
-    launch_daemon({"sh", "-c", "for child in 1 2 3 4 5; do read line <'" + gate + R"(' & done; exec "$0")"});
+    launch_daemon({"sh", "-c", "for child in 1 2 3 4 5; do read line <'" + gate + R"(' & done; exec "$0" "$@")"});
     wait_until_up();
     auto wait_for_children = [this](size_t count, char state) {
         auto deadline = std::chrono::steady_clock::now() + kPatience;
@@ -250,7 +250,7 @@ TEST_F(ProcessTest, FailsWithoutItsBusThread)
     GTEST_SKIP() << "ThreadSanitizer finds no place for its own memory beside such stacks";
 #endif
     enable_log();
-    launch_daemon({"sh", "-c", R"(ulimit -s 100000000000 && exec "$0")"});
+    launch_daemon({"sh", "-c", R"(ulimit -s 100000000000 && exec "$0" "$@")"});
     EXPECT_EQ(daemon().wait(), 255);
     EXPECT_EQ(take_log(), "[WEXOND_ThreadInit.#]: Create gpWEXOND_pthread error!\n\n"
                           "[main.#]: WEXOND_ThreadInit error\n\n");

@@ -57,7 +57,7 @@ class DaemonTest : public testing::Test
     DaemonTest();
     void TearDown() override;
 
-    // Starts the daemon; a `wrapper` goes before it on the command line (`sh -c ...`, say).
+    // Starts the daemon; a `wrapper` goes before it on the command line (`sh -c 'exec "$0" "$@"'`, say).
     void launch_daemon(std::vector<std::string> wrapper = {});
     // Waits until it takes method calls.
     void wait_until_up();
