@@ -14,7 +14,7 @@ mips) compiler=mips-linux-gnu ;;
 *) sed -n '2,4s/^# \{0,1\}//p' "$0" && exit 2 ;;
 esac
 shift
-foreign=$PWD/build/foreign/$processor
+foreign=$PWD/build/$processor/foreign
 root=$foreign/root
 mkdir -p "$root"
 

@@ -128,6 +128,7 @@ TEST_F(EventSocketStartTest, WithoutItOnlyNotificationsAreLost)
 // The first daemon lives on a bus and with a service of its own; the one under test finds its socket taken.
 TEST_F(EventSocketStartTest, LeavesItToADaemonThatAnswersOnIt)
 {
+    NEEDS_BUS_TOOL();
     TemporaryFolder folder;
     Bus bus(folder / "ubus.sock");
     ScriptedService service(folder / "orvc.sock");

@@ -53,6 +53,7 @@ void work_on_true_paths()
 
 TEST(ShippedDaemonTest, WorksOnItsTruePaths)
 {
+    NEEDS_BUS_TOOL();
     if (getenv(kInside))
         return work_on_true_paths();
     Process permission({"unshare", "-rm", "true"});
