@@ -35,18 +35,13 @@ Microseconds median(std::vector<Microseconds> samples)
     return *middle;
 }
 
-std::vector<Microseconds> medians_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
-                                          int calls_per_round)
+void sample_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
+                    std::vector<std::vector<Microseconds>> &samples)
 {
-    std::vector<std::vector<Microseconds>> samples(actions.size());
+    samples.resize(actions.size());
     for (int round = 0; round < rounds; round++)
         for (size_t i = 0; i < actions.size(); i++)
-            for (int call = 0; call < calls_per_round; call++)
-                samples[i].push_back(time_of(actions[i]));
-    std::vector<Microseconds> medians;
-    for (const auto &of_action : samples)
-        medians.push_back(median(of_action));
-    return medians;
+            samples[i].push_back(time_of(actions[i]));
 }
 
 static void give_up(const char *what)

@@ -22,10 +22,11 @@ void pin_to_one_processor();
 Microseconds time_of(const std::function<void()> &action);
 Microseconds median(std::vector<Microseconds> samples);
 
-// Medians of several actions, run in turn in many short rounds: what disturbs the machine for a while disturbs all
-// alike.
-std::vector<Microseconds> medians_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
-                                          int calls_per_round);
+// Times several actions in turn, call by call, and adds a sample to each one's in every round. What disturbs the
+// machine for a while disturbs all alike, and each call finds the caches as the others leave them: an action that is
+// repeated without pause would find its own and seem cheaper than it is as a part of something larger.
+void sample_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
+                    std::vector<std::vector<Microseconds>> &samples);
 
 // A broker and the lab's service in a folder of their own, and a client of the bus.
 class Lab

@@ -30,6 +30,20 @@ target_link_libraries(embedded_flags INTERFACE lab_flags)
 target_compile_options(embedded_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti
                                                 -fno-threadsafe-statics> -ffunction-sections -fdata-sections)
 target_link_options(embedded_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+if(WEXOND_FUZZ)
+  target_compile_options(embedded_flags INTERFACE -fsanitize=fuzzer-no-link) # what guides the fuzzers
+endif()
+
+# What runs on the router is hardened: programs that load anywhere, overrun stack buffers and library calls found out when
+# they happen, and no table of function pointers that stays writable.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C)
+target_compile_options(embedded_flags INTERFACE -fstack-protector-strong)
+target_link_options(embedded_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+if(NOT WEXOND_SANITIZE) # sanitizers intercept the plain functions, not the checking ones
+  # A distribution's compiler may define another level by itself.
+  target_compile_options(embedded_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
 
 # What runs on the router is C++ without the C++ run-time library: linked by the C driver.
 function(link_without_cxx_runtime target)

@@ -1,0 +1,376 @@
+#include "fuzz/daemon.h"
+
+#include <cstdarg>
+
+#include <domainsocket.h>
+
+#include "core/backend.h"
+#include "core/catalogue.h"
+#include "core/entry.h"
+#include "core/log.h"
+#include "core/paths.h"
+#include "core/startup.h"
+#include "core/threads.h"
+
+namespace
+{
+
+constexpr Paths kPaths = {.service = "/service"};
+
+constexpr size_t kMessageLimit = UBUS_MAX_MSGLEN;
+constexpr unsigned kMostRequests = 2000; // one for each station of the longest list, and a few more
+
+bool logging;
+unsigned refused_objects;
+unsigned notifications;
+uint32_t refused_notifications; // a bit for each
+uint32_t next_id;
+ubus_context context;
+std::vector<ubus_object *> objects;
+
+// The call that is being handled.
+struct RunningCall {
+    const ubus_method *method;
+    ubus_request_data *request;
+    Input answers;
+    ubus_request_data *deferred; // where the answer was put off: what it will be given by
+    unsigned replies;
+    unsigned completions;
+    unsigned requests;
+    bool sender_failed; // the deferred sender's thread could not be started
+};
+
+RunningCall running = {.answers = Input(nullptr, 0)};
+
+const ubus_method *find_method(const ubus_object &object, const char *name)
+{
+    for (int i = 0; i < object.n_methods; i++)
+        if (strcmp(object.methods[i].name, name) == 0)
+            return &object.methods[i];
+    return nullptr;
+}
+
+bool is_running(const char *object, const char *method)
+{
+    return running.method->handler == find_method(*catalogue_object(object), method)->handler;
+}
+
+// Deliberate silence: a rule that the URL filter does not know.
+bool may_be_silent()
+{
+    return is_running("wexond.filter.url", "get");
+}
+
+// Deliberate: after some failures a table is never closed, and nobody can read the reply.
+bool may_be_unreadable()
+{
+    return is_running("wexond.devinfo", "get");
+}
+
+// --- What leaves the daemon ---
+
+void check_values(const blob_attr *container, bool array);
+
+void check_value(const blob_attr *value, bool array)
+{
+    REQUIRE(blobmsg_check_attr(value, !array));
+    REQUIRE((blobmsg_name(value)[0] == '\0') == array);
+    switch (blobmsg_type(value)) {
+    case BLOBMSG_TYPE_STRING:
+        return REQUIRE(strlen(blobmsg_get_string(value)) + 1 == blobmsg_data_len(value));
+    case BLOBMSG_TYPE_ARRAY:
+        return check_values(value, true);
+    case BLOBMSG_TYPE_TABLE:
+        return check_values(value, false);
+    case BLOBMSG_TYPE_INT32:
+    case BLOBMSG_TYPE_INT64:
+        return;
+    default:
+        REQUIRE(!"a type that the daemon uses");
+    }
+}
+
+void check_values(const blob_attr *container, bool array)
+{
+    const blob_attr *value;
+    size_t rem;
+    blobmsg_for_each_attr (value, container, rem)
+        check_value(value, array);
+    REQUIRE(rem == 0);
+}
+
+void check_message(const blob_attr *message)
+{
+    REQUIRE(blob_pad_len(message) < kMessageLimit);
+    if (blob_is_extended(message) && may_be_unreadable())
+        return;
+    REQUIRE(!blob_is_extended(message));
+    check_values(message, false);
+}
+
+std::string text_of(const blob_attr *value)
+{
+    REQUIRE(blobmsg_type(value) == BLOBMSG_TYPE_STRING);
+    return blobmsg_get_string(value);
+}
+
+// A failure has a reason and a success has none.
+void check_outcome(const blob_attr *message)
+{
+    static const blobmsg_policy policy[] = {{"result", BLOBMSG_TYPE_UNSPEC}, {"failreason", BLOBMSG_TYPE_UNSPEC}};
+    blob_attr *table[2];
+    blobmsg_parse(policy, 2, table, blob_data(message), static_cast<unsigned>(blob_len(message)));
+    std::string result = table[0] ? text_of(table[0]) : "0", reason = table[1] ? text_of(table[1]) : "";
+    REQUIRE(result == (reason.empty() ? "0" : "1"));
+    REQUIRE(reason.size() < sizeof(Status::reason));
+}
+
+bool is_on_bus(const ubus_object *object)
+{
+    return std::find(objects.begin(), objects.end(), object) != objects.end();
+}
+
+bool is_taken(const char *name)
+{
+    return std::any_of(objects.begin(), objects.end(),
+                       [name](const ubus_object *object) { return strcmp(object->name, name) == 0; });
+}
+
+// --- What comes in ---
+
+enum Rest { ZEROS, ONES, AGAIN };
+
+// The bytes of the input, then what the rest is: often a whole list of entries out of one.
+void fill(uint8_t *record, size_t length, std::span<const uint8_t> bytes, size_t entries, Rest rest)
+{
+    for (size_t i = 0; i < length; i++) {
+        if (i < bytes.size())
+            record[i] = bytes[i];
+        else if (rest == AGAIN && entries < bytes.size())
+            record[i] = bytes[entries + (i - entries) % (bytes.size() - entries)];
+        else
+            record[i] = rest == ONES ? 0xFF : 0;
+    }
+}
+
+// A piece of memory of exactly the length that the daemon may read.
+void *make_answer(size_t length)
+{
+    enum Kind { NONE, ZEROS_AFTER, ONES_AFTER, RECORD_AGAIN, ENTRIES_AGAIN, ALL_ONES, ALL_ZEROS, REFUSAL };
+    auto kind = static_cast<Kind>(running.answers.choice(8));
+    if (kind == NONE)
+        return nullptr;
+    auto *answer = static_cast<uint8_t *>(malloc(length));
+    le32 code = kind == REFUSAL ? running.answers.u8() : ORV_RET_OK;
+    memcpy(answer, &code, sizeof(code));
+    std::span<const uint8_t> record;
+    if (kind != ALL_ONES && kind != ALL_ZEROS)
+        record = running.answers.short_bytes();
+    Rest rest = kind == RECORD_AGAIN || kind == ENTRIES_AGAIN ? AGAIN
+                : kind == ONES_AFTER || kind == ALL_ONES      ? ONES
+                                                              : ZEROS;
+    fill(answer + sizeof(code), length - sizeof(code), record, kind == ENTRIES_AGAIN ? sizeof(le32) : 0, rest);
+    return answer;
+}
+
+void free_displaced(ubus_object *object)
+{
+    Entry *entry = container_of(object, Entry, object);
+    free(const_cast<char *>(object->name));
+    free(entry);
+}
+
+void clear(vlist_tree &list)
+{
+    Entry *entry, *next;
+    vlist_for_each_element_safe (&list, entry, node, next)
+        entry_remove(&list, entry);
+}
+
+// With a service that has no stations the table of their addresses is empty too.
+void forget_stations()
+{
+    static constexpr uint8_t kZeros[] = {6, 6};
+    blob_attr nothing = {cpu_to_be32(sizeof(blob_attr))};
+    ubus_object *object = catalogue_object("wexond.laninfo");
+    daemon_call(*object, *find_method(*object, "list"), &nothing, Input(kZeros, sizeof(kZeros)));
+}
+
+} // namespace
+
+// --- In place of the bus library ---
+
+extern "C" int ubus_add_object(ubus_context *, ubus_object *object)
+{
+    REQUIRE(!is_on_bus(object) && object->type && object->n_methods > 0);
+    object->id = 0;
+    if (refused_objects > 0) {
+        refused_objects--;
+        return UBUS_STATUS_NO_MEMORY;
+    }
+    if (is_taken(object->name))
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    object->id = ++next_id;
+    objects.push_back(object);
+    return UBUS_STATUS_OK;
+}
+
+extern "C" int ubus_remove_object(ubus_context *, ubus_object *object)
+{
+    REQUIRE(is_on_bus(object));
+    std::erase(objects, object);
+    object->id = 0;
+    return UBUS_STATUS_OK;
+}
+
+extern "C" int ubus_send_reply(ubus_context *, ubus_request_data *request, blob_attr *message)
+{
+    REQUIRE(request == (running.deferred ? running.deferred : running.request));
+    REQUIRE(running.completions == 0);
+    REQUIRE(++running.replies == 1);
+    check_message(message);
+    if (!blob_is_extended(message))
+        check_outcome(message);
+    return UBUS_STATUS_OK;
+}
+
+extern "C" void ubus_defer_request(ubus_context *, ubus_request_data *request, ubus_request_data *deferred)
+{
+    REQUIRE(request == running.request && running.replies == 0);
+    *deferred = *request;
+    request->deferred = true;
+    running.deferred = deferred;
+}
+
+extern "C" void ubus_complete_deferred_request(ubus_context *, ubus_request_data *request, int)
+{
+    REQUIRE(request == running.deferred);
+    REQUIRE(++running.completions == 1);
+}
+
+extern "C" int ubus_notify(ubus_context *, ubus_object *object, const char *name, blob_attr *message, int timeout)
+{
+    REQUIRE(is_on_bus(object) && name[0] != '\0' && timeout < 0);
+    check_message(message);
+    bool refused = refused_notifications >> notifications++ % 32 & 1;
+    return refused ? UBUS_STATUS_CONNECTION_FAILED : UBUS_STATUS_OK;
+}
+
+// --- In place of the messaging library ---
+
+extern "C" void *SOCKET_SendMsgByType(const char *path, uint32_t type, uint32_t flag, const void *payload,
+                                      uint32_t length, uint32_t expected)
+{
+    REQUIRE(path == kPaths.service && type < 300 && flag <= 1);
+    REQUIRE(length <= SOCKET_LENGTH_LIMIT && expected <= SOCKET_LENGTH_LIMIT);
+    REQUIRE((payload != nullptr) == (length != 0));
+    REQUIRE(++running.requests <= kMostRequests);
+    ExactCopy sent({static_cast<const uint8_t *>(payload), length}); // reads all of it
+    return make_answer(std::max<size_t>(expected, sizeof(uint32_t)));
+}
+
+// --- In place of parts of the daemon: where it is, its log, its pauses and threads ---
+
+const Paths &wexond_paths()
+{
+    return kPaths;
+}
+
+bool wexond_log_enabled()
+{
+    return logging;
+}
+
+void wexond_log_line(const char *format, ...)
+{
+    char line[4096];
+    va_list arguments;
+    va_start(arguments, format);
+    REQUIRE(vsnprintf(line, sizeof(line), format, arguments) >= 0);
+    va_end(arguments);
+}
+
+void wexond_pause(int seconds)
+{
+    REQUIRE(seconds > 0);
+}
+
+int WEXOND_Apbasic_ThreadInit(const ApBasicRecord &basic, const char *)
+{
+    if (running.answers.u8() == 0) {
+        running.sender_failed = true;
+        return 1;
+    }
+    free(wexond_send_msg(kSetApBasic, kRequestFlag, &basic, sizeof(basic), sizeof(ReturnCode)));
+    return 0;
+}
+
+// --- For the fuzzers ---
+
+void daemon_begin()
+{
+    wexond_context = &context;
+    entry_lists_init();
+    for (ubus_object *object : catalogue_objects())
+        ubus_add_object(wexond_context, object);
+}
+
+void daemon_begin_by_start(Input answers)
+{
+    wexond_context = &context;
+    wexond_bus_lost(wexond_context); // the start ends where the event loop would run
+    running = {.answers = answers};
+    REQUIRE(wexond_main() == 0);
+    uloop_done();
+}
+
+void daemon_end()
+{
+    refused_objects = 0;
+    daemon_drain(0);
+    forget_stations();
+    for (vlist_tree *list :
+         {&entry_lists.wifi_aps[0], &entry_lists.wifi_aps[1], &entry_lists.wifi_timers, &entry_lists.classifications,
+          &entry_lists.lan_hosts, &entry_lists.url_filters, &entry_lists.dns_filters})
+        clear(*list);
+    // What is left beside the static objects was put out of its list, and the daemon keeps it for good.
+    for (size_t i = catalogue_objects().size(); i < objects.size(); i++)
+        free_displaced(objects[i]);
+    objects.clear();
+    next_id = 0;
+    wexond_factory_flag = 0;
+    logging = false;
+}
+
+void daemon_log(bool on)
+{
+    logging = on;
+}
+
+void daemon_refuse_objects(unsigned count)
+{
+    refused_objects = count;
+}
+
+const std::vector<ubus_object *> &daemon_objects()
+{
+    return objects;
+}
+
+void daemon_call(ubus_object &object, const ubus_method &method, blob_attr *message, Input answers)
+{
+    ubus_request_data request = {.object = object.id, .peer = 1, .seq = 1, .fd = -1, .req_fd = -1};
+    running = {.method = &method, .request = &request, .answers = answers};
+    int result = method.handler(wexond_context, &object, &request, method.name, message);
+    REQUIRE(result == 0 || running.sender_failed);
+    REQUIRE(running.replies == 1 || running.sender_failed || may_be_silent());
+    REQUIRE(running.completions == (request.deferred ? 1 : 0));
+}
+
+unsigned daemon_drain(uint32_t refused)
+{
+    notifications = 0;
+    refused_notifications = refused;
+    REQUIRE(WEXOND_Event_NotifyDeal() == 0);
+    return notifications;
+}

@@ -1,0 +1,255 @@
+// Every method of every object, with any arguments and any answers of the service.
+//
+// The input is a sequence of steps after a byte of switches (1 log lines, 2 begin with the daemon's start, 4 factory
+// settings; for 2 answers follow). A step is a byte (what to do, modulo 16) and what it needs:
+//     0 to 11  a call: object, method, arguments, answers
+//     12       an entry: list, index
+//     13       so many objects are refused from now on
+//     14       a scan of the channels of a band
+//     15       an event: its type, its record; then all are sent
+// An object below 128 is a static one, from 128 on an entry's. Arguments begin with a byte: 255 a message of these
+// bytes (16-bit length), 254 none; otherwise one selector for each argument of the method: modulo 4, 0 absent, 1 a
+// value, 2 a value of another type, 3 two values. Answers (see daemon.h) begin with their length in 16 bits.
+
+#include <iterator>
+#include <set>
+
+#include "core/catalogue.h"
+#include "core/entry.h"
+#include "core/startup.h"
+#include "events/event_table.h"
+#include "fuzz/daemon.h"
+
+namespace
+{
+
+constexpr size_t kMostSteps = 32;
+
+// --- Arguments ---
+
+void add_text(blob_buf *message, const char *name, Input &input)
+{
+    blobmsg_add_string(message, name, input.text().c_str());
+}
+
+void add_table(blob_buf *message, Input &input)
+{
+    void *table = blobmsg_open_table(message, nullptr);
+    for (size_t members = input.choice(4); members > 0; members--) {
+        std::string name = input.text();
+        if (input.u8() % 2 == 0)
+            add_text(message, name.c_str(), input);
+        else
+            blobmsg_add_u32(message, name.c_str(), input.u32());
+    }
+    blobmsg_close_table(message, table);
+}
+
+// An element of an array: a text, a number, a table; now and then one that is cut short or of any type.
+void add_element(blob_buf *message, uint8_t kind, Input &input)
+{
+    enum { TEXT, TEXT_TOO, SMALL_NUMBER, NUMBER, TABLE, TABLE_TOO, TYPED_BYTES, BYTES };
+    kind %= 8;
+    if (kind == TEXT || kind == TEXT_TOO) {
+        add_text(message, nullptr, input);
+    } else if (kind == SMALL_NUMBER || kind == NUMBER) {
+        blobmsg_add_u32(message, nullptr, kind == NUMBER ? input.u32() : input.u8());
+    } else if (kind == TABLE || kind == TABLE_TOO) {
+        add_table(message, input);
+    } else {
+        int type = static_cast<int>(input.choice(BLOBMSG_TYPE_LAST + 1));
+        std::span<const uint8_t> bytes = input.short_bytes();
+        auto length = static_cast<unsigned>(bytes.size());
+        if (kind == TYPED_BYTES)
+            blobmsg_add_field(message, type, nullptr, bytes.data(), length);
+        else
+            blob_put(message, type, bytes.data(), length);
+    }
+}
+
+// Groups of equal elements.
+void add_array(blob_buf *message, const char *name, Input &input)
+{
+    void *array = blobmsg_open_array(message, name);
+    for (size_t groups = input.choice(8); groups > 0; groups--) {
+        uint8_t kind = input.u8();
+        size_t repetitions = kind >= 128 ? input.u8() : 1;
+        Input first = input;
+        add_element(message, kind, input);
+        for (size_t i = 1; i < repetitions; i++) {
+            Input again = first;
+            add_element(message, kind, again);
+        }
+    }
+    blobmsg_close_array(message, array);
+}
+
+void add_value(blob_buf *message, const blobmsg_policy &argument, Input &input)
+{
+    switch (argument.type) {
+    case BLOBMSG_TYPE_STRING:
+        return add_text(message, argument.name, input);
+    case BLOBMSG_TYPE_ARRAY:
+        return add_array(message, argument.name, input);
+    case BLOBMSG_TYPE_INT32:
+        blobmsg_add_u32(message, argument.name, input.u32());
+        return;
+    default:
+        REQUIRE(!"a type that policies use");
+    }
+}
+
+void add_argument(blob_buf *message, const blobmsg_policy &argument, Input &input)
+{
+    blobmsg_policy other = {argument.name,
+                            argument.type == BLOBMSG_TYPE_INT32 ? BLOBMSG_TYPE_STRING : BLOBMSG_TYPE_INT32};
+    uint8_t selector = input.u8() % 4;
+    if (selector != 0)
+        add_value(message, selector == 2 ? other : argument, input);
+    if (selector == 3)
+        add_value(message, argument, input);
+}
+
+// The message as it stands in the received one: an attribute, of whatever content.
+ExactCopy make_message(const ubus_method &method, Input &input)
+{
+    blob_buf buf = {};
+    blob_buf_init(&buf, UBUS_ATTR_DATA);
+    const blob_attr *message = buf.head;
+    uint8_t form = input.u8();
+    if (form == 255) {
+        std::span<const uint8_t> bytes = input.bytes(input.u16());
+        message = blob_put(&buf, UBUS_ATTR_DATA, bytes.data(), static_cast<unsigned>(bytes.size()));
+    } else if (form != 254) {
+        for (int i = 0; i < method.n_policy; i++)
+            add_argument(&buf, method.policy[i], input);
+        message = buf.head;
+    }
+    ExactCopy copy({reinterpret_cast<const uint8_t *>(message), blob_raw_len(message)});
+    blob_buf_free(&buf);
+    return copy;
+}
+
+// --- Steps ---
+
+// Which methods were called, by object type: an entry's are its type's.
+std::set<std::pair<const ubus_object_type *, const ubus_method *>> reached;
+
+ubus_object *choose_object(uint8_t choice)
+{
+    const std::vector<ubus_object *> &objects = daemon_objects();
+    size_t fixed = std::min(catalogue_objects().size(), objects.size());
+    size_t first = choice < 128 ? 0 : fixed;
+    size_t count = choice < 128 ? fixed : objects.size() - fixed;
+    return count > 0 ? objects[first + choice % 128 % count] : nullptr;
+}
+
+Input take_answers(Input &input)
+{
+    std::span<const uint8_t> bytes = input.bytes(input.u16());
+    return {bytes.data(), bytes.size()};
+}
+
+void call(Input &input)
+{
+    ubus_object *object = choose_object(input.u8());
+    uint8_t choice = input.u8();
+    if (!object)
+        return;
+    const ubus_method &method = object->methods[choice % object->n_methods];
+    reached.emplace(object->type, &method);
+    ExactCopy message = make_message(method, input);
+    daemon_call(*object, method, reinterpret_cast<blob_attr *>(message.data()), take_answers(input));
+}
+
+void add_entry(Input &input)
+{
+    vlist_tree *lists[] = {&entry_lists.wifi_aps[0], &entry_lists.wifi_aps[1], &entry_lists.wifi_timers,
+                           &entry_lists.url_filters, &entry_lists.dns_filters, &entry_lists.lan_hosts};
+    size_t list = input.choice(std::size(lists));
+    entry_add(lists[list], input.u16(), list < 2 ? static_cast<uint32_t>(list + 1) : 0);
+}
+
+void deliver_event(Input &input)
+{
+    uint32_t type = input.u8();
+    std::span<const uint8_t> record = input.short_bytes();
+    event_store(type, record.data(), static_cast<uint32_t>(record.size()));
+    daemon_drain(input.u8());
+}
+
+void step(Input &input)
+{
+    uint8_t action = input.u8() % 16;
+    if (action < 12)
+        call(input);
+    else if (action == 12)
+        add_entry(input);
+    else if (action == 13)
+        daemon_refuse_objects(input.u8());
+    else if (action == 14)
+        wexond_channel_scan(input.u8());
+    else
+        deliver_event(input);
+}
+
+// --- That the seeds reach everything ---
+
+// A method that no input has called, with its object's or type's name; empty where there is none.
+std::string unreached(const ubus_object_type *type)
+{
+    for (int i = 0; i < type->n_methods; i++)
+        if (!reached.contains({type, &type->methods[i]}))
+            return std::string(type->name) + " " + type->methods[i].name;
+    return "";
+}
+
+void require_every_method()
+{
+    std::vector<const ubus_object_type *> types = {
+        catalogue_entry_types.filterdns, catalogue_entry_types.filterurl,   catalogue_entry_types.laninfo,
+        catalogue_entry_types.wifitimer, catalogue_entry_types.wifi_aps[0], catalogue_entry_types.wifi_aps[1]};
+    for (const ubus_object *object : catalogue_objects())
+        types.push_back(object->type);
+    int missing = 0;
+    for (const ubus_object_type *type : types) {
+        if (std::string method = unreached(type); !method.empty()) {
+            fprintf(stderr, "Not called by any input: %s\n", method.c_str());
+            missing++;
+        }
+    }
+    if (missing)
+        _Exit(EXIT_FAILURE);
+}
+
+} // namespace
+
+// With --require-every-method, which libFuzzer does not get to see, the inputs are to call every method.
+extern "C" int LLVMFuzzerInitialize(int *count, char ***arguments)
+{
+    char **end = *arguments + *count;
+    char **kept = std::remove_if(*arguments, end,
+                                 [](const char *argument) { return !strcmp(argument, "--require-every-method"); });
+    if (kept != end) {
+        atexit(require_every_method);
+        *kept = nullptr;
+    }
+    *count = static_cast<int>(kept - *arguments);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    Input input(data, size);
+    uint8_t switches = input.u8();
+    daemon_log(switches & 1);
+    if (switches & 2)
+        daemon_begin_by_start(take_answers(input));
+    else
+        daemon_begin();
+    wexond_factory_flag = switches & 4 ? 1 : 0;
+    for (size_t i = 0; i < kMostSteps && !input.empty(); i++)
+        step(input);
+    daemon_end();
+    return 0;
+}

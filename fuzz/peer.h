@@ -1,0 +1,44 @@
+// The other ends of a library's sockets. The library's own calls (connect, poll, recv, recvmsg, sendmsg) pass through
+// here, so that a peer can act exactly when the library waits for it or sends to it, without threads and without
+// waiting.
+#pragma once
+
+#include <functional>
+#include <list>
+#include <string>
+
+#include "fuzz/input.h"
+
+using Bytes = std::basic_string<uint8_t>;
+
+struct Peer {
+    int fd;         // our end; -1 where it is closed
+    int library_fd; // the other; -1 where the descriptor is another connection's by now
+    Bytes sent;     // by us
+    Bytes received; // by us
+};
+
+// What happens to a call of the library: an error number, or 0 for what would happen anyway.
+struct PeerActions {
+    // It connects. The peer is new.
+    std::function<int(Peer &)> connected = [](Peer &) { return 0; };
+    // It waits for input. After 0 there has to be some, or the end.
+    std::function<int(Peer &)> waits = [](Peer &) { return 0; };
+    // It sends; at most `limit` bytes, above 0, will go.
+    std::function<int(Peer &, size_t &limit)> sends = [](Peer &, size_t &) { return 0; };
+};
+
+extern PeerActions peer_actions;
+
+// A connection that is there already: the library's end of it.
+int peer_open();
+
+// The peer of a descriptor of the library's, and all there have been.
+Peer &peer_of(int fd);
+std::list<Peer> &peers();
+
+void peer_send(Peer &peer, std::span<const uint8_t> bytes);
+void peer_close(Peer &peer);
+
+// Ends all connections. The library has to have closed its ends, but for the one given.
+void peers_end(int library_fd = -1);
