@@ -38,7 +38,7 @@ fetch_json_c() {
     local package
     mkdir -p "$foreign/apt/lists/partial" "$foreign/apt/cache/archives/partial" "$foreign/packages"
     : >"$foreign/apt/status"
-    foreign_apt update
+    foreign_apt update || true # a mirror may lack one of the lists for a while; what counts is the download
     (cd "$foreign/packages" && foreign_apt download libjson-c5 libjson-c-dev)
     for package in "$foreign"/packages/*.deb; do
         dpkg-deb -x "$package" "$root"

@@ -4,7 +4,6 @@
 
 #include "system/lan_info_records.h"
 
-#include <cstdio>
 #include <ctime>
 
 #include "core/arguments.h"
