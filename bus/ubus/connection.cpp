@@ -21,6 +21,7 @@ static constexpr size_t kPrefixLength = sizeof(ubus_msghdr) + sizeof(blob_attr);
 static constexpr size_t kUsualCapacity = 16 * 1024;
 static constexpr size_t kLeastRoom = 4 * 1024; // below, reading would take many small receives
 static constexpr int kUsualMessageBuffer = 64 * 1024;
+static constexpr int kLeastMessageBuffer = 1024;
 static constexpr int kGreetingTimeoutMs = 10 * 1000;
 
 // Several messages may be in it at once. The context holds it, and so does who handles a message in it: then it is not
@@ -299,13 +300,26 @@ static ubus_msghdr wire_header(ubus_msg_type type, uint16_t seq, uint32_t peer)
     return {0, static_cast<uint8_t>(type), cpu_to_be16(seq), cpu_to_be32(peer)};
 }
 
+// What an unusually long message needed is given back but for the room that every status and small request finds: these
+// have to go out also when memory is out.
+static void shrink(blob_buf *message)
+{
+    void *memory = realloc(message->buf, kLeastMessageBuffer);
+
+    if (!memory)
+        return;
+    message->buf = memory;
+    message->buflen = kLeastMessageBuffer;
+    message->head = nullptr;
+}
+
 int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
 {
     ubus_msghdr header = wire_header(type, seq, peer);
     int const status = write_out(ctx, &header, ctx->message.head);
 
     if (kUsualMessageBuffer < ctx->message.buflen)
-        blob_buf_free(&ctx->message);
+        shrink(&ctx->message);
     return status;
 }
 
