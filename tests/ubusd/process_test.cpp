@@ -156,8 +156,8 @@ TEST(Process, WaitsForDescriptorsWithoutSpinning)
         waiting.push_back(connect_to(broker.path()));
         ASSERT_GE(waiting.back(), 0);
     }
-    auto greeted = [](int fd, std::chrono::milliseconds patience) {
-        timeval timeout = {.tv_sec = patience.count() / 1000, .tv_usec = patience.count() % 1000 * 1000};
+    auto greeted = [](int fd, std::chrono::seconds patience) {
+        timeval timeout = {.tv_sec = static_cast<time_t>(patience.count() * kSlowness), .tv_usec = 0};
         setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
         char greeting[12];
         return recv(fd, greeting, sizeof(greeting), MSG_WAITALL) == sizeof(greeting);
