@@ -340,6 +340,7 @@ TEST_F(MemoryTest, MayRunOutWhileASettingIsPutOff)
 // The daemon ends as it does without its bus, and its supervisor starts it again.
 TEST_F(MemoryTest, MayRunOutWhileALongCallIsReceived)
 {
+    NEEDS_BUS_TOOL();
     start();
     service().take_requests();
     memory_->first = 1;
