@@ -203,7 +203,7 @@ const ubus_method kMethods[] = {UBUS_METHOD("get", handle, kPolicy), UBUS_METHOD
 ubus_object_type type = UBUS_OBJECT_TYPE("fuzz", kMethods);
 
 ubus_object *objects[3];
-ubus_subscriber *subscribers[2];
+ubus_subscriber *subscribers[3];
 ubus_event_handler *events;
 
 void object_subscribed(ubus_context *, ubus_object *)
@@ -232,12 +232,24 @@ void take_event(ubus_context *, ubus_event_handler *, const char *name, blob_att
     REQUIRE(copy == name);
 }
 
+// Where a callback has been faster, its object stays in the place.
+template <typename Owned> void keep(Owned *&place, Owned *owned, int (*remove)(ubus_context *, Owned *))
+{
+    if (!place) {
+        place = owned;
+        return;
+    }
+    remove(context, owned);
+    delete owned;
+}
+
+// Nobody else gets to see an object while it is being added.
 void add_object(size_t place)
 {
     static constexpr const char *kNames[] = {"fuzz.a", "fuzz.b", nullptr};
     if (objects[place])
         return;
-    auto *object = objects[place] = new ubus_object{};
+    auto *object = new ubus_object{};
     object->name = kNames[place];
     object->type = object->name ? &type : nullptr;
     object->methods = kMethods;
@@ -245,6 +257,7 @@ void add_object(size_t place)
     object->subscribe_cb = object_subscribed;
     int status = ubus_add_object(context, object);
     REQUIRE((status == UBUS_STATUS_OK) == (object->id != 0));
+    keep(objects[place], object, ubus_remove_object);
 }
 
 void remove_object(size_t place)
@@ -259,11 +272,12 @@ void register_subscriber(size_t place)
 {
     if (subscribers[place])
         return;
-    auto *subscriber = subscribers[place] = new ubus_subscriber{};
+    auto *subscriber = new ubus_subscriber{};
     subscriber->cb = handle;
     subscriber->remove_cb = subscription_ended;
-    subscriber->new_obj_cb = place == 1 ? wants_object : nullptr;
+    subscriber->new_obj_cb = place > 0 ? wants_object : nullptr;
     ubus_register_subscriber(context, subscriber);
+    keep(subscribers[place], subscriber, ubus_unregister_subscriber);
 }
 
 void unregister_subscriber(size_t place)
@@ -420,10 +434,11 @@ void look_up()
 
 void handle_events()
 {
-    if (!events)
-        events = new ubus_event_handler{};
-    events->cb = take_event;
-    ubus_register_event_handler(context, events, script->text().c_str());
+    auto *handler = events ? events : new ubus_event_handler{};
+    handler->cb = take_event;
+    ubus_register_event_handler(context, handler, script->text().c_str());
+    if (handler != events)
+        keep(events, handler, ubus_unregister_event_handler);
 }
 
 void send_event()

@@ -13,9 +13,9 @@
 // Each input has a thread of its own, which leaves no connection open.
 
 #include <cerrno>
-#include <thread>
 
 #include <domainsocket.h>
+#include <pthread.h>
 
 #include "fuzz/peer.h"
 
@@ -234,10 +234,11 @@ void make_exchange()
     free(result);
 }
 
-void make_exchanges()
+void *make_exchanges(void *)
 {
     for (size_t i = 0; i < kMostExchanges && !script->empty(); i++)
         make_exchange();
+    return nullptr;
 }
 
 } // namespace
@@ -247,7 +248,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FuzzInput input(data, size);
     script = &input;
     peer_actions = {.connected = service_is_connected_to, .waits = service_is_waited_for, .sends = service_is_sent_to};
-    std::thread(make_exchanges).join();
+    pthread_t client;
+    REQUIRE(pthread_create(&client, nullptr, make_exchanges, nullptr) == 0);
+    pthread_join(client, nullptr);
     peers_end();
     return 0;
 }
