@@ -75,7 +75,7 @@ TEST_F(BrokerFaultTest, ItsEndReleasesEverything)
 // The services' answers come slowly, so that brokers die at every stage of the start, in calls, and in between.
 TEST_F(BrokerFaultTest, ASupervisedDaemonComesBackWithEveryBroker)
 {
-    constexpr int kBrokers = 25;
+    constexpr int kBrokers = 12;
     answer_led(after(5ms, record(Bytes(4).u32(0, 1))));
     service().answer(98, after(5ms, record(Bytes(1156).u32(0, 1).u32(4, 3))));
     service().answer(206, after(10ms, record(Bytes(67844))));
