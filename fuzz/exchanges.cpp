@@ -25,7 +25,7 @@ namespace
 constexpr size_t kMostExchanges = 8;
 constexpr size_t kHeader = 16;
 
-Input *script;
+FuzzInput *script;
 uint32_t type; // of the request
 Bytes answer;  // what is left to be sent of it
 
@@ -244,7 +244,7 @@ void make_exchanges()
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    Input input(data, size);
+    FuzzInput input(data, size);
     script = &input;
     peer_actions = {.connected = service_is_connected_to, .waits = service_is_waited_for, .sends = service_is_sent_to};
     std::thread(make_exchanges).join();

@@ -42,7 +42,7 @@ MacIndexTable mac_index;
 
 // The messaging library carries 1 MiB in one answer.
 constexpr uint32_t kMaxStations =
-    (1024 * 1024 - sizeof(ReturnCode) - sizeof(StationListHeader)) / sizeof(StationRecord);
+    (size_t{1024} * 1024 - sizeof(ReturnCode) - sizeof(StationListHeader)) / sizeof(StationRecord);
 
 constexpr uint32_t kMediumWifi2g = 0;
 constexpr uint32_t kMediumWired = 2;
