@@ -54,7 +54,7 @@ build_gtest() {
 
 need_packages "${build_packages[@]}" "${foreign_packages[@]}" "g++-$compiler"
 echo "== Building build/$processor ($compiler-g++)"
-[ -d "$root/usr/include/gtest" ] || logged googletest build_gtest
+logged googletest build_gtest
 # Headers only, good for every processor.
 cp -r --preserve=timestamps --parents /usr/include/{nlohmann,CLI} /usr/share/cmake/{nlohmann_json,CLI11} "$root"
 # Debian 12 has no libraries for this MIPS, which shows that the daemon does without json-c.
