@@ -47,5 +47,6 @@ function(wexond_test name)
   if(arg_SERIAL)
     list(APPEND properties RUN_SERIAL ON)
   endif()
-  gtest_discover_tests(${name} TEST_PREFIX "${TEST_FLAVOUR}." DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
+  gtest_discover_tests(${name} TEST_PREFIX "${TEST_FLAVOUR}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+    PROPERTIES ${properties})
 endfunction()

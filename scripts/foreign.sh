@@ -16,6 +16,7 @@ esac
 shift
 foreign=$PWD/build/$processor/foreign
 root=$foreign/root
+toolchain=$PWD/cmake/toolchains/$processor.cmake
 mkdir -p "$root"
 
 # logged NAME COMMAND...: quiet, but for a failure.
@@ -35,28 +36,27 @@ foreign_apt() {
 }
 
 fetch_json_c() {
-    local package
     mkdir -p "$foreign/apt/lists/partial" "$foreign/apt/cache/archives/partial" "$foreign/packages"
     : >"$foreign/apt/status"
-    foreign_apt update || true # a mirror may lack one of the lists for a while; what counts is the download
-    (cd "$foreign/packages" && foreign_apt download libjson-c5 libjson-c-dev)
-    for package in "$foreign"/packages/*.deb; do
-        dpkg-deb -x "$package" "$root"
-    done
+    foreign_apt update # a mirror may lack one of the lists for a while; what counts is the download
+    (cd "$foreign/packages" && foreign_apt download libjson-c5 libjson-c-dev) &&
+        for package in libjson-c5 libjson-c-dev; do
+            dpkg-deb -x "$foreign/packages/$package"_*.deb "$root" || return
+        done
 }
 
 build_gtest() {
-    cmake -S /usr/src/googletest -B "$foreign/googletest" -G Ninja --toolchain "$PWD/cmake/toolchains/$processor.cmake" \
-        -DCMAKE_BUILD_TYPE=Release -DBUILD_GMOCK=OFF
-    cmake --build "$foreign/googletest" --parallel "$(nproc)" -- --quiet
-    cmake --install "$foreign/googletest" --prefix "$root/usr"
+    cmake -S /usr/src/googletest -B "$foreign/googletest" -G Ninja --toolchain "$toolchain" \
+        -DCMAKE_BUILD_TYPE=Release -DBUILD_GMOCK=OFF &&
+        cmake --build "$foreign/googletest" --parallel "$(nproc)" -- --quiet &&
+        cmake --install "$foreign/googletest" --prefix "$root/usr"
 }
 
 need_packages "${build_packages[@]}" "${foreign_packages[@]}" "g++-$compiler"
 echo "== Building build/$processor ($compiler-g++)"
-[ -d "$root/usr/include/gtest" ] || logged googletest build_gtest
+logged googletest build_gtest
 # Headers only, good for every processor.
-cp -r --parents /usr/include/{nlohmann,CLI} /usr/share/cmake/{nlohmann_json,CLI11} "$root"
+cp -r --preserve=timestamps --parents /usr/include/{nlohmann,CLI} /usr/share/cmake/{nlohmann_json,CLI11} "$root"
 # Debian 12 has no libraries for this MIPS, which shows that the daemon does without json-c.
 options=()
 if [ "$processor" = mips ]; then
@@ -65,7 +65,7 @@ elif [ ! -d "$root/usr/include/json-c" ]; then
     logged json-c fetch_json_c
 fi
 
-logged configure cmake -S . -B "build/$processor" -G Ninja --toolchain "$PWD/cmake/toolchains/$processor.cmake" \
+logged configure cmake -S . -B "build/$processor" -G Ninja --toolchain "$toolchain" \
     -DCMAKE_FIND_ROOT_PATH="$root" -DWEXOND_BUS=bundled -DWEXOND_WERROR=ON -DWEXOND_TESTS=ON -DWEXOND_BENCH=OFF \
     "${options[@]}"
 cmake --build "build/$processor" --parallel "$(nproc)" -- --quiet
