@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <ostream>
 #include <string>
 
@@ -37,6 +38,16 @@ inline Footprint footprint_of(const test_support::Process &process)
 {
     std::filesystem::path folder = "/proc/" + std::to_string(process.pid());
     return {count_files(folder / "fd"), count_files(folder / "task")};
+}
+
+// KiB that are a process's own.
+inline long anonymous_memory(pid_t process)
+{
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string word; status >> word;)
+        if (long size; word == "RssAnon:" && status >> size)
+            return size;
+    return 0;
 }
 
 class FaultTest : public test_support::DaemonTest
