@@ -1,6 +1,7 @@
 #include "bench/lab.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <sched.h>
@@ -35,18 +36,13 @@ Microseconds median(std::vector<Microseconds> samples)
     return *middle;
 }
 
-std::vector<Microseconds> medians_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
-                                          int calls_per_round)
+void sample_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
+                    std::vector<std::vector<Microseconds>> &samples)
 {
-    std::vector<std::vector<Microseconds>> samples(actions.size());
+    samples.resize(actions.size());
     for (int round = 0; round < rounds; round++)
         for (size_t i = 0; i < actions.size(); i++)
-            for (int call = 0; call < calls_per_round; call++)
-                samples[i].push_back(time_of(actions[i]));
-    std::vector<Microseconds> medians;
-    for (const auto &of_action : samples)
-        medians.push_back(median(of_action));
-    return medians;
+            samples[i].push_back(time_of(actions[i]));
 }
 
 static void give_up(const char *what)
@@ -66,11 +62,9 @@ static void wait_for_socket(const std::string &path)
 }
 
 Lab::Lab(const std::string &state)
-    : bus_(folder_ / "ubus.sock"), service_({ORVCD_PROGRAM, "--life", "0", "--socket", path("orvc.sock"), "--events",
-                                             path("events.sock"), "--state", state}),
-      client_(ubus_connect(path("ubus.sock").c_str()))
+    : bus_(folder_ / "ubus.sock"), state_(state), client_(ubus_connect(path("ubus.sock").c_str()))
 {
-    wait_for_socket(path("orvc.sock"));
+    start_service();
     if (!client_)
         give_up("no bus");
     ubus_add_uloop(client_);
@@ -82,14 +76,29 @@ Lab::~Lab()
     uloop_done();
 }
 
+void Lab::start_service()
+{
+    service_.emplace(std::vector<std::string>{ORVCD_PROGRAM, "--life", "0", "--socket", path("orvc.sock"), "--events",
+                                              path("events.sock"), "--state", state_});
+    wait_for_socket(path("orvc.sock"));
+}
+
+void Lab::restart_service()
+{
+    service_->send_signal(SIGTERM); // it takes its socket with it
+    service_->wait();
+    start_service();
+}
+
 pid_t Lab::broker_pid() const
 {
     return bus_.pid();
 }
 
-Process Lab::start_daemon() const
+Process Lab::start_daemon(Process::Environment environment) const
 {
-    return Process({WEXOND_TEST_PROGRAM}, {{"WEXOND_TEST_DIR", folder_.path()}});
+    environment["WEXOND_TEST_DIR"] = folder_.path();
+    return Process({WEXOND_TEST_PROGRAM}, environment);
 }
 
 Process Lab::start_bare_program(size_t objects) const

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,10 +23,11 @@ void pin_to_one_processor();
 Microseconds time_of(const std::function<void()> &action);
 Microseconds median(std::vector<Microseconds> samples);
 
-// Medians of several actions, run in turn in many short rounds: what disturbs the machine for a while disturbs all
-// alike.
-std::vector<Microseconds> medians_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
-                                          int calls_per_round);
+// Times several actions in turn, call by call, and adds a sample to each one's in every round. What disturbs the
+// machine for a while disturbs all alike, and each call finds the caches as the others leave them: an action that is
+// repeated without pause would find its own and seem cheaper than it is as a part of something larger.
+void sample_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
+                    std::vector<std::vector<Microseconds>> &samples);
 
 // A broker and the lab's service in a folder of their own, and a client of the bus.
 class Lab
@@ -37,10 +39,15 @@ class Lab
 
     std::string path(const std::string &name) const { return (folder_ / name).string(); }
     pid_t broker_pid() const;
-    pid_t service_pid() const { return service_.pid(); }
+    pid_t service_pid() const { return service_->pid(); }
     ubus_context *client() const { return client_; }
 
-    test_support::Process start_daemon() const;
+    // Ends the service and starts another, with the home of the beginning.
+    void restart_service();
+    void stop_broker() { bus_.stop(); }
+
+    // With more in its environment than the lab's own.
+    test_support::Process start_daemon(test_support::Process::Environment environment = {}) const;
     test_support::Process start_bare_program(size_t objects) const;
 
     // Waits for an object; its id.
@@ -49,9 +56,12 @@ class Lab
     void call(uint32_t object, const char *method) const;
 
   private:
+    void start_service();
+
     test_support::TemporaryFolder folder_;
     test_support::Bus bus_;
-    test_support::Process service_;
+    std::optional<test_support::Process> service_;
+    std::string state_;
     ubus_context *client_;
 };
 

@@ -66,8 +66,10 @@ void bench_stations()
     uint32_t lan_info = lab.wait_for("wexond.laninfo");
     lab.call(lan_info, "list"); // returns when start-up is over
     std::string service = lab.path("orvc.sock");
-    auto medians = medians_in_turn({[&] { exchange_all(service); }, [&] { lab.call(lan_info, "list"); }}, 20, 5);
-    printf("its %u exchanges                        %8.1f us\n", kStations + 2, medians[0].count());
-    printf("wexond.laninfo list                      %8.1f us\n", medians[1].count());
-    printf("the daemon's and the bus's share         %8.1f %%  (below 25)\n", 100 * (1 - medians[0] / medians[1]));
+    std::vector<std::vector<Microseconds>> samples;
+    sample_in_turn({[&] { exchange_all(service); }, [&] { lab.call(lan_info, "list"); }}, 100, samples);
+    Microseconds exchanges = median(samples[0]), list = median(samples[1]);
+    printf("its %u exchanges                        %8.1f us\n", kStations + 2, exchanges.count());
+    printf("wexond.laninfo list                      %8.1f us\n", list.count());
+    printf("the daemon's and the bus's share         %8.1f %%  (below 25)\n", 100 * (1 - exchanges / list));
 }

@@ -10,6 +10,8 @@ target_compile_options(lab_flags INTERFACE -Wall -Wextra)
 # Static tables of policies and methods leave fields out; the bus headers' byte-order macros are statement expressions.
 target_compile_options(lab_flags INTERFACE -Wno-missing-field-initializers
                                            $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-statement-expression>)
+# On 32-bit processors stat fails on a file whose number needs 64 bits. The bus libraries' structures hold nothing of that width.
+target_compile_definitions(lab_flags INTERFACE _FILE_OFFSET_BITS=64)
 if(WEXOND_WERROR)
   target_compile_options(lab_flags INTERFACE -Werror)
 endif()
@@ -32,6 +34,17 @@ target_compile_options(embedded_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-e
 target_link_options(embedded_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
 if(WEXOND_FUZZ)
   target_compile_options(embedded_flags INTERFACE -fsanitize=fuzzer-no-link) # what guides the fuzzers
+endif()
+
+# What runs on the router is hardened: programs that load anywhere, overrun stack buffers and library calls found out when
+# they happen, and no table of function pointers that stays writable.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C)
+target_compile_options(embedded_flags INTERFACE -fstack-protector-strong)
+target_link_options(embedded_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+if(NOT WEXOND_SANITIZE) # sanitizers intercept the plain functions, not the checking ones
+  # A distribution's compiler may define another level by itself.
+  target_compile_options(embedded_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
 
 # What runs on the router is C++ without the C++ run-time library: linked by the C driver.

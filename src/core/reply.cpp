@@ -7,11 +7,23 @@ namespace
 {
 
 // The bus drops the connection of a sender whose message is larger; the message's other attributes fit in the margin.
-constexpr size_t kMessageLimit = 1024 * 1024;
+constexpr size_t kMessageLimit = size_t{1024} * 1024;
 constexpr size_t kMessageMargin = 64;
+
+constexpr const char *kOutOfMemory = "out of memory";
 
 blob_buf reply;
 bool reply_incomplete;
+
+// How a call ended is said in a place of its own, of which the longest reason takes 188 bytes: a call is answered also
+// when memory has run out.
+bool never_grow(blob_buf *, int)
+{
+    return false;
+}
+
+alignas(uint32_t) char outcome_bytes[256];
+blob_buf outcome_reply = {.head = nullptr, .grow = never_grow, .buflen = sizeof(outcome_bytes), .buf = outcome_bytes};
 
 // Nothing can be added to a message that could not be started.
 bool is_started()
@@ -36,35 +48,28 @@ void log_outcome(const char *function, const Status &status)
     WEXOND_LOG_AS(function, "%s , %s \n\n", status.failed ? "failed" : "success", status.reason);
 }
 
-void add_result(const Status &status)
+void send_outcome(ubus_request_data *request, const Status &status, const uint32_t *index = nullptr)
 {
-    reply_string("result", status.failed ? "1" : "0");
+    blob_buf_init(&outcome_reply, 0);
+    blobmsg_add_string(&outcome_reply, "result", status.failed ? "1" : "0");
+    if (index)
+        blobmsg_add_u32(&outcome_reply, "idx", *index);
+    blobmsg_add_string(&outcome_reply, "failreason", status.reason);
+    ubus_send_reply(wexond_context, request, outcome_reply.head);
 }
 
-void add_reason(const Status &status)
+void send_failure(ubus_request_data *request, const char *reason)
 {
-    reply_string("failreason", status.reason);
-}
-
-void replace_by_outcome(const Status &status)
-{
-    reply_start();
-    add_result(status);
-    add_reason(status);
-}
-
-void send(ubus_request_data *request)
-{
-    if (is_started())
-        ubus_send_reply(wexond_context, request, reply.head);
-    blob_buf_free(&reply);
+    Status outcome{};
+    wexond_fail(&outcome, "%s", reason);
+    send_outcome(request, outcome);
 }
 
 // Why a finished table cannot be sent as it is, or null.
 const char *unsendable()
 {
     if (reply_incomplete || !is_started())
-        return "out of memory";
+        return kOutOfMemory;
     if (blob_pad_len(reply.head) + kMessageMargin > kMessageLimit)
         return "reply too large for the bus";
     return nullptr;
@@ -125,12 +130,12 @@ int reply_notify(ubus_object *object, const char *name)
 
 void reply_send(ubus_request_data *request)
 {
-    if (const char *reason = unsendable()) {
-        Status outcome{};
-        wexond_fail(&outcome, "%s", reason);
-        replace_by_outcome(outcome);
-    }
-    send(request);
+    const char *obstacle = unsendable();
+    if (!obstacle && ubus_send_reply(wexond_context, request, reply.head) == UBUS_STATUS_NO_MEMORY)
+        obstacle = kOutOfMemory;
+    if (obstacle)
+        send_failure(request, obstacle);
+    blob_buf_free(&reply);
 }
 
 int wexond_send_for_set(ubus_request_data *request, const Status *status)
@@ -138,8 +143,7 @@ int wexond_send_for_set(ubus_request_data *request, const Status *status)
     if (!status)
         return -1;
     log_outcome(__func__, *status);
-    replace_by_outcome(*status);
-    send(request);
+    send_outcome(request, *status);
     return 0;
 }
 
@@ -153,20 +157,18 @@ int wexond_send_for_get(ubus_request_data *request, const Status *status)
         if (const char *reason = unsendable())
             wexond_fail(&outcome, "%s", reason);
     log_outcome(__func__, outcome);
-    if (outcome.failed == 1)
-        replace_by_outcome(outcome);
-    send(request);
+    if (outcome.failed == 1) {
+        send_outcome(request, outcome);
+        blob_buf_free(&reply);
+    } else {
+        reply_send(request);
+    }
     return 0;
 }
 
 int send_for_add(ubus_request_data *request, const Status &status, const char *function, const uint32_t *index)
 {
     log_outcome(function, status);
-    reply_start();
-    add_result(status);
-    if (index)
-        reply_int("idx", *index);
-    add_reason(status);
-    send(request);
+    send_outcome(request, status, index);
     return 0;
 }

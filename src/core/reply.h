@@ -1,5 +1,6 @@
 // Replies and notifications are built in one process-wide buffer, on the bus thread only: started, filled, sent, freed.
-// Additions that find no memory are remembered, and the reply then says so instead of leaving keys out.
+// Additions that find no memory are remembered, and the reply then says so instead of leaving keys out; that it can say
+// so needs none.
 #pragma once
 
 #include "core/backend.h"

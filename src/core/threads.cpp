@@ -22,8 +22,8 @@ constexpr int kApbasicDelay = 15; // seconds
 static void *WEXOND_ThreadRun(void *)
 {
     WEXOND_LOG("Start wexond\n\n");
-    uloop_init();
-    wexond_context = ubus_connect(wexond_paths().bus);
+    // Without a loop it would publish its objects, answer nobody and end.
+    wexond_context = uloop_init() == 0 ? ubus_connect(wexond_paths().bus) : nullptr;
     if (!wexond_context) {
         fputs("Failed to connect to ubus\n", stderr);
         return nullptr;

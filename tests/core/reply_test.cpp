@@ -31,6 +31,7 @@ struct SentNotification {
 };
 
 std::vector<SentReply> sent;
+size_t sendable; // longer messages find no memory
 std::vector<SentNotification> notifications;
 int notify_result;
 
@@ -45,6 +46,8 @@ std::string text_of(const blob_attr *message)
 
 extern "C" int ubus_send_reply(ubus_context *context, ubus_request_data *request, blob_attr *message)
 {
+    if (blob_pad_len(message) > sendable)
+        return UBUS_STATUS_NO_MEMORY;
     sent.push_back({context, request, blob_pad_len(message), text_of(message)});
     return 0;
 }
@@ -82,6 +85,7 @@ class ReplyTest : public CoreTest
     ReplyTest()
     {
         sent.clear();
+        sendable = SIZE_MAX;
         notifications.clear();
         notify_result = 0;
         wexond_context = &context_;
@@ -89,7 +93,7 @@ class ReplyTest : public CoreTest
     ~ReplyTest() override
     {
         // Whatever a test left unsent.
-        wexond_send_for_set(&request_, &kSucceeded);
+        wexond_send_for_get(&request_, &kSucceeded);
         wexond_context = nullptr;
     }
 
@@ -330,18 +334,36 @@ TEST_F(ReplyTest, GetNeverLeavesKeysOut)
     EXPECT_GE(failures, 3) << "the first buffer and its growth";
 }
 
-// A caller without a reply learns by its own time limit; a reply of less than it should say would mislead it.
-TEST_F(ReplyTest, WithoutAnyMemoryNothingIsSent)
+TEST_F(ReplyTest, AnOutcomeIsToldWithoutAnyMemory)
 {
-    const Status failed = status_of(1, "failed to reboot");
+    const std::string reason(127, 'r');
+    const uint32_t index = 3;
     FailingMemory memory(0);
-    EXPECT_EQ(wexond_send_for_set(&request_, &failed), 0);
-    EXPECT_EQ(wexond_send_for_get(&request_, &failed), 0);
+    EXPECT_EQ(set(kSucceeded), kSuccess);
+    EXPECT_EQ(set(status_of(1, reason.c_str())), failure(reason));
+    EXPECT_EQ(get(status_of(1, reason.c_str())), failure(reason));
+    EXPECT_EQ(send_for_add(&request_, status_of(1, reason.c_str()), "wexond_thing_add", &index), 0);
+    EXPECT_EQ(only_reply(), R"({"result": "1", "idx": 3, "failreason": ")" + reason + R"("})");
     reply_start();
     build_small_table();
-    EXPECT_EQ(wexond_send_for_get(&request_, &kSucceeded), 0);
+    EXPECT_EQ(get(kSucceeded), failure("out of memory"));
+    reply_start();
+    build_small_table();
+    reply_send(&request_);
+    EXPECT_EQ(only_reply(), failure("out of memory"));
     EXPECT_TRUE(memory.has_failed());
-    EXPECT_TRUE(sent.empty());
+}
+
+TEST_F(ReplyTest, ATableThatTheBusFindsNoMemoryForFails)
+{
+    sendable = 256;
+    reply_start();
+    build_small_table();
+    EXPECT_EQ(get(kSucceeded), failure("out of memory"));
+    reply_start();
+    build_small_table();
+    reply_send(&request_);
+    EXPECT_EQ(only_reply(), failure("out of memory"));
 }
 
 TEST_F(ReplyTest, MemoryThatComesBackIsUsedAgain)

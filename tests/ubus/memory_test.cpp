@@ -151,6 +151,23 @@ TEST_F(Memory, MayRunOutWhileCallingAMethod)
     blob_buf_free(&buf);
 }
 
+TEST_F(Memory, SufficesForShortMessagesAlsoAfterALongOne)
+{
+    ubus_request_data req = {.object = 0x1001, .peer = 0xaa, .seq = 7};
+    blob_buf buf = {};
+    blob_buf_init(&buf, 0);
+    blobmsg_add_string(&buf, "text", std::string(70000, 'x').c_str());
+    broker.serve([&] { ASSERT_EQ(UBUS_STATUS_OK, ubus_connect_ctx(&ctx, broker.path.c_str())); }, greeting());
+    EXPECT_EQ(UBUS_STATUS_OK, ubus_send_reply(&ctx, &req, buf.head));
+    broker.heard();
+    fail_after(0);
+    ubus_complete_deferred_request(&ctx, &req, 0);
+    armed = false;
+    EXPECT_EQ(bytes("00 01 0007 000000aa  00000014  01000008 00000000  03000008 00001001"), broker.heard());
+    ubus_shutdown(&ctx);
+    blob_buf_free(&buf);
+}
+
 TEST_F(Memory, MayRunOutWhileRegisteringAnEventHandler)
 {
     ubus_event_handler handler;

@@ -1,0 +1,121 @@
+// Clients of the bus by the hundred, and such as do not read or die.
+
+#include <list>
+#include <random>
+
+#include "tests/faults/agent.h"
+#include "tests/faults/fault_test.h"
+
+using namespace test_support;
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr uint32_t kGetStationRssi = 143;
+constexpr uint32_t kListBeaconIes = 219;
+
+class ClientFaultTest : public FaultTest
+{
+  protected:
+    void SetUp() override
+    {
+        start_daemon();
+        answer_led();
+        EXPECT_EQ(get_led(), kOn);
+        objects_ = client().list("wexond*");
+        footprint_ = footprint_of(daemon());
+        service().take_requests();
+    }
+
+    void expect_well() { FaultTest::expect_well(objects_, footprint_); }
+
+    std::string objects_;
+    Footprint footprint_;
+};
+
+// A station whose address ends in its number.
+std::string mac_of(int number)
+{
+    char text[13];
+    snprintf(text, sizeof(text), "00112233%04X", number);
+    return text;
+}
+
+uint32_t number_of(std::string_view colon_mac)
+{
+    return static_cast<uint32_t>(
+        std::stoul(std::string(colon_mac.substr(12, 2)) + std::string(colon_mac.substr(15, 2)), nullptr, 16));
+}
+
+// Each asks for a station of its own, whose signal strength is its number.
+TEST_F(ClientFaultTest, HundredsAtOnceGetEachItsOwnAnswer)
+{
+    constexpr int kClients = 200;
+    service().answer_by(kGetStationRssi, [](const Request &request) {
+        std::string mac = request.payload.data().substr(0, 17);
+        return record(Bytes(28).text(0, mac).u32(20, number_of(mac)));
+    });
+    std::list<Agent> agents;
+    for (int i = 0; i < kClients; i++)
+        agents.emplace_back(bus().socket());
+    for (int round = 0; round < 3; round++) {
+        int number = 0;
+        for (Agent &agent : agents)
+            agent.send("wexond.wifi.roaming", "getrssiinfo", R"({"macs": [")" + mac_of(number++) + R"("]})");
+        number = 0;
+        for (Agent &agent : agents) {
+            EXPECT_EQ(agent.finish(), R"({"wexond.wifi.roaming.starssiinfo": [{"mac": ")" + mac_of(number) +
+                                          R"(", "rssi24g": )" + std::to_string(number) + R"(, "rssi5g": 0}]})");
+            number++;
+        }
+    }
+    EXPECT_EQ(service().take_requests().size(), size_t{3 * kClients});
+    agents.clear();
+    expect_well();
+}
+
+// The broker keeps a mebibyte for it, and drops the rest.
+TEST_F(ClientFaultTest, OneThatNeverReadsCostsNobodyElse)
+{
+    constexpr int kCalls = 300;
+    Bytes list(8836);
+    list.u32(0, 8);
+    for (size_t offset = 4; offset < list.size(); offset += 1104)
+        list.u32(offset, 1).u32(offset + 76, 256);
+    service().answer(kListBeaconIes, record(list));
+    size_t reply_size = call("wexond.wifi.vsie.beacontx", "list").size();
+    EXPECT_GT(kCalls * reply_size, 1024u * 1024) << "and more on the wire";
+    service().take_requests();
+    long daemon_memory = anonymous_memory(daemon().pid()), broker_memory = anonymous_memory(bus().pid());
+    Agent lazy(bus().socket());
+    for (int i = 0; i < kCalls; i++) {
+        lazy.send("wexond.wifi.vsie.beacontx", "list");
+        if (i % 20 == 0) {
+            EXPECT_EQ(get_led(), kOn);
+        }
+    }
+    EXPECT_EQ(get_led(), kOn) << "behind all calls";
+    EXPECT_EQ(service().take_requests().size(), size_t{kCalls + kCalls / 20 + 1});
+    EXPECT_LE(anonymous_memory(daemon().pid()), daemon_memory + MEMORY_SLACK);
+    EXPECT_LE(anonymous_memory(bus().pid()), broker_memory + 2048 + MEMORY_SLACK);
+    expect_well();
+}
+
+TEST_F(ClientFaultTest, OnesThatDieInMidCallCostNobodyElse)
+{
+    constexpr int kClients = 60;
+    std::mt19937 random(20240229);
+    answer_led(after(1ms, record(Bytes(4).u32(0, 1))));
+    for (int i = 0; i < kClients; i++) {
+        Agent dying(bus().socket());
+        dying.send("wexond.ledswitch", "get");
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+    }
+    EXPECT_EQ(get_led(), kOn) << "behind all calls";
+    EXPECT_EQ(service().take_requests().size(), size_t{kClients + 1});
+    expect_well();
+}
+
+} // namespace
