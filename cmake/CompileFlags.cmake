@@ -10,6 +10,8 @@ target_compile_options(lab_flags INTERFACE -Wall -Wextra)
 # Static tables of policies and methods leave fields out; the bus headers' byte-order macros are statement expressions.
 target_compile_options(lab_flags INTERFACE -Wno-missing-field-initializers
                                            $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-statement-expression>)
+# On 32-bit processors stat fails on a file whose number needs 64 bits. The bus libraries' structures hold nothing of that width.
+target_compile_definitions(lab_flags INTERFACE _FILE_OFFSET_BITS=64)
 if(WEXOND_WERROR)
   target_compile_options(lab_flags INTERFACE -Werror)
 endif()

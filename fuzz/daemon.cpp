@@ -32,7 +32,7 @@ std::vector<ubus_object *> objects;
 struct RunningCall {
     const ubus_method *method;
     ubus_request_data *request;
-    Input answers;
+    FuzzInput answers;
     ubus_request_data *deferred; // where the answer was put off: what it will be given by
     unsigned replies;
     unsigned completions;
@@ -40,7 +40,7 @@ struct RunningCall {
     bool sender_failed; // the deferred sender's thread could not be started
 };
 
-RunningCall running = {.answers = Input(nullptr, 0)};
+RunningCall running = {.answers = FuzzInput(nullptr, 0)};
 
 const ubus_method *find_method(const ubus_object &object, const char *name)
 {
@@ -138,19 +138,14 @@ bool is_taken(const char *name)
 
 // --- What comes in ---
 
-enum Rest { ZEROS, ONES, AGAIN };
-
-// The bytes of the input, then what the rest is: often a whole list of entries out of one.
-void fill(uint8_t *record, size_t length, std::span<const uint8_t> bytes, size_t entries, Rest rest)
+// The bytes of the input, then again and again those of them that come after the first `once`.
+void repeat(std::span<uint8_t> record, std::span<const uint8_t> bytes, size_t once)
 {
-    for (size_t i = 0; i < length; i++) {
-        if (i < bytes.size())
-            record[i] = bytes[i];
-        else if (rest == AGAIN && entries < bytes.size())
-            record[i] = bytes[entries + (i - entries) % (bytes.size() - entries)];
-        else
-            record[i] = rest == ONES ? 0xFF : 0;
-    }
+    size_t filled = std::min(record.size(), bytes.size());
+    std::copy_n(bytes.begin(), filled, record.begin());
+    size_t period = filled > once ? filled - once : 0;
+    for (; period > 0 && filled < record.size(); filled += period)
+        std::copy_n(record.begin() + once, std::min(period, record.size() - filled), record.begin() + filled);
 }
 
 // A piece of memory of exactly the length that the daemon may read.
@@ -161,15 +156,17 @@ void *make_answer(size_t length)
     if (kind == NONE)
         return nullptr;
     auto *answer = static_cast<uint8_t *>(malloc(length));
+    bool ones = kind == ONES_AFTER || kind == ALL_ONES;
+    memset(answer, ones ? 0xFF : 0, length);
     le32 code = kind == REFUSAL ? running.answers.u8() : ORV_RET_OK;
     memcpy(answer, &code, sizeof(code));
-    std::span<const uint8_t> record;
-    if (kind != ALL_ONES && kind != ALL_ZEROS)
-        record = running.answers.short_bytes();
-    Rest rest = kind == RECORD_AGAIN || kind == ENTRIES_AGAIN ? AGAIN
-                : kind == ONES_AFTER || kind == ALL_ONES      ? ONES
-                                                              : ZEROS;
-    fill(answer + sizeof(code), length - sizeof(code), record, kind == ENTRIES_AGAIN ? sizeof(le32) : 0, rest);
+    std::span<uint8_t> record(answer + sizeof(code), length - sizeof(code));
+    if (kind == RECORD_AGAIN || kind == ENTRIES_AGAIN) {
+        repeat(record, running.answers.short_bytes(), kind == ENTRIES_AGAIN ? sizeof(le32) : 0);
+    } else if (kind != ALL_ONES && kind != ALL_ZEROS) {
+        std::span<const uint8_t> bytes = running.answers.short_bytes();
+        std::copy_n(bytes.begin(), std::min(bytes.size(), record.size()), record.begin());
+    }
     return answer;
 }
 
@@ -193,7 +190,7 @@ void forget_stations()
     static constexpr uint8_t kZeros[] = {6, 6};
     blob_attr nothing = {cpu_to_be32(sizeof(blob_attr))};
     ubus_object *object = catalogue_object("wexond.laninfo");
-    daemon_call(*object, *find_method(*object, "list"), &nothing, Input(kZeros, sizeof(kZeros)));
+    daemon_call(*object, *find_method(*object, "list"), &nothing, FuzzInput(kZeros, sizeof(kZeros)));
 }
 
 } // namespace
@@ -315,7 +312,7 @@ void daemon_begin()
         ubus_add_object(wexond_context, object);
 }
 
-void daemon_begin_by_start(Input answers)
+void daemon_begin_by_start(FuzzInput answers)
 {
     wexond_context = &context;
     wexond_bus_lost(wexond_context); // the start ends where the event loop would run
@@ -357,7 +354,7 @@ const std::vector<ubus_object *> &daemon_objects()
     return objects;
 }
 
-void daemon_call(ubus_object &object, const ubus_method &method, blob_attr *message, Input answers)
+void daemon_call(ubus_object &object, const ubus_method &method, blob_attr *message, FuzzInput answers)
 {
     ubus_request_data request = {.object = object.id, .peer = 1, .seq = 1, .fd = -1, .req_fd = -1};
     running = {.method = &method, .request = &request, .answers = answers};

@@ -13,7 +13,7 @@
 void daemon_begin();
 
 // The same by the daemon's own start, which reads the entry lists from the service.
-void daemon_begin_by_start(Input answers);
+void daemon_begin_by_start(FuzzInput answers);
 
 // Everything is as it was before, but for objects' ids.
 void daemon_end();
@@ -40,7 +40,7 @@ const std::vector<ubus_object *> &daemon_objects();
 //     5  no record, ones
 //     6  no record, zeros
 //     7  code, record, zeros
-void daemon_call(ubus_object &object, const ubus_method &method, blob_attr *message, Input answers);
+void daemon_call(ubus_object &object, const ubus_method &method, blob_attr *message, FuzzInput answers);
 
 // Sends the events that were stored; the bus refuses those whose bit is set. How many were sent.
 unsigned daemon_drain(uint32_t refused);

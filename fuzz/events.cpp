@@ -104,7 +104,7 @@ void send_all(uint32_t refused)
     REQUIRE(daemon_drain(0) == 0);
 }
 
-Bytes take_bytes(Input &input)
+Bytes take_bytes(FuzzInput &input)
 {
     std::span<const uint8_t> bytes = input.bytes(input.u16());
     return {bytes.begin(), bytes.end()};
@@ -117,7 +117,7 @@ void receive(const Bytes &batch)
     WEXOND_ServerRecvDeal(copy.data(), static_cast<uint32_t>(copy.size()));
 }
 
-void add_message(Bytes &batch, Input &input)
+void add_message(Bytes &batch, FuzzInput &input)
 {
     uint8_t choice = input.u8();
     KnownEvent event = choice < 128 ? kEvents[choice % std::size(kEvents)] : KnownEvent{choice, 0};
@@ -133,7 +133,7 @@ void add_message(Bytes &batch, Input &input)
     batch += record;
 }
 
-void receive_messages(Input &input)
+void receive_messages(FuzzInput &input)
 {
     Bytes batch;
     for (size_t count = input.choice(32); count > 0; count--)
@@ -153,7 +153,7 @@ void receive_by_socket(const Bytes &batch)
     close(sockets[1]);
 }
 
-void step(Input &input)
+void step(FuzzInput &input)
 {
     switch (input.u8() % 8) {
     case 0:
@@ -178,7 +178,7 @@ void step(Input &input)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    Input input(data, size);
+    FuzzInput input(data, size);
     daemon_begin();
     while (!input.empty())
         step(input);

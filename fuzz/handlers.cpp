@@ -27,12 +27,12 @@ constexpr size_t kMostSteps = 32;
 
 // --- Arguments ---
 
-void add_text(blob_buf *message, const char *name, Input &input)
+void add_text(blob_buf *message, const char *name, FuzzInput &input)
 {
     blobmsg_add_string(message, name, input.text().c_str());
 }
 
-void add_table(blob_buf *message, Input &input)
+void add_table(blob_buf *message, FuzzInput &input)
 {
     void *table = blobmsg_open_table(message, nullptr);
     for (size_t members = input.choice(4); members > 0; members--) {
@@ -46,7 +46,7 @@ void add_table(blob_buf *message, Input &input)
 }
 
 // An element of an array: a text, a number, a table; now and then one that is cut short or of any type.
-void add_element(blob_buf *message, uint8_t kind, Input &input)
+void add_element(blob_buf *message, uint8_t kind, FuzzInput &input)
 {
     enum { TEXT, TEXT_TOO, SMALL_NUMBER, NUMBER, TABLE, TABLE_TOO, TYPED_BYTES, BYTES };
     kind %= 8;
@@ -68,23 +68,23 @@ void add_element(blob_buf *message, uint8_t kind, Input &input)
 }
 
 // Groups of equal elements.
-void add_array(blob_buf *message, const char *name, Input &input)
+void add_array(blob_buf *message, const char *name, FuzzInput &input)
 {
     void *array = blobmsg_open_array(message, name);
     for (size_t groups = input.choice(8); groups > 0; groups--) {
         uint8_t kind = input.u8();
         size_t repetitions = kind >= 128 ? input.u8() : 1;
-        Input first = input;
+        FuzzInput first = input;
         add_element(message, kind, input);
         for (size_t i = 1; i < repetitions; i++) {
-            Input again = first;
+            FuzzInput again = first;
             add_element(message, kind, again);
         }
     }
     blobmsg_close_array(message, array);
 }
 
-void add_value(blob_buf *message, const blobmsg_policy &argument, Input &input)
+void add_value(blob_buf *message, const blobmsg_policy &argument, FuzzInput &input)
 {
     switch (argument.type) {
     case BLOBMSG_TYPE_STRING:
@@ -99,7 +99,7 @@ void add_value(blob_buf *message, const blobmsg_policy &argument, Input &input)
     }
 }
 
-void add_argument(blob_buf *message, const blobmsg_policy &argument, Input &input)
+void add_argument(blob_buf *message, const blobmsg_policy &argument, FuzzInput &input)
 {
     blobmsg_policy other = {argument.name,
                             argument.type == BLOBMSG_TYPE_INT32 ? BLOBMSG_TYPE_STRING : BLOBMSG_TYPE_INT32};
@@ -111,7 +111,7 @@ void add_argument(blob_buf *message, const blobmsg_policy &argument, Input &inpu
 }
 
 // The message as it stands in the received one: an attribute, of whatever content.
-ExactCopy make_message(const ubus_method &method, Input &input)
+ExactCopy make_message(const ubus_method &method, FuzzInput &input)
 {
     blob_buf buf = {};
     blob_buf_init(&buf, UBUS_ATTR_DATA);
@@ -144,13 +144,13 @@ ubus_object *choose_object(uint8_t choice)
     return count > 0 ? objects[first + choice % 128 % count] : nullptr;
 }
 
-Input take_answers(Input &input)
+FuzzInput take_answers(FuzzInput &input)
 {
     std::span<const uint8_t> bytes = input.bytes(input.u16());
     return {bytes.data(), bytes.size()};
 }
 
-void call(Input &input)
+void call(FuzzInput &input)
 {
     ubus_object *object = choose_object(input.u8());
     uint8_t choice = input.u8();
@@ -162,7 +162,7 @@ void call(Input &input)
     daemon_call(*object, method, reinterpret_cast<blob_attr *>(message.data()), take_answers(input));
 }
 
-void add_entry(Input &input)
+void add_entry(FuzzInput &input)
 {
     vlist_tree *lists[] = {&entry_lists.wifi_aps[0], &entry_lists.wifi_aps[1], &entry_lists.wifi_timers,
                            &entry_lists.url_filters, &entry_lists.dns_filters, &entry_lists.lan_hosts};
@@ -170,7 +170,7 @@ void add_entry(Input &input)
     entry_add(lists[list], input.u16(), list < 2 ? static_cast<uint32_t>(list + 1) : 0);
 }
 
-void deliver_event(Input &input)
+void deliver_event(FuzzInput &input)
 {
     uint32_t type = input.u8();
     std::span<const uint8_t> record = input.short_bytes();
@@ -178,7 +178,7 @@ void deliver_event(Input &input)
     daemon_drain(input.u8());
 }
 
-void step(Input &input)
+void step(FuzzInput &input)
 {
     uint8_t action = input.u8() % 16;
     if (action < 12)
@@ -240,7 +240,7 @@ extern "C" int LLVMFuzzerInitialize(int *count, char ***arguments)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    Input input(data, size);
+    FuzzInput input(data, size);
     uint8_t switches = input.u8();
     daemon_log(switches & 1);
     if (switches & 2)

@@ -22,10 +22,10 @@ inline void require(bool holds, const char *condition, const char *file, int lin
     abort();
 }
 
-class Input
+class FuzzInput
 {
   public:
-    Input(const uint8_t *data, size_t size) : left_(data, size) {}
+    FuzzInput(const uint8_t *data, size_t size) : left_(data, size) {}
 
     bool empty() const { return left_.empty(); }
     size_t size() const { return left_.size(); }

@@ -21,7 +21,7 @@ Bytes to_send;      // by the peer, from `position` on
 size_t position;    // of what is sent
 size_t handed_over; // how many of the bytes sent the service has taken
 int service;        // its socket
-Input *script;
+FuzzInput *script;
 
 constexpr uint8_t kInterrupted = 255;
 
@@ -134,7 +134,7 @@ bool send_answer(uint32_t type, uint32_t code, const Bytes &record)
     return result == 0;
 }
 
-Bytes take_record(Input &input)
+Bytes take_record(FuzzInput &input)
 {
     std::span<const uint8_t> bytes = input.short_bytes();
     Bytes piece(bytes.begin(), bytes.end()), record;
@@ -143,7 +143,7 @@ Bytes take_record(Input &input)
     return record;
 }
 
-bool step(Input &input)
+bool step(FuzzInput &input)
 {
     uint8_t action = input.u8() % 4;
     if (action == 3) {
@@ -158,14 +158,12 @@ bool step(Input &input)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    Input input(data, size);
+    FuzzInput input(data, size);
     std::span<const uint8_t> bytes = input.bytes(input.u16());
     to_send.assign(bytes.begin(), bytes.end());
     position = handed_over = 0;
     script = &input;
-    peer_actions = {};
-    peer_actions.waits = peer_waits;
-    peer_actions.sends = peer_receives;
+    peer_actions = {.connected = nullptr, .waits = peer_waits, .sends = peer_receives};
     service = peer_open();
     while (!input.empty() && step(input)) {
     }

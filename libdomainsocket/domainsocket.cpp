@@ -8,6 +8,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <endian.h>
 #include <fcntl.h>
 #include <iterator>
@@ -17,7 +18,6 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace
@@ -146,6 +146,7 @@ int discard(int fd, size_t length, int64_t deadline)
 {
     char scratch[4096];
     while (length > 0) {
+        // cppcheck-suppress legacyUninitvar ; it is what is received into
         Transfer transfer({scratch, std::min(length, sizeof(scratch))}, {});
         if (receive_until(fd, transfer, 1, deadline, MSG_DONTWAIT) != 0)
             return SOCKET_ERROR;
@@ -431,7 +432,7 @@ int SOCKET_RecvRequest(int client, SOCKET_Request *request, void *payload, uint3
     if (waited != 0)
         return waited;
     int64_t deadline = deadline_after(SOCKET_TIME_LIMIT);
-    uint32_t words[kHeaderWords];
+    uint32_t words[kHeaderWords] = {};
     Transfer header({words, sizeof(words)}, {});
     int result = receive_until(client, header, sizeof(words), deadline, MSG_DONTWAIT);
     if (result != 0)

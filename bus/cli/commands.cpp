@@ -1,8 +1,8 @@
 #include "commands.h"
 
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <unistd.h>
 
 static constexpr int kDefaultTimeout = 30;
@@ -97,7 +97,7 @@ static bool build_message(blob_buf *buf, const char *json)
 
 static void print_reply(ubus_request *req, int, blob_attr *msg)
 {
-    auto *options = static_cast<const Options *>(req->priv);
+    const auto *options = static_cast<const Options *>(req->priv);
 
     if (char *text = blobmsg_format_json_indent(msg, true, options->simple ? -1 : 0)) {
         puts(text);

@@ -1,10 +1,10 @@
 // ubus: the bus from the command line.
 #include "commands.h"
 
-#include <limits.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <unistd.h>
 
 static constexpr int kNoCommand = 1, kTold = -1, kWrongUsage = -2;
@@ -67,6 +67,7 @@ static bool parse_options(int argc, char **argv, Options *options)
     int option;
 
     opterr = 0;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the tool has one thread
     while ((option = getopt(argc, argv, "+s:t:Sv")) != -1) {
         if (option == 's')
             options->socket = optarg;

@@ -53,6 +53,7 @@ void rotate(avl_tree *tree, avl_node *node, Side side)
     avl_node *child = node->child[side];
     replace(tree, node, child);
     link_child(node, side, child->child[other(side)]);
+    // NOLINTNEXTLINE(readability-suspicious-call-argument): the two change places
     link_child(child, other(side), node);
 }
 

@@ -34,7 +34,7 @@ void set_raw_len(blob_attr *attr, size_t length)
 // At least doubles, so that a long list of values costs few copies.
 bool grow_by_realloc(blob_buf *buf, int minlen)
 {
-    size_t length = static_cast<size_t>(buf->buflen);
+    auto length = static_cast<size_t>(buf->buflen);
     size_t wanted = length + std::max(length, static_cast<size_t>(minlen));
     wanted = std::min((wanted + kGrowStep - 1) / kGrowStep * kGrowStep, kMaxLength + 1);
     void *memory = realloc(buf->buf, wanted);
@@ -49,7 +49,7 @@ bool grow_by_realloc(blob_buf *buf, int minlen)
 // Makes the buffer hold `length` bytes; the head moves with it.
 bool reserve(blob_buf *buf, size_t length)
 {
-    size_t have = static_cast<size_t>(buf->buflen);
+    auto have = static_cast<size_t>(buf->buflen);
     if (length <= have) {
         return true;
     }
@@ -148,6 +148,7 @@ void *blob_nest_start_after(blob_buf *buf, int id, size_t payload)
     }
     uintptr_t parent = offset_of(buf, buf->head);
     buf->head = nested;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a cookie that is never followed
     return reinterpret_cast<void *>(parent + 1);
 }
 

@@ -16,7 +16,7 @@ constexpr size_t kMaxNameLength = UINT16_MAX;
 // The name's bytes, which may hold a NUL of their own: its length is what the header says.
 std::string_view name_of(const blob_attr *attr)
 {
-    auto *header = static_cast<const blobmsg_hdr *>(blob_data(attr));
+    const auto *header = static_cast<const blobmsg_hdr *>(blob_data(attr));
     return {blobmsg_name(attr), blobmsg_namelen(header)};
 }
 
@@ -66,6 +66,7 @@ bool has_valid_header(const blob_attr *attr, bool name)
         return false;
     }
     std::string_view text = name_of(attr);
+    // NOLINTNEXTLINE(readability-simplify-subscript-expr): the NUL lies behind the view
     return blobmsg_hdrlen(text.size()) <= blob_len(attr) && text.data()[text.size()] == '\0' &&
            (!name || !text.empty());
 }

@@ -150,8 +150,8 @@ void arm_timer()
 
 uint32_t epoll_events(unsigned flags)
 {
-    return (flags & ULOOP_READ ? EPOLLIN | EPOLLRDHUP : 0u) | (flags & ULOOP_WRITE ? EPOLLOUT : 0u) |
-           (flags & ULOOP_EDGE_TRIGGER ? EPOLLET : 0u);
+    return ((flags & ULOOP_READ) ? EPOLLIN | EPOLLRDHUP : 0u) | ((flags & ULOOP_WRITE) ? EPOLLOUT : 0u) |
+           ((flags & ULOOP_EDGE_TRIGGER) ? EPOLLET : 0u);
 }
 
 bool set_nonblocking(int fd)
@@ -162,7 +162,7 @@ bool set_nonblocking(int fd)
 
 void dispatch(uloop_fd *u, uint32_t ready)
 {
-    unsigned events = (ready & EPOLLIN ? ULOOP_READ : 0u) | (ready & EPOLLOUT ? ULOOP_WRITE : 0u);
+    unsigned events = ((ready & EPOLLIN) ? ULOOP_READ : 0u) | ((ready & EPOLLOUT) ? ULOOP_WRITE : 0u);
     events &= u->flags; // which may have changed since the wait
     if (ready & (EPOLLRDHUP | EPOLLHUP)) {
         u->eof = true;

@@ -1,15 +1,15 @@
 // The stream to the broker: connecting, reading through a buffer, framing, writing.
 #include "internal.h"
 
-#include <errno.h>
-#include <limits.h>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <poll.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <sys/un.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,8 +18,8 @@
 // Up to here the length of a message is known.
 static constexpr size_t kPrefixLength = sizeof(ubus_msghdr) + sizeof(blob_attr);
 
-static constexpr size_t kUsualCapacity = 16 * 1024;
-static constexpr size_t kLeastRoom = 4 * 1024; // below, reading would take many small receives
+static constexpr size_t kUsualCapacity = size_t{16} * 1024;
+static constexpr size_t kLeastRoom = size_t{4} * 1024; // below, reading would take many small receives
 static constexpr int kUsualMessageBuffer = 64 * 1024;
 static constexpr int kLeastMessageBuffer = 1024;
 static constexpr int kGreetingTimeoutMs = 10 * 1000;
@@ -58,13 +58,13 @@ HeldBuffer::~HeldBuffer()
 // Length of the first message in the buffer, which has its prefix whole.
 static size_t message_length(const ubus_receive_buffer *buffer)
 {
-    auto *body = reinterpret_cast<const blob_attr *>(buffer->bytes + buffer->begin + sizeof(ubus_msghdr));
+    const auto *body = reinterpret_cast<const blob_attr *>(buffer->bytes + buffer->begin + sizeof(ubus_msghdr));
     return sizeof(ubus_msghdr) + blob_raw_len(body);
 }
 
 static bool is_well_framed(const ubus_receive_buffer *buffer)
 {
-    uint8_t const version = static_cast<uint8_t>(buffer->bytes[buffer->begin]);
+    auto const version = static_cast<uint8_t>(buffer->bytes[buffer->begin]);
     size_t const length = message_length(buffer);
     return version == 0 && kPrefixLength <= length && length <= sizeof(ubus_msghdr) + UBUS_MAX_MSGLEN;
 }
@@ -125,7 +125,7 @@ static void recycle(ubus_context *ctx)
 static bool replace_buffer(ubus_context *ctx, size_t capacity)
 {
     ubus_receive_buffer *old = ctx->received;
-    ubus_receive_buffer *fresh = static_cast<ubus_receive_buffer *>(malloc(sizeof(*fresh) + capacity));
+    auto *fresh = static_cast<ubus_receive_buffer *>(malloc(sizeof(ubus_receive_buffer) + capacity));
 
     if (!fresh)
         return false;
@@ -348,6 +348,7 @@ void flush_held(ubus_context *ctx)
 
 static const char *default_path()
 {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment
     const char *path = getenv(UBUS_SOCKET_VARIABLE);
     return path && *path ? path : UBUS_UNIX_SOCKET;
 }

@@ -1,8 +1,8 @@
 // The life of a context, and the order in which its messages are handled.
 #include "internal.h"
 
-#include <stdlib.h>
-#include <string.h>
+#include <cstdlib>
+#include <cstring>
 
 static bool is_for_object(const Message &message)
 {

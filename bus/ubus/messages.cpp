@@ -1,7 +1,7 @@
 #include "internal.h"
 
-#include <stdlib.h>
-#include <string.h>
+#include <cstdlib>
+#include <cstring>
 
 static const blob_attr_info kAttributeTypes[] = {
     {},                         // unspec
@@ -29,7 +29,7 @@ void parse_attributes(const blob_attr *body, Attributes &attributes)
 bool keep_message(list_head *queue, const Message &message)
 {
     size_t const length = blob_raw_len(message.body);
-    KeptMessage *kept = static_cast<KeptMessage *>(malloc(sizeof(*kept) + length));
+    auto *kept = static_cast<KeptMessage *>(malloc(sizeof(KeptMessage) + length));
 
     if (!kept)
         return false;
@@ -51,6 +51,10 @@ KeptMessage *next_kept(list_head *queue)
 
 void drop_kept(list_head *queue)
 {
-    while (KeptMessage *kept = next_kept(queue))
+    KeptMessage *kept, *next;
+
+    list_for_each_entry_safe (kept, next, queue, list) {
+        list_del(&kept->list);
         free(kept);
+    }
 }

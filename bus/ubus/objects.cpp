@@ -1,7 +1,7 @@
 // Objects of ours: registration, the calls that arrive for them, the answers.
 #include "internal.h"
 
-#include <string.h>
+#include <cstring>
 
 static ubus_object *find_object(ubus_context *ctx, uint32_t id)
 {

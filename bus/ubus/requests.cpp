@@ -1,8 +1,8 @@
 // Requests of ours: sending them, matching the answers, waiting; and the look-ups and calls made of them.
 #include "internal.h"
 
-#include <stdlib.h>
-#include <string.h>
+#include <cstdlib>
+#include <cstring>
 
 static void init_request(ubus_context *ctx, ubus_request *req, uint32_t peer)
 {
@@ -250,6 +250,7 @@ int ubus_notify(ubus_context *ctx, ubus_object *obj, const char *type, blob_attr
         return UBUS_STATUS_NO_MEMORY;
     init_request(ctx, &notify.req, obj->id);
     notify.req.notify = true;
+    // cppcheck-suppress unreadVariable ; read where the answers arrive
     notify.pending = 0;
     int const status = send_message(ctx, UBUS_MSG_NOTIFY, notify.req.seq, obj->id);
     if (status != UBUS_STATUS_OK || !wants_answers)

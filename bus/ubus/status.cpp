@@ -1,6 +1,6 @@
 #include <libubus.h>
 
-#include <stdio.h>
+#include <cstdio>
 
 static const char *const kStatusTexts[] = {
     "Success",

@@ -69,7 +69,7 @@ void receive(Client &client)
         client.finished = true;
         return;
     }
-    size_t received = static_cast<size_t>(result);
+    auto received = static_cast<size_t>(result);
     size_t in_place = std::min(received, parts[0].iov_len);
     // A short read has emptied the socket, except where it stopped behind descriptors somebody passed along.
     bool drained = received < parts[0].iov_len + sizeof(arrivals) && (header.msg_flags & MSG_CTRUNC) == 0;

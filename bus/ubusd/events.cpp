@@ -40,6 +40,7 @@ int add_pattern(Object &object, const char *text)
     pattern->object = &object;
     pattern->is_prefix = is_prefix;
     pattern->length = length;
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the NUL is there
     memcpy(pattern->text, text, length);
     list_add_tail(&pattern->in_all, &patterns);
     list_add_tail(&pattern->in_object, &object.patterns);
@@ -160,8 +161,8 @@ void events_tell_path(const char *event, const Object &object)
 
 void events_forget(Object &object)
 {
-    while (!list_empty(&object.patterns)) {
-        Pattern *pattern = list_first_entry(&object.patterns, Pattern, in_object);
+    Pattern *pattern, *next;
+    list_for_each_entry_safe (pattern, next, &object.patterns, in_object) {
         list_del(&pattern->in_all);
         list_del(&pattern->in_object);
         free(pattern);

@@ -20,16 +20,16 @@ int fill_address(sockaddr_un &address, const char *path)
         errno = length == 0 ? ENOENT : ENAMETOOLONG;
         return -1;
     }
-    strcpy(address.sun_path, path);
+    memcpy(address.sun_path, path, length + 1);
     return 0;
 }
 
-// Makes the folders of `path`; those that are there already are left as they are. What fails otherwise shows when the
+// Makes the folders of the path; those that are there already are left as they are. What fails otherwise shows when the
 // socket is bound.
-void make_folders(const char *path)
+void make_folders(const sockaddr_un &address)
 {
     char folder[sizeof(sockaddr_un::sun_path)];
-    strcpy(folder, path);
+    memcpy(folder, address.sun_path, sizeof(folder));
     umask(0022); // every user is to reach the socket
     for (char *slash = strchr(folder + 1, '/'); slash != nullptr; slash = strchr(slash + 1, '/')) {
         *slash = '\0';
@@ -80,7 +80,7 @@ int listener_open(const char *path)
     if (fd < 0) {
         return -1;
     }
-    make_folders(path);
+    make_folders(address);
     if (bind_and_listen(fd, address) != 0) {
         int error = errno;
         close(fd);

@@ -36,6 +36,7 @@ void catch_signals(sigset_t &while_waiting)
         sigaction(ending_signal, &action, nullptr);
         sigaddset(&ending, ending_signal);
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the broker has one thread
     sigprocmask(SIG_BLOCK, &ending, &while_waiting);
     sigdelset(&while_waiting, SIGINT);
     sigdelset(&while_waiting, SIGTERM);
@@ -53,6 +54,7 @@ void raise_descriptor_limit()
 
 const char *default_path()
 {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the broker has one thread
     const char *path = getenv(UBUS_SOCKET_VARIABLE);
     return path == nullptr || path[0] == '\0' ? UBUS_UNIX_SOCKET : path;
 }
@@ -61,6 +63,7 @@ const char *default_path()
 const char *path_argument(int argc, char **argv)
 {
     const char *path = default_path();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the broker has one thread
     for (int option; (option = getopt(argc, argv, "s:")) != -1;) {
         if (option != 's') {
             return nullptr;

@@ -66,8 +66,11 @@ class Message
     void add_foreign(const void *data, size_t length);
     void lengthen(size_t length);
 
-    uint8_t own_[kHeaderSize + 7 * 8]; // an attribute has 8 bytes here at most: word and number, or word and padding
-    iovec pieces_[1 + 7 * 2];
+    static constexpr size_t kMostAttributes = 7;
+
+    // An attribute has 8 bytes here at most: word and number, or word and padding.
+    uint8_t own_[kHeaderSize + kMostAttributes * 8];
+    iovec pieces_[1 + kMostAttributes * 2];
     size_t own_used_;
     size_t count_ = 1;
     size_t length_;

@@ -74,13 +74,13 @@ void end_subscription(Subscription *subscription)
 
 void end_subscriptions(Object &object)
 {
-    while (!list_empty(&object.subscribers)) {
-        Subscription *subscription = list_first_entry(&object.subscribers, Subscription, in_target);
+    Subscription *subscription, *next;
+    list_for_each_entry_safe (subscription, next, &object.subscribers, in_target) {
         tell_subscriber(*subscription);
         end_subscription(subscription);
     }
-    while (!list_empty(&object.targets)) {
-        end_subscription(list_first_entry(&object.targets, Subscription, in_subscriber));
+    list_for_each_entry_safe (subscription, next, &object.targets, in_subscriber) {
+        end_subscription(subscription);
     }
 }
 
@@ -228,8 +228,9 @@ void object_remove(Object *object)
 
 void objects_release(Client &client)
 {
-    while (!list_empty(&client.objects)) {
-        object_remove(list_first_entry(&client.objects, Object, in_client));
+    Object *object, *next;
+    list_for_each_entry_safe (object, next, &client.objects, in_client) {
+        object_remove(object);
     }
 }
 

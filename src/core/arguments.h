@@ -63,6 +63,7 @@ class Elements
         bool operator!=(const Iterator &end) const { return left != end.left; }
     };
     Iterator begin() const;
+    // NOLINTNEXTLINE(readability-convert-member-functions-to-static): one of a pair
     Iterator end() const { return {nullptr, 0}; }
 
   private:

@@ -7,6 +7,7 @@
 #include "core/log.h"
 #include "core/paths.h"
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
 void wexond_fail(Status *status, const char *format, ...)
 {
     if (!status)

@@ -5,16 +5,16 @@
 
 bool wexond_log_enabled();
 
-// One formatted print of one line. Called through the macros, which put the function name and line number first.
-void wexond_log_line(const char *format, ...) __attribute__((format(printf, 1, 2)));
+// Writes a line with the function's name and the line number before it. Called through the macros.
+void wexond_log_line(const char *function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
-// Messages bring their own line ends. The arguments are not evaluated while the log is off.
-#define WEXOND_LOG(format, ...) WEXOND_LOG_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)
+// A format and its arguments. Messages bring their own line ends. The arguments are not evaluated while the log is off.
+#define WEXOND_LOG(...) WEXOND_LOG_AS(__func__, __VA_ARGS__)
 
 // The same under another function's name: for code that several handlers share and whose lines carry the handler's
 // name.
-#define WEXOND_LOG_AS(function, format, ...)                                                                           \
+#define WEXOND_LOG_AS(function, ...)                                                                                   \
     do {                                                                                                               \
         if (wexond_log_enabled())                                                                                      \
-            wexond_log_line("[%s.%d]: " format, function, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                        \
+            wexond_log_line(function, __LINE__, __VA_ARGS__);                                                          \
     } while (0)

@@ -7,7 +7,7 @@ namespace
 {
 
 // The bus drops the connection of a sender whose message is larger; the message's other attributes fit in the margin.
-constexpr size_t kMessageLimit = 1024 * 1024;
+constexpr size_t kMessageLimit = size_t{1024} * 1024;
 constexpr size_t kMessageMargin = 64;
 
 constexpr const char *kOutOfMemory = "out of memory";

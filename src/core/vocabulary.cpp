@@ -98,8 +98,7 @@ const char *find_text(const CodeToText &vocabulary, int32_t code)
 }
 
 // Joins the pieces of the bits that are set. Bits without a piece are never cleared, so that each pass left over adds
-// one more
-// "/"; agents know these texts.
+// one more "/"; agents know these texts.
 void join_bits(uint32_t bits, std::span<const char *const> pieces)
 {
     for (size_t pass = 0; pass < pieces.size() && bits; pass++) {
@@ -237,14 +236,14 @@ void wexond_mac_colon(char *text)
 const char *wexond_format_value(uint32_t kind, const char *text)
 {
     memset(address, 0, sizeof(address));
-    unsigned bytes[6];
     if (kind == kMacText) {
+        unsigned bytes[6];
         if (read_mac(text, kReadColon, bytes))
             snprintf(address, sizeof(address), kPrintCompact, bytes[0], bytes[1], bytes[2], bytes[3], bytes[4],
                      bytes[5]);
     } else if (kind == kBitFieldText) {
-        uint32_t number = static_cast<uint32_t>(strtoll(text, nullptr, 10));
-        snprintf(address, sizeof(address), "%d", number >> 7 & 0x3FFFFF);
+        auto number = static_cast<uint32_t>(strtoll(text, nullptr, 10));
+        snprintf(address, sizeof(address), "%u", number >> 7 & 0x3FFFFF);
     } else {
         snprintf(address, sizeof(address), "%s", text);
     }

@@ -82,10 +82,10 @@ void WEXOND_ServerListen(int client)
 
 void WEXOND_ServerRecvDeal(const void *buffer, uint32_t length)
 {
-    auto *bytes = static_cast<const uint8_t *>(buffer);
+    const auto *bytes = static_cast<const uint8_t *>(buffer);
     uint64_t offset = 0;
     while (offset + sizeof(EventHeader) <= length) {
-        auto &header = *reinterpret_cast<const EventHeader *>(bytes + offset);
+        const auto &header = *reinterpret_cast<const EventHeader *>(bytes + offset);
         const uint8_t *record = bytes + offset + sizeof(EventHeader);
         offset += sizeof(EventHeader) + uint64_t{header.length};
         if (offset > length) {

@@ -49,7 +49,7 @@ int wexond_laninfo_newdevice(const void *record, uint32_t)
 {
     if (!record)
         return kNotSent;
-    auto &event = *static_cast<const StationEvent *>(record);
+    const auto &event = *static_cast<const StationEvent *>(record);
     auto mac = compact_mac(event.mac);
     auto virtual_mac = compact_mac(event.virtual_mac);
     auto host_name = read_text(event.host_name);
@@ -69,7 +69,7 @@ int wexond_laninfo_devicestatus(const void *record, uint32_t)
 {
     if (!record)
         return kNotSent;
-    auto &event = *static_cast<const StationEvent *>(record);
+    const auto &event = *static_cast<const StationEvent *>(record);
     auto mac = compact_mac(event.mac);
     reply_start();
     reply_string("mac", mac.data);
@@ -82,7 +82,7 @@ int wexond_waninfo_ipchange(const void *record, uint32_t)
 {
     if (!record)
         return kNotSent;
-    auto &event = *static_cast<const WanIpChangeEvent *>(record);
+    const auto &event = *static_cast<const WanIpChangeEvent *>(record);
     auto address = read_text(event.address);
     reply_start();
     reply_string("ipaddr", address.data);
@@ -95,7 +95,7 @@ int wexond_waninfo_updown(const void *record, uint32_t)
     if (!record)
         return kNotSent;
     enum : uint32_t { UP = 1, DOWN = 2, ADDRESS_ONLY = 3 };
-    auto &event = *static_cast<const WanUpDownEvent *>(record);
+    const auto &event = *static_cast<const WanUpDownEvent *>(record);
     auto address = read_text(event.address);
     uint32_t state = event.state;
     reply_start();
@@ -161,7 +161,7 @@ int wexond_wifi_channelchanged(const void *record, uint32_t)
     if (!record)
         return kNotSent;
     static constexpr const char *kRadios[] = {"wexond.wifi.1", "wexond.wifi.2"};
-    auto &event = *static_cast<const ChannelChangeEvent *>(record);
+    const auto &event = *static_cast<const ChannelChangeEvent *>(record);
     uint32_t band = event.band, channel = event.channel;
     if (band >= std::size(kRadios))
         return kNotSent;
@@ -175,7 +175,7 @@ int wexond_wifi_ssidchanged(const void *record, uint32_t)
 {
     if (!record)
         return kNotSent;
-    auto &event = *static_cast<const SsidChangeEvent *>(record);
+    const auto &event = *static_cast<const SsidChangeEvent *>(record);
     uint32_t band = event.band, ap_index = event.ap_index;
     if (band >= std::size(entry_lists.wifi_aps))
         return kNotSent;
@@ -196,7 +196,7 @@ int wexond_diagnostics_pingresult(const void *record, uint32_t)
 {
     if (!record)
         return kNotSent;
-    auto &event = *static_cast<const PingResultEvent *>(record);
+    const auto &event = *static_cast<const PingResultEvent *>(record);
     reply_start();
     reply_int("received", event.received);
     reply_int("loss", event.loss);
@@ -214,7 +214,7 @@ int wexond_diagnostics_tracerouteresult(const void *record, uint32_t)
 {
     if (!record)
         return kNotSent;
-    auto *text = static_cast<const char *>(record);
+    const auto *text = static_cast<const char *>(record);
     reply_start();
     reply_string("result", text);
     WEXOND_LOG("%s:  result:%s \n\n", __func__, text);
@@ -225,7 +225,7 @@ int wexond_roaming_notification(const void *record, uint32_t)
 {
     if (!record)
         return kNotSent;
-    auto &event = *static_cast<const RoamingEvent *>(record);
+    const auto &event = *static_cast<const RoamingEvent *>(record);
     auto mac = compact_mac(event.mac);
     auto bssid = compact_mac(event.bssid);
     reply_start();
@@ -253,7 +253,7 @@ int wexond_wifi_vsie_proberx_newrecord(const void *record, uint32_t)
 {
     if (!record)
         return kNotSent;
-    auto &event = *static_cast<const VsieRecordEvent *>(record);
+    const auto &event = *static_cast<const VsieRecordEvent *>(record);
     size_t count = std::min<size_t>(event.length, std::size(event.data));
     reply_start();
     reply_string("mac", compact_mac(event.mac).data);

@@ -137,7 +137,7 @@ int filter_entry_set(const FilterKind<Record> &kind, ubus_object *object, ubus_r
 {
     Call call(object, method, kind.set.function);
     uint32_t index = filter_find_index(kind.entries, object, kind.set.function);
-    Record record = filter_record_of<Record>(index);
+    auto record = filter_record_of<Record>(index);
     if (index == 0) {
         filter_fail_unknown(kind, object, &call.status);
     } else if (kind.parse(message, false, kind.set.function, record, &call.status) == 0) {

@@ -80,7 +80,7 @@ int read_records(DeviceRecords &records)
 // list runs on through the words that follow, to the record's end.
 void add_ports(const char *key, const PortNumRecord &ports, size_t first, uint32_t count)
 {
-    auto *words = reinterpret_cast<const le32 *>(&ports);
+    const auto *words = reinterpret_cast<const le32 *>(&ports);
     size_t end = std::min<uint64_t>(first + uint64_t{count}, sizeof(ports) / sizeof(le32));
     void *array = reply_open_array(key);
     for (size_t word = first; word < end; word++)

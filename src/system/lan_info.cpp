@@ -4,7 +4,6 @@
 
 #include "system/lan_info_records.h"
 
-#include <cstdio>
 #include <ctime>
 
 #include "core/arguments.h"
@@ -12,6 +11,7 @@
 #include "core/entry.h"
 #include "core/reply.h"
 #include "core/vocabulary.h"
+#include "system/local_time.h"
 
 namespace
 {
@@ -42,7 +42,7 @@ MacIndexTable mac_index;
 
 // The messaging library carries 1 MiB in one answer.
 constexpr uint32_t kMaxStations =
-    (1024 * 1024 - sizeof(ReturnCode) - sizeof(StationListHeader)) / sizeof(StationRecord);
+    (size_t{1024} * 1024 - sizeof(ReturnCode) - sizeof(StationListHeader)) / sizeof(StationRecord);
 
 constexpr uint32_t kMediumWifi2g = 0;
 constexpr uint32_t kMediumWired = 2;
@@ -76,12 +76,8 @@ void add_identity(const StationRecord &station)
 // The time of the last change of state stands under the key of the state that it led to.
 void add_state(const StationRecord &station)
 {
-    time_t changed_at = station.changed_at;
-    tm when{};
-    localtime_r(&changed_at, &when);
     char text[80];
-    snprintf(text, sizeof(text), "%4d-%02d-%02d %02d:%02d:%02d", when.tm_year + 1900, when.tm_mon + 1, when.tm_mday,
-             when.tm_hour, when.tm_min, when.tm_sec);
+    write_local_time(text, sizeof(text), station.changed_at);
     bool active = station.active == 1;
 
     reply_int("active", active);

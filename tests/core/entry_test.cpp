@@ -125,6 +125,7 @@ INSTANTIATE_TEST_SUITE_P(Lists, EntryListTest, testing::ValuesIn(kLists),
 
 TEST_P(EntryListTest, PublishesAnAddedEntry)
 {
+    NEEDS_BUS_TOOL();
     enable_log();
     Entry *entry = add_entry();
     ASSERT_NE(entry, nullptr);
@@ -159,6 +160,7 @@ TEST_P(EntryListTest, PublishesAnEntryThatComesBack)
 
 TEST_P(EntryListTest, KeepsTheObjectOfAnEntryAddedTwice)
 {
+    NEEDS_BUS_TOOL();
     Entry *first = add_entry();
     uint32_t id = first->object.id;
     enable_log();
@@ -178,6 +180,7 @@ TEST_P(EntryListTest, KeepsTheObjectOfAnEntryAddedTwice)
 
 TEST_P(EntryListTest, KeepsTheObjectOfADisplacedEntryForGood)
 {
+    NEEDS_BUS_TOOL();
     add_entry();
     Entry *second = add_entry();
     enable_log();

@@ -77,11 +77,19 @@ extern "C" int pthread_create(pthread_t *thread, const pthread_attr_t *attribute
 
 extern "C" int asprintf(char **text, const char *format, ...)
 {
-    if (fails())
-        return -1;
     va_list arguments;
     va_start(arguments, format);
-    int length = vasprintf(text, format, arguments);
+    int length = fails() ? -1 : vasprintf(text, format, arguments);
+    va_end(arguments);
+    return length;
+}
+
+// What a fortified build calls.
+extern "C" int __asprintf_chk(char **text, int, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    int length = fails() ? -1 : vasprintf(text, format, arguments);
     va_end(arguments);
     return length;
 }

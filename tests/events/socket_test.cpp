@@ -88,7 +88,7 @@ class EventSocketStartTest : public DaemonTest
 
 TEST_F(EventSocketStartTest, BelongsToItsOwnerAlone)
 {
-    launch_daemon({"sh", "-c", R"(umask 0; exec "$0")"});
+    launch_daemon({"sh", "-c", R"(umask 0; exec "$0" "$@")"});
     wait_until_listening(event_socket());
     struct stat status;
     ASSERT_EQ(stat(event_socket().c_str(), &status), 0);
@@ -128,6 +128,7 @@ TEST_F(EventSocketStartTest, WithoutItOnlyNotificationsAreLost)
 // The first daemon lives on a bus and with a service of its own; the one under test finds its socket taken.
 TEST_F(EventSocketStartTest, LeavesItToADaemonThatAnswersOnIt)
 {
+    NEEDS_BUS_TOOL();
     TemporaryFolder folder;
     Bus bus(folder / "ubus.sock");
     ScriptedService service(folder / "orvc.sock");

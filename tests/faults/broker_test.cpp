@@ -25,7 +25,7 @@ class BrokerFaultTest : public FaultTest
         std::string folder = this->folder().path();
         launch_daemon(
             {"sh", "-c",
-             "until [ -e " + folder + "/stop ]; do \"$0\" 2>>" + folder + "/errors || exit; sleep 0.05; done"});
+             "until [ -e " + folder + "/stop ]; do \"$0\" \"$@\" 2>>" + folder + "/errors || exit; sleep 0.05; done"});
     }
     void stop_supervisor() { std::ofstream(folder() / "stop"); }
 
@@ -54,6 +54,7 @@ void expect_whole(const std::filesystem::path &socket, const std::filesystem::pa
 
 TEST_F(BrokerFaultTest, ItsEndReleasesEverything)
 {
+    NEEDS_BUS_TOOL();
     answer_led();
     service().answer(98, record(Bytes(1156).u32(0, 1).u32(4, 3)));
     launch_daemon();
@@ -75,6 +76,7 @@ TEST_F(BrokerFaultTest, ItsEndReleasesEverything)
 // The services' answers come slowly, so that brokers die at every stage of the start, in calls, and in between.
 TEST_F(BrokerFaultTest, ASupervisedDaemonComesBackWithEveryBroker)
 {
+    NEEDS_BUS_TOOL();
     constexpr int kBrokers = 12;
     answer_led(after(5ms, record(Bytes(4).u32(0, 1))));
     service().answer(98, after(5ms, record(Bytes(1156).u32(0, 1).u32(4, 3))));
@@ -85,10 +87,9 @@ TEST_F(BrokerFaultTest, ASupervisedDaemonComesBackWithEveryBroker)
     std::mt19937 random(20240229);
     for (int i = 0; i < kBrokers; i++) {
         Bus broker(bus().socket());
-        Process caller({"sh", "-c",
-                        "while " UBUS_PROGRAM " -s " + broker.socket().string() +
-                            " call wexond.ledswitch get; [ $? -ne 255 ]; do sleep 0.02; done"});
-        std::this_thread::sleep_for(std::chrono::milliseconds(random() % 250));
+        Process caller({"sh", "-c", R"(while "$0" "$@"; [ $? -ne 255 ]; do sleep 0.02; done)", UBUS_PROGRAM, "-s",
+                        broker.socket(), "call", "wexond.ledswitch", "get"});
+        std::this_thread::sleep_for(std::chrono::milliseconds(random() % (250 * kSlowness)));
         broker.kill();
         caller.wait();
     }

@@ -50,7 +50,7 @@ TEST_F(ListsTest, EntriesThatComeAndGoLeaveNothingBehind)
             cycle(list);
         const Footprint footprint = footprint_of(daemon());
         const std::string objects = client().list("*");
-        const int64_t blocks = memory_->blocks;
+        const int32_t blocks = memory_->blocks;
         const long memory = anonymous_memory(daemon().pid());
         for (int i = 0; i < rounds(); i++)
             ASSERT_EQ(cycle(list), replies);

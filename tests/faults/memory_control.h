@@ -13,7 +13,7 @@ struct MemoryControl {
     std::atomic<uint32_t> last;        // and of the last one
     std::atomic<uint32_t> allocations; // since it was armed
     std::atomic<uint32_t> failures;
-    std::atomic<int64_t> blocks;          // allocated and not freed
+    std::atomic<int32_t> blocks;          // allocated and not freed
     std::atomic<uint32_t> threads;        // started, or not to be started, so far
     std::atomic<uint32_t> failing_thread; // the number of the one that cannot be started, from 1
 };

@@ -236,7 +236,7 @@ void MemoryTest::starve(const Row &row, uint32_t most)
     run(row);
     const Outcome whole = run(row);
     const uint32_t allocations = memory_->allocations;
-    const int64_t blocks = memory_->blocks;
+    const int32_t blocks = memory_->blocks;
     EXPECT_EQ(whole.reply.substr(0, 2), "{\"") << whole.reply;
     EXPECT_FALSE(is_refusal(whole.reply)) << whole.reply;
     EXPECT_GE(allocations, 1u) << "an answer of the service, or a table";
@@ -343,6 +343,7 @@ TEST_F(MemoryTest, MayRunOutWhileASettingIsPutOff)
 // The daemon ends as it does without its bus, and its supervisor starts it again.
 TEST_F(MemoryTest, MayRunOutWhileALongCallIsReceived)
 {
+    NEEDS_BUS_TOOL();
     start();
     service().take_requests();
     memory_->first = 1;
@@ -443,6 +444,7 @@ class StarvedStart
 // long.
 TEST(StarvedStartTest, MemoryThatRunsOutAtStartLeavesADaemonThatTellsOrNone)
 {
+    NEEDS_BUS_TOOL();
     uint32_t allocations = StarvedStart(0, 0).expect_all_or_none_or_told();
     uint32_t step = getenv("WEXOND_LONG_TESTS") ? 1 : 1 + allocations / 4;
     std::deque<StarvedStart> starts;
@@ -486,7 +488,7 @@ TEST_F(MemoryTest, FailsACallForWhichThereIsNoThread)
     start();
     make(kAdd2gAp);
     memory_->failing_thread = memory_->threads + 1;
-    int64_t blocks = memory_->blocks;
+    int32_t blocks = memory_->blocks;
     EXPECT_EQ(make({"wexond.wifi.1.ap.2", "set", R"({"enable": "no"})"}), "(Unknown error: -1)");
     EXPECT_EQ(memory_->blocks, blocks);
     EXPECT_EQ(make({"wexond.wifi.1.ap.2", "set", R"({"enable": "no"})"}), kSuccess);
@@ -533,7 +535,7 @@ class EventMemoryTest : public MemoryTest
     // The same with the memory failing, until all that was stored has been sent, or lost, and freed.
     Messages send_starved(uint32_t first, uint32_t last)
     {
-        const int64_t blocks = memory_->blocks;
+        const int32_t blocks = memory_->blocks;
         memory_->first = first;
         memory_->last = last;
         memory_->allocations = memory_->failures = 0;

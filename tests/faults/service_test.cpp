@@ -146,6 +146,7 @@ TEST_F(ServiceFaultTest, FindsTheServiceOfTheMomentForEachRequest)
 
 TEST_F(ServiceFaultTest, ServesOthersAfterASilentService)
 {
+    NEEDS_BUS_TOOL();
     service().take_requests();
     auto start = std::chrono::steady_clock::now();
     service().answer_in_turn(kGetLed, {after(10500ms, record(Bytes(4).u32(0, 1))), record(Bytes(4))});

@@ -42,7 +42,7 @@ StarvedTest::~StarvedTest()
 
 void StarvedTest::launch()
 {
-    launch_daemon({"sh", "-c", "exec " BUILD_BIN_DIR "/wexond-starved"});
+    launch_daemon({}, BUILD_BIN_DIR "/wexond-starved");
 }
 
 void StarvedTest::start()

@@ -115,6 +115,7 @@ TEST_F(BackendTest, GivesUpASilentServiceAfterTenSeconds)
 
 TEST_F(BackendTest, AnswersCallsInTheOrderOfTheirArrival)
 {
+    NEEDS_BUS_TOOL();
     service().answer(kGet, after(200ms, record(Bytes(4))));
     service().answer(kSet, code(0));
     Process first({UBUS_PROGRAM, "-s", bus().socket().string(), "call", "wexond.ledswitch", "get"});

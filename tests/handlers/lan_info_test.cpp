@@ -1103,6 +1103,8 @@ class LanInfoMemoryTest : public LanInfoTest
 // Each of these lists puts two entries out that have the key of 256.
 TEST_F(LanInfoMemoryTest, StaysAsLargeAsItIsOverRepeatedLists)
 {
+    if (!kEmulator.empty())
+        GTEST_SKIP() << "the pages would be the emulator's too";
     answer_with(bare_stations(512));
     auto list_often = [&](int times) {
         while (times-- > 0)

@@ -14,13 +14,15 @@ namespace
 
 constexpr const char *kInside = "WEXOND_TEST_INSIDE";
 
-// Gives /tmp and /run to $1, and leaves the build folder $2 where it is, should it lie below /tmp. Then becomes $3.
+// Gives /tmp and /run to $1, and leaves the build folder $2 where it is, should it lie below /tmp. Then becomes the
+// rest.
 constexpr const char *kScript = R"(
     case "$2" in /tmp/*)
         mkdir -p "$1$2" && mount --rbind "$2" "$1$2" || exit 77 ;;
     esac
     mkdir -p "$1/tmp" "$1/run" && mount --rbind "$1/run" /run && mount --rbind "$1/tmp" /tmp || exit 77
-    exec "$3" --gtest_filter="$4"
+    shift 2
+    exec "$@"
 )";
 
 void work_on_true_paths()
@@ -51,6 +53,7 @@ void work_on_true_paths()
 
 TEST(ShippedDaemonTest, WorksOnItsTruePaths)
 {
+    NEEDS_BUS_TOOL();
     if (getenv(kInside))
         return work_on_true_paths();
     Process permission({"unshare", "-rm", "true"});
@@ -59,7 +62,7 @@ TEST(ShippedDaemonTest, WorksOnItsTruePaths)
     TemporaryFolder folder;
     Process inside({"unshare", "-rm", "sh", "-ec", kScript, "sh", folder.path(),
                     std::filesystem::path(BUILD_BIN_DIR).parent_path(), std::filesystem::read_symlink("/proc/self/exe"),
-                    "ShippedDaemonTest.WorksOnItsTruePaths"},
+                    "--gtest_filter=ShippedDaemonTest.WorksOnItsTruePaths"},
                    {{kInside, "yes"}});
     std::optional<int> status = inside.wait(3 * kPatience);
     if (status == 77)

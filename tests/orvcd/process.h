@@ -22,6 +22,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "tests/support/emulator.h"
+
 inline std::string word(uint32_t value)
 {
     std::string result;
@@ -88,7 +90,7 @@ class Client
         std::string result;
         char buffer[4096];
         pollfd entry = {socket_, POLLIN, 0};
-        while (result.size() < length && poll(&entry, 1, 10000) == 1) {
+        while (result.size() < length && poll(&entry, 1, 10000 * kSlowness) == 1) {
             ssize_t got = recv(socket_, buffer, std::min(sizeof(buffer), length - result.size()), 0);
             if (got <= 0)
                 break;
@@ -100,7 +102,7 @@ class Client
     {
         char byte;
         pollfd entry = {socket_, POLLIN, 0};
-        return poll(&entry, 1, 5000) == 1 && recv(socket_, &byte, 1, 0) <= 0;
+        return poll(&entry, 1, 5000 * kSlowness) == 1 && recv(socket_, &byte, 1, 0) <= 0;
     }
 
     // Sends a request and returns the answer's body, return code included.
@@ -155,9 +157,10 @@ class Process
     void launch(std::vector<std::string> arguments)
     {
         arguments.insert(arguments.begin(), BUILD_BIN_DIR "/orvcd");
+        std::vector<std::string> command = emulated(arguments);
         std::vector<char *> vector;
-        for (std::string &argument : arguments)
-            vector.push_back(argument.data());
+        for (std::string &word : command)
+            vector.push_back(word.data());
         vector.push_back(nullptr);
         std::string output = file("output");
         std::string errors = file("errors");
@@ -166,7 +169,7 @@ class Process
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDOUT_FILENO);
             dup2(open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDERR_FILENO);
-            execv(vector[0], vector.data());
+            execvp(vector[0], vector.data());
             _exit(127);
         }
     }
@@ -176,7 +179,7 @@ class Process
         arguments.insert(arguments.begin(),
                          {"--socket", socket(), "--events", events(), "--life", std::to_string(life)});
         launch(arguments);
-        for (int attempt = 0; attempt < 1000; attempt++) {
+        for (int attempt = 0; attempt < 1000 * kSlowness; attempt++) {
             if (Client(socket()).connected())
                 return;
             usleep(10000);

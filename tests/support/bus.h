@@ -2,11 +2,17 @@
 #pragma once
 
 #include <filesystem>
+#include <gtest/gtest.h>
 
 #include "tests/support/process.h"
 
 namespace test_support
 {
+
+// At the beginning of a test that starts the bus tool, which is not there where json-c is not.
+#define NEEDS_BUS_TOOL()                                                                                               \
+    if (!*UBUS_PROGRAM)                                                                                                \
+    GTEST_SKIP() << "no bus tool: it needs json-c, which is not installed"
 
 class Bus
 {

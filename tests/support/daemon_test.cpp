@@ -46,9 +46,9 @@ void DaemonTest::TearDown()
         end_daemon();
 }
 
-void DaemonTest::launch_daemon(std::vector<std::string> wrapper)
+void DaemonTest::launch_daemon(std::vector<std::string> wrapper, const char *program)
 {
-    wrapper.push_back(WEXOND_TEST_PROGRAM);
+    wrapper.push_back(program);
     daemon_ = std::make_unique<Process>(wrapper, Process::Environment{{"WEXOND_TEST_DIR", folder_.path().string()}});
 }
 

@@ -81,8 +81,8 @@ int shell_status(int status)
 Process::Process(const std::vector<std::string> &arguments, const Environment &environment)
     : output_(make_file("stdout")), error_(make_file("stderr"))
 {
-    std::vector<std::string> variables = environment_with(environment);
-    std::vector<char *> argument_pointers = pointers(arguments), variable_pointers = pointers(variables);
+    std::vector<std::string> command = emulated(arguments), variables = environment_with(environment);
+    std::vector<char *> argument_pointers = pointers(command), variable_pointers = pointers(variables);
     pid_ = fork();
     if (pid_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");

@@ -8,13 +8,15 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "tests/support/emulator.h"
+
 namespace test_support
 {
 
 using Milliseconds = std::chrono::milliseconds;
 
 // Longer than anything that ends by itself takes, also under a sanitizer on a busy machine.
-constexpr Milliseconds kPatience{20000};
+constexpr Milliseconds kPatience{20000 * kSlowness};
 
 class Process
 {
@@ -22,8 +24,8 @@ class Process
     // Variables set for the child, or (without a value) taken away; the others are inherited.
     using Environment = std::map<std::string, std::optional<std::string>>;
 
-    // Looks arguments[0] up in the PATH. A program that cannot be started ends with status 127 and says so on its
-    // standard error. Standard input is empty.
+    // Runs a program of the build through the emulator, where it needs one. Looks arguments[0] up in the PATH. A
+    // program that cannot be started ends with status 127 and says so on its standard error. Standard input is empty.
     explicit Process(const std::vector<std::string> &arguments, const Environment &environment = {});
     // Kills the process if it is still there.
     ~Process();

@@ -4,8 +4,15 @@
 #include <gtest/gtest.h>
 #include <limits>
 
+extern "C" int json_from_c(void);
+
 namespace
 {
+
+TEST(BlobmsgJson, HeaderIsC)
+{
+    EXPECT_EQ(json_from_c(), 2);
+}
 
 std::string taken(char *text)
 {

@@ -10,6 +10,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/emulator.h"
+
 void PrintTo(const Outcome &outcome, std::ostream *out)
 {
     *out << "status " << outcome.status << "\noutput: " << outcome.output << "\nerrors: " << outcome.errors;
@@ -26,8 +28,9 @@ static int exit_status(pid_t pid)
 static pid_t start(const std::vector<std::string> &arguments, int output, int errors)
 {
     std::vector<char *> argv;
-    for (const std::string &argument : arguments)
-        argv.push_back(const_cast<char *>(argument.c_str()));
+    std::vector<std::string> const command = emulated(arguments);
+    for (const std::string &word : command)
+        argv.push_back(const_cast<char *>(word.c_str()));
     argv.push_back(nullptr);
 
     pid_t const pid = fork();
@@ -37,7 +40,7 @@ static pid_t start(const std::vector<std::string> &arguments, int output, int er
         dup2(errors, STDERR_FILENO);
         for (int number : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD})
             ::signal(number, SIG_DFL); // which the event loop of the test may have changed
-        execv(argv[0], argv.data());
+        execvp(argv[0], argv.data());
         _exit(127);
     }
     return pid;
@@ -111,7 +114,7 @@ bool Program::read_on()
 
 bool run_until(const std::function<bool()> &reached)
 {
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10 * kSlowness);
 
     while (!reached()) {
         if (std::chrono::steady_clock::now() > end)

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <unistd.h>
 
+#include "tests/support/emulator.h"
+
 namespace
 {
 
@@ -365,7 +367,7 @@ TEST_F(Tool, WaitsForObjects)
 TEST_F(Tool, EndsAWaitThatIsInterrupted)
 {
     Program program(tool({"-t", "0", "wait_for", "test.other"}));
-    usleep(200000);
+    usleep(200000 * kSlowness);
     program.signal(SIGINT);
     EXPECT_EQ((Outcome{5, "", "Command failed: No response\n"}), program.wait());
 }

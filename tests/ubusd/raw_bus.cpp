@@ -17,12 +17,14 @@
 #include <thread>
 #include <unistd.h>
 
+#include "tests/support/emulator.h"
+
 using namespace std::chrono_literals;
 
 namespace
 {
 
-constexpr auto kPatience = 10s;
+constexpr auto kPatience = 10s * kSlowness;
 
 void append_be32(Bytes &bytes, uint32_t value)
 {
@@ -191,13 +193,14 @@ pid_t start_broker(const std::vector<std::string> &arguments, const Limits &limi
     }
     limit_resource(RLIMIT_NOFILE, limits.first_descriptors, limits.descriptors);
     limit_resource(RLIMIT_AS, limits.memory, limits.memory);
-    std::string program = BUILD_BIN_DIR "/ubusd";
-    std::vector<char *> argv = {program.data()};
-    for (const std::string &argument : arguments) {
-        argv.push_back(const_cast<char *>(argument.c_str()));
+    std::vector<std::string> command = emulated({BUILD_BIN_DIR "/ubusd"});
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    std::vector<char *> argv;
+    for (std::string &word : command) {
+        argv.push_back(word.data());
     }
     argv.push_back(nullptr);
-    execv(argv[0], argv.data());
+    execvp(argv[0], argv.data());
     _exit(127);
 }
 

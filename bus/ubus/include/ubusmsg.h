@@ -36,6 +36,7 @@ enum ubus_msg_type {
     UBUS_MSG_UNSUBSCRIBE,   /* OBJID, TARGET; from the broker when the target went away */
     UBUS_MSG_NOTIFY,        /* OBJID, METHOD, DATA, NO_REPLY; from the broker OBJID, ACTIVE */
     UBUS_MSG_MONITOR,
+    /* NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the name is the interface's */
     __UBUS_MSG_LAST,
 };
 
@@ -72,6 +73,7 @@ enum ubus_msg_status {
     UBUS_STATUS_NO_MEMORY,
     UBUS_STATUS_PARSE_ERROR,
     UBUS_STATUS_SYSTEM_ERROR,
+    /* NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the name is the interface's */
     __UBUS_STATUS_LAST,
 };
 

@@ -238,6 +238,7 @@ static inline size_t blob_len_or_zero(const struct blob_attr *attr)
 }
 
 /* Goes on from `pos`, of which `rem` bytes are left, to the first attribute that does not fit in what remains. */
+/* NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the name is the interface's */
 #define __blob_for_each_attr(pos, attr, rem)                                                                           \
     for (; blob_attr_fits(pos, rem); rem -= blob_pad_len(pos), pos = blob_next(pos))
 
