@@ -6,7 +6,7 @@
 
 using namespace test_support;
 
-static MemoryControl *map_control(const std::filesystem::path &path)
+MemoryControl *map_control(const std::filesystem::path &path)
 {
     int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     void *shared = MAP_FAILED;

@@ -6,6 +6,9 @@
 #include "tests/faults/fault_test.h"
 #include "tests/faults/memory_control.h"
 
+// Makes the control file, zeroed; to be unmapped.
+MemoryControl *map_control(const std::filesystem::path &path);
+
 // How many entries the service's lists have: one each, or none.
 enum class World { full, empty };
 
