@@ -50,6 +50,16 @@ Participant *coming; // whose connection is being taken over
 uint32_t last_id;
 uint16_t last_seq;
 bool initialised;
+bool only_messages; // nobody has sent bytes that could be anything
+
+// Of the messages that clients sent, by sequence number.
+struct Sent {
+    uint8_t type;
+    const Participant *by;
+};
+
+std::map<uint16_t, Sent> sent_messages;
+std::map<uint32_t, const Participant *> owners; // of the objects that were added
 
 Participant *of_descriptor(const Client *client)
 {
@@ -69,7 +79,7 @@ Client *client_of(const Participant &participant)
 void check_status(Participant &participant, const ubus_msghdr &header)
 {
     auto request = participant.statuses.find(be16_to_cpu(header.seq));
-    if (header.peer == 0 && request != participant.statuses.end())
+    if (participant.orderly && header.peer == 0 && request != participant.statuses.end())
         REQUIRE(++request->second == 1);
 }
 
@@ -81,6 +91,29 @@ void check_body(const blob_attr *body)
     blob_for_each_attr (attribute, body, rem)
         REQUIRE(blob_id(attribute) < UBUS_ATTR_MAX);
     REQUIRE(rem == 0);
+}
+
+// The object that a client is told its own request has made.
+void note_object(const Participant &participant, const ubus_msghdr &header, blob_attr *body)
+{
+    static const blob_attr_info info[UBUS_ATTR_OBJID + 1] = {{}, {}, {}, {.type = BLOB_ATTR_INT32}};
+    blob_attr *table[UBUS_ATTR_OBJID + 1];
+    blob_parse(body, table, info, UBUS_ATTR_OBJID + 1);
+    auto request = sent_messages.find(be16_to_cpu(header.seq));
+    if (request != sent_messages.end() && request->second.type == UBUS_MSG_ADD_OBJECT && table[UBUS_ATTR_OBJID])
+        owners[blob_get_u32(table[UBUS_ATTR_OBJID])] = &participant;
+}
+
+// An object's answers come from its owner, whoever else tries.
+void check_answer(const ubus_msghdr &header)
+{
+    uint32_t object = be32_to_cpu(header.peer);
+    if (!only_messages || object < UBUS_SYSTEM_OBJECT_MAX)
+        return;
+    auto answer = sent_messages.find(be16_to_cpu(header.seq));
+    if (answer == sent_messages.end() || answer->second.type != header.type)
+        return; // the broker's own
+    REQUIRE(owners.contains(object) && owners[object] == answer->second.by);
 }
 
 void check_message(Participant &participant, std::span<const uint8_t> bytes)
@@ -96,6 +129,10 @@ void check_message(Participant &participant, std::span<const uint8_t> bytes)
         check_body(reinterpret_cast<blob_attr *>(body.data()));
     if (header.type == UBUS_MSG_STATUS)
         check_status(participant, header);
+    if (header.type == UBUS_MSG_DATA)
+        note_object(participant, header, reinterpret_cast<blob_attr *>(body.data()));
+    if (header.type == UBUS_MSG_STATUS || header.type == UBUS_MSG_DATA)
+        check_answer(header);
 }
 
 void check_messages(Participant &participant)
@@ -201,9 +238,11 @@ bool has_status(uint8_t type)
 
 void queue_message(Participant &participant, uint8_t type, uint32_t peer, const BusMessage &body)
 {
+    last_seq++;
+    sent_messages[last_seq] = {type, &participant};
     if (has_status(type) && peer == 0)
-        participant.statuses[last_seq + 1] = 0;
-    participant.to_send += frame(type, ++last_seq, peer, body);
+        participant.statuses[last_seq] = 0;
+    participant.to_send += frame(type, last_seq, peer, body);
 }
 
 void send_message(Participant &participant, FuzzInput &input)
@@ -218,7 +257,7 @@ void send_message(Participant &participant, FuzzInput &input)
 void send_bytes(Participant &participant, FuzzInput &input)
 {
     std::span<const uint8_t> bytes = input.bytes(input.u16());
-    participant.orderly = false;
+    participant.orderly = only_messages = false;
     participant.to_send.append(bytes.begin(), bytes.end());
     send_some(participant, SIZE_MAX);
 }
@@ -357,6 +396,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
     last_id = UBUS_SYSTEM_OBJECT_MAX - 1;
     last_seq = 0;
+    only_messages = true;
+    sent_messages.clear();
+    owners.clear();
     FuzzInput input(data, size);
     for (size_t i = 0; i < kMostSteps && !input.empty(); i++)
         step(input);

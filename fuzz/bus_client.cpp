@@ -108,6 +108,17 @@ int broker_is_sent_to(Peer &, size_t &limit)
 
 // --- What the broker gets ---
 
+// The first message of the bytes with its header, or nothing where it is not whole.
+std::span<const uint8_t> first_message(std::span<const uint8_t> bytes)
+{
+    blob_attr prefix;
+    if (bytes.size() < sizeof(ubus_msghdr) + sizeof(prefix))
+        return {};
+    memcpy(&prefix, bytes.data() + sizeof(ubus_msghdr), sizeof(prefix));
+    size_t length = sizeof(ubus_msghdr) + blob_raw_len(&prefix);
+    return length <= bytes.size() ? bytes.first(length) : std::span<const uint8_t>();
+}
+
 void check_attributes(const blob_attr *body)
 {
     size_t rem;
@@ -127,33 +138,42 @@ void check_received(const Peer &peer, std::set<uint16_t> &answered)
 {
     std::set<uint16_t> requests;
     std::span<const uint8_t> left(peer.received);
-    while (left.size() >= sizeof(ubus_msghdr) + sizeof(blob_attr)) {
+    for (std::span<const uint8_t> message; !(message = first_message(left)).empty();
+         left = left.subspan(message.size())) {
         ubus_msghdr header;
-        memcpy(&header, left.data(), sizeof(header));
-        blob_attr prefix;
-        memcpy(&prefix, left.data() + sizeof(header), sizeof(prefix));
-        size_t length = sizeof(header) + blob_raw_len(&prefix);
-        if (left.size() < length)
-            break;
-        ExactCopy body(left.first(length).subspan(sizeof(header)));
+        memcpy(&header, message.data(), sizeof(header));
+        ExactCopy body(message.subspan(sizeof(header)));
         check_attributes(reinterpret_cast<blob_attr *>(body.data()));
         uint16_t seq = be16_to_cpu(header.seq);
         REQUIRE(header.version == 0);
         REQUIRE(is_request(header.type) || header.type == UBUS_MSG_STATUS || header.type == UBUS_MSG_DATA);
         REQUIRE(!is_request(header.type) || requests.insert(seq).second);
         REQUIRE(header.type != UBUS_MSG_STATUS || seq <= kFirstCall || answered.insert(seq).second);
-        left = left.subspan(length);
     }
     REQUIRE(left.empty() || peer.fd < 0);
+}
+
+// Whether the library has to give up a broker that sent this, once it has read it all.
+bool is_malformed(std::span<const uint8_t> sent)
+{
+    while (sent.size() >= sizeof(ubus_msghdr) + sizeof(blob_attr)) {
+        blob_attr prefix;
+        memcpy(&prefix, sent.data() + sizeof(ubus_msghdr), sizeof(prefix));
+        size_t length = blob_raw_len(&prefix);
+        if (sent[0] != 0 || length < sizeof(prefix) || length > UBUS_MAX_MSGLEN)
+            return true;
+        sent = sent.subspan(std::min(sizeof(ubus_msghdr) + length, sent.size()));
+    }
+    return false;
 }
 
 // --- What is on the bus ---
 
 const blobmsg_policy kPolicy[] = {{"a", BLOBMSG_TYPE_STRING}, {"b", BLOBMSG_TYPE_INT32}};
 
-void read_all(const blob_attr *message)
+Bytes bytes_of(const blob_attr *message)
 {
-    ExactCopy copy({reinterpret_cast<const uint8_t *>(message), blob_raw_len(message)});
+    return {reinterpret_cast<const uint8_t *>(message), blob_raw_len(message)};
 }
 
 std::vector<ubus_request_data> put_off;
@@ -171,7 +191,7 @@ int handle(ubus_context *ctx, ubus_object *, ubus_request_data *request, const c
     blob_attr *table[2];
     REQUIRE(ctx == context && request->object != 0 && !request->deferred);
     blobmsg_parse(kPolicy, 2, table, blob_data(message), static_cast<unsigned>(blob_len(message)));
-    read_all(message);
+    Bytes before = bytes_of(message);
     std::string name = method, user = request->acl.user ? request->acl.user : "";
     int status = script->u8();
     switch (status % 8) {
@@ -194,8 +214,7 @@ int handle(ubus_context *ctx, ubus_object *, ubus_request_data *request, const c
     }
     if (!request->deferred && !request->no_reply && request->seq > kFirstCall)
         handled.insert(request->seq);
-    REQUIRE(name == method);
-    read_all(message);
+    REQUIRE(name == method && before == bytes_of(message));
     return status;
 }
 
@@ -203,7 +222,7 @@ const ubus_method kMethods[] = {UBUS_METHOD("get", handle, kPolicy), UBUS_METHOD
 ubus_object_type type = UBUS_OBJECT_TYPE("fuzz", kMethods);
 
 ubus_object *objects[3];
-ubus_subscriber *subscribers[2];
+ubus_subscriber *subscribers[3];
 ubus_event_handler *events;
 
 void object_subscribed(ubus_context *, ubus_object *)
@@ -226,18 +245,30 @@ bool wants_object(ubus_context *, ubus_subscriber *, const char *path)
 void take_event(ubus_context *, ubus_event_handler *, const char *name, blob_attr *message)
 {
     Nesting nesting;
-    std::string copy = name;
-    read_all(message);
+    std::string name_before = name;
+    Bytes before = bytes_of(message);
     step_within();
-    REQUIRE(copy == name);
+    REQUIRE(name_before == name && before == bytes_of(message));
 }
 
+// Where a callback has been faster, its object stays in the place.
+template <typename Owned> void keep(Owned *&place, Owned *owned, int (*remove)(ubus_context *, Owned *))
+{
+    if (!place) {
+        place = owned;
+        return;
+    }
+    remove(context, owned);
+    delete owned;
+}
+
+// Nobody else gets to see an object while it is being added.
 void add_object(size_t place)
 {
     static constexpr const char *kNames[] = {"fuzz.a", "fuzz.b", nullptr};
     if (objects[place])
         return;
-    auto *object = objects[place] = new ubus_object{};
+    auto *object = new ubus_object{};
     object->name = kNames[place];
     object->type = object->name ? &type : nullptr;
     object->methods = kMethods;
@@ -245,6 +276,7 @@ void add_object(size_t place)
     object->subscribe_cb = object_subscribed;
     int status = ubus_add_object(context, object);
     REQUIRE((status == UBUS_STATUS_OK) == (object->id != 0));
+    keep(objects[place], object, ubus_remove_object);
 }
 
 void remove_object(size_t place)
@@ -259,11 +291,12 @@ void register_subscriber(size_t place)
 {
     if (subscribers[place])
         return;
-    auto *subscriber = subscribers[place] = new ubus_subscriber{};
+    auto *subscriber = new ubus_subscriber{};
     subscriber->cb = handle;
     subscriber->remove_cb = subscription_ended;
-    subscriber->new_obj_cb = place == 1 ? wants_object : nullptr;
+    subscriber->new_obj_cb = place > 0 ? wants_object : nullptr;
     ubus_register_subscriber(context, subscriber);
+    keep(subscribers[place], subscriber, ubus_unregister_subscriber);
 }
 
 void unregister_subscriber(size_t place)
@@ -294,8 +327,9 @@ void take_data(ubus_request *, int message_type, blob_attr *message)
 {
     Nesting nesting;
     REQUIRE(message_type == UBUS_MSG_DATA);
-    read_all(message);
+    Bytes before = bytes_of(message);
     step_within();
+    REQUIRE(before == bytes_of(message));
 }
 
 void take_end(ubus_request *request, int)
@@ -338,10 +372,9 @@ void take_object(ubus_context *, ubus_object_data *object, void *)
 {
     Nesting nesting;
     std::string path = object->path;
-    if (object->signature)
-        read_all(object->signature);
+    Bytes signature = object->signature ? bytes_of(object->signature) : Bytes();
     step_within();
-    REQUIRE(path == object->path);
+    REQUIRE(path == object->path && signature == (object->signature ? bytes_of(object->signature) : Bytes()));
 }
 
 // --- Life of the context ---
@@ -420,10 +453,11 @@ void look_up()
 
 void handle_events()
 {
-    if (!events)
-        events = new ubus_event_handler{};
-    events->cb = take_event;
-    ubus_register_event_handler(context, events, script->text().c_str());
+    auto *handler = events ? events : new ubus_event_handler{};
+    handler->cb = take_event;
+    ubus_register_event_handler(context, handler, script->text().c_str());
+    if (handler != events)
+        keep(events, handler, ubus_unregister_event_handler);
 }
 
 void send_event()
@@ -503,6 +537,21 @@ void begin()
     ubus_add_uloop(context);
 }
 
+// A broker that has sent what is no message is given up.
+void read_rest()
+{
+    if (!context || context->sock.fd < 0 || context->disconnected)
+        return;
+    int fd = context->sock.fd;
+    size_t sent = 0;
+    while (context && context->sock.fd == fd && !context->disconnected && sent != peer_of(fd).sent.size()) {
+        sent = peer_of(fd).sent.size();
+        for (size_t read = 0; context && read <= sent; read += 4096) // what the library reads at least
+            ubus_handle_event(context);
+    }
+    REQUIRE(!context || context->sock.fd != fd || context->disconnected || !is_malformed(peer_of(fd).sent));
+}
+
 template <typename Owned, size_t N> void release(Owned *(&places)[N])
 {
     for (Owned *&place : places)
@@ -538,6 +587,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     begin();
     while (context && !input.empty())
         step();
+    read_rest();
     end();
     return 0;
 }

@@ -13,9 +13,10 @@
 // Each input has a thread of its own, which leaves no connection open.
 
 #include <cerrno>
-#include <thread>
+#include <vector>
 
 #include <domainsocket.h>
+#include <pthread.h>
 
 #include "fuzz/peer.h"
 
@@ -28,6 +29,7 @@ constexpr size_t kHeader = 16;
 FuzzInput *script;
 uint32_t type; // of the request
 Bytes answer;  // what is left to be sent of it
+std::vector<const Peer *> disturbed;
 
 void append_word(Bytes &bytes, uint32_t value)
 {
@@ -138,15 +140,19 @@ int service_is_connected_to(Peer &)
     return script->u8() % 8 == 1 ? ECONNREFUSED : 0;
 }
 
+// On the connections that there are. No request may go out on one that is closed or has something to read.
 void disturb()
 {
     constexpr uint8_t kByte = 1;
     uint8_t action = script->u8() % 8;
+    disturbed.clear();
     for (Peer &peer : peers()) {
         if (action == 1)
             peer_close(peer);
         if (action == 2)
             peer_send(peer, {&kByte, 1});
+        if (action == 1 || action == 2)
+            disturbed.push_back(&peer);
     }
 }
 
@@ -163,18 +169,17 @@ constexpr const char *kTooLong =
     "/a path that is longer than the name of a socket may be, as there are such long paths in"
     " file systems but not in the addresses of sockets";
 
-// The connection on which the request arrived whole, or null. Of no other anything but its first part may have come.
+// The connection on which the request arrived whole, or null. It goes out on one connection, never on a second.
 const Peer *find_asked(const Bytes &request)
 {
-    const Peer *asked = nullptr;
+    const Peer *reached = nullptr;
     for (const Peer &peer : peers()) {
         REQUIRE(request.starts_with(peer.received));
-        if (peer.received.size() < request.size())
-            continue;
-        REQUIRE(!asked);
-        asked = &peer;
+        REQUIRE(!reached || peer.received.empty());
+        if (!peer.received.empty())
+            reached = &peer;
     }
-    return asked;
+    return reached && reached->received.size() == request.size() ? reached : nullptr;
 }
 
 bool is_whole_answer(const Bytes &sent)
@@ -202,6 +207,8 @@ void check(const Exchange &exchange, const uint8_t *result)
     const Peer *asked = find_asked(request);
     bool answered = asked && is_whole_answer(asked->sent);
     REQUIRE(!result == !answered);
+    for (const Peer *peer : disturbed)
+        REQUIRE(peer->received.empty());
     if (result)
         check_result(exchange, asked->sent, result);
 }
@@ -234,10 +241,11 @@ void make_exchange()
     free(result);
 }
 
-void make_exchanges()
+void *make_exchanges(void *)
 {
     for (size_t i = 0; i < kMostExchanges && !script->empty(); i++)
         make_exchange();
+    return nullptr;
 }
 
 } // namespace
@@ -247,7 +255,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FuzzInput input(data, size);
     script = &input;
     peer_actions = {.connected = service_is_connected_to, .waits = service_is_waited_for, .sends = service_is_sent_to};
-    std::thread(make_exchanges).join();
+    pthread_t client;
+    REQUIRE(pthread_create(&client, nullptr, make_exchanges, nullptr) == 0);
+    pthread_join(client, nullptr);
     peers_end();
     return 0;
 }

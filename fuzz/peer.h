@@ -3,7 +3,6 @@
 // waiting.
 #pragma once
 
-#include <functional>
 #include <list>
 #include <string>
 
@@ -18,14 +17,14 @@ struct Peer {
     Bytes received; // by us
 };
 
-// What happens to a call of the library: an error number, or 0 for what would happen anyway.
+// What happens to a call of the library: an error number, or 0 for what would happen anyway. Null stands for that, too.
 struct PeerActions {
     // It connects. The peer is new.
-    std::function<int(Peer &)> connected = [](Peer &) { return 0; };
+    int (*connected)(Peer &peer);
     // It waits for input. After 0 there has to be some, or the end.
-    std::function<int(Peer &)> waits = [](Peer &) { return 0; };
+    int (*waits)(Peer &peer);
     // It sends; at most `limit` bytes, above 0, will go.
-    std::function<int(Peer &, size_t &limit)> sends = [](Peer &, size_t &) { return 0; };
+    int (*sends)(Peer &peer, size_t &limit);
 };
 
 extern PeerActions peer_actions;

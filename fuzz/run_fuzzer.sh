@@ -1,12 +1,12 @@
 #!/bin/sh
-# run_fuzzer.sh PROGRAM SEEDS fresh|kept OPTION...
-# Runs a fuzzer from its seeds. What it finds of use beside them goes into a folder of its own next to the program,
-# which begins empty (fresh: so that every run is the same) or goes on from the last time (kept). An input that fails
-# is left there under the name of its kind.
+# run_fuzzer.sh fresh|kept FOLDER PROGRAM SEEDS OPTION...
+# Runs a fuzzer from its seeds. What it finds of use beside them goes into FOLDER/corpus, which begins empty (fresh: so
+# that every run begins alike) or goes on from the last time (kept). An input that fails is left in FOLDER.
 set -eu
-program=$1 seeds=$2 corpus=$3
-shift 3
-work=$program.$corpus
-[ "$corpus" = kept ] || rm -rf "$work"
-mkdir -p "$work/corpus"
-exec "$program" -artifact_prefix="$work/" "$@" "$work/corpus" "$seeds"
+corpus=$1 folder=$2 program=$3 seeds=$4
+shift 4
+[ "$corpus" = kept ] || rm -rf "$folder"
+mkdir -p "$folder/corpus"
+# Freed memory is held back for as long as one input takes, not a hundred thousand.
+export ASAN_OPTIONS="quarantine_size_mb=16${ASAN_OPTIONS:+:$ASAN_OPTIONS}"
+exec "$program" -artifact_prefix="$folder/" "$@" "$folder/corpus" "$seeds"

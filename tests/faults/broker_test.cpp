@@ -77,7 +77,7 @@ TEST_F(BrokerFaultTest, ItsEndReleasesEverything)
 TEST_F(BrokerFaultTest, ASupervisedDaemonComesBackWithEveryBroker)
 {
     NEEDS_BUS_TOOL();
-    constexpr int kBrokers = 25;
+    constexpr int kBrokers = 12;
     answer_led(after(5ms, record(Bytes(4).u32(0, 1))));
     service().answer(98, after(5ms, record(Bytes(1156).u32(0, 1).u32(4, 3))));
     service().answer(206, after(10ms, record(Bytes(67844))));

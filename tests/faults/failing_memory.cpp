@@ -30,6 +30,9 @@ namespace
 MemoryControl before_main; // takes the counts until the file is there
 MemoryControl *control = &before_main;
 
+// Not before a thread's body runs: what its run-time library allocates first, a sanitizer's cannot do without.
+thread_local bool counts;
+
 __attribute__((constructor)) void map_control()
 {
     char path[4096];
@@ -40,19 +43,12 @@ __attribute__((constructor)) void map_control()
         abort();
     close(fd);
     control = static_cast<MemoryControl *>(shared);
+    counts = true;
 }
-
-// A thread's very first allocations are its run-time library's, which a sanitizer's cannot do without: only threads
-// that have allocated before are counted.
-thread_local bool is_settled;
 
 bool fails()
 {
-    if (!control->armed) {
-        is_settled = true;
-        return false;
-    }
-    if (!is_settled)
+    if (!control->armed || !counts)
         return false;
     uint32_t number = ++control->allocations;
     if (number < control->first || number > control->last)
@@ -98,13 +94,35 @@ extern "C" void free(void *memory)
     __interceptor_free ? __interceptor_free(memory) : __libc_free(memory);
 }
 
+namespace
+{
+
+struct Start {
+    void *(*body)(void *);
+    void *argument;
+};
+
+Start starts[1024];
+
+void *run(void *start)
+{
+    auto [body, argument] = *static_cast<Start *>(start);
+    counts = true;
+    return body(argument);
+}
+
+} // namespace
+
 extern "C" int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *),
                               void *argument)
 {
-    if (++control->threads == control->failing_thread)
+    uint32_t number = ++control->threads;
+    if (number == control->failing_thread)
         return EAGAIN;
     static auto *real = __interceptor_pthread_create
                             ? &__interceptor_pthread_create
                             : reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
-    return real(thread, attributes, body, argument);
+    Start &start = starts[number % 1024];
+    start = {body, argument};
+    return real(thread, attributes, run, &start);
 }

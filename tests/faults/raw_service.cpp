@@ -31,6 +31,7 @@ uint32_t Wire::read_request() const
 void Wire::wait_until_closed() const
 {
     char byte;
+    settled_++;
     while (recv(fd_, &byte, sizeof(byte), 0) > 0)
         ;
 }
@@ -58,6 +59,12 @@ RawService::~RawService()
     close(listener_);
 }
 
+void RawService::wait_until_settled() const
+{
+    while (settled_ < connections_)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
 // False where the service ends already.
 bool RawService::begin(int client)
 {
@@ -76,9 +83,10 @@ void RawService::end(int client)
 void RawService::serve(const Script &script)
 {
     for (int client; (client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
-        connections_++;
+        size_t number = ++connections_;
         if (begin(client))
-            script(Wire(client));
+            script(Wire(client, settled_));
         end(client);
+        settled_ = number;
     }
 }

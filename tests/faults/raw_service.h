@@ -13,17 +13,18 @@
 class Wire
 {
   public:
-    explicit Wire(int fd) : fd_(fd) {}
+    Wire(int fd, std::atomic<size_t> &settled) : fd_(fd), settled_(settled) {}
 
     bool read(size_t length) const;
     bool write(std::string_view bytes) const;
     // Reads one whole request; its type, or 0 where none comes.
     uint32_t read_request() const;
-    // Waits until the daemon has closed it.
+    // Waits until the daemon has closed it; the last that a script does.
     void wait_until_closed() const;
 
   private:
     int fd_;
+    std::atomic<size_t> &settled_;
 };
 
 class RawService
@@ -39,6 +40,8 @@ class RawService
     RawService &operator=(const RawService &) = delete;
 
     size_t connections() const { return connections_; }
+    // Waits until the scripts of all connections are at their end.
+    void wait_until_settled() const;
 
   private:
     void serve(const Script &script);
@@ -49,6 +52,6 @@ class RawService
     std::mutex mutex_;
     int client_ = -1;
     bool ending_ = false;
-    std::atomic<size_t> connections_ = 0;
+    std::atomic<size_t> connections_ = 0, settled_ = 0;
     std::thread thread_;
 };

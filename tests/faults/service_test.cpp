@@ -122,7 +122,7 @@ TEST_F(ServiceFaultTest, AnswersNoMoreThanItWasToldWhateverTheServiceDoes)
             RawService service(folder() / "orvc.sock", row.script);
             EXPECT_EQ(get_led(), row.reply_to_get);
             EXPECT_EQ(service.connections(), 1u) << "the request is not sent again";
-            std::this_thread::sleep_for(70ms); // for what comes late
+            service.wait_until_settled();
             EXPECT_EQ(get_led(), row.reply_to_get);
             EXPECT_EQ(service.connections(), 2u);
         }
