@@ -1,6 +1,7 @@
 #include "bench/lab.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <sched.h>
@@ -61,11 +62,9 @@ static void wait_for_socket(const std::string &path)
 }
 
 Lab::Lab(const std::string &state)
-    : bus_(folder_ / "ubus.sock"), service_({ORVCD_PROGRAM, "--life", "0", "--socket", path("orvc.sock"), "--events",
-                                             path("events.sock"), "--state", state}),
-      client_(ubus_connect(path("ubus.sock").c_str()))
+    : bus_(folder_ / "ubus.sock"), state_(state), client_(ubus_connect(path("ubus.sock").c_str()))
 {
-    wait_for_socket(path("orvc.sock"));
+    start_service();
     if (!client_)
         give_up("no bus");
     ubus_add_uloop(client_);
@@ -77,14 +76,29 @@ Lab::~Lab()
     uloop_done();
 }
 
+void Lab::start_service()
+{
+    service_.emplace(std::vector<std::string>{ORVCD_PROGRAM, "--life", "0", "--socket", path("orvc.sock"), "--events",
+                                              path("events.sock"), "--state", state_});
+    wait_for_socket(path("orvc.sock"));
+}
+
+void Lab::restart_service()
+{
+    service_->send_signal(SIGTERM); // it takes its socket with it
+    service_->wait();
+    start_service();
+}
+
 pid_t Lab::broker_pid() const
 {
     return bus_.pid();
 }
 
-Process Lab::start_daemon() const
+Process Lab::start_daemon(Process::Environment environment) const
 {
-    return Process({WEXOND_TEST_PROGRAM}, {{"WEXOND_TEST_DIR", folder_.path()}});
+    environment["WEXOND_TEST_DIR"] = folder_.path();
+    return Process({WEXOND_TEST_PROGRAM}, environment);
 }
 
 Process Lab::start_bare_program(size_t objects) const

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,10 +39,15 @@ class Lab
 
     std::string path(const std::string &name) const { return (folder_ / name).string(); }
     pid_t broker_pid() const;
-    pid_t service_pid() const { return service_.pid(); }
+    pid_t service_pid() const { return service_->pid(); }
     ubus_context *client() const { return client_; }
 
-    test_support::Process start_daemon() const;
+    // Ends the service and starts another, with the home of the beginning.
+    void restart_service();
+    void stop_broker() { bus_.stop(); }
+
+    // With more in its environment than the lab's own.
+    test_support::Process start_daemon(test_support::Process::Environment environment = {}) const;
     test_support::Process start_bare_program(size_t objects) const;
 
     // Waits for an object; its id.
@@ -50,9 +56,12 @@ class Lab
     void call(uint32_t object, const char *method) const;
 
   private:
+    void start_service();
+
     test_support::TemporaryFolder folder_;
     test_support::Bus bus_;
-    test_support::Process service_;
+    std::optional<test_support::Process> service_;
+    std::string state_;
     ubus_context *client_;
 };
 
