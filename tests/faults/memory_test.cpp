@@ -236,7 +236,7 @@ void MemoryTest::starve(const Row &row, uint32_t most)
     run(row);
     const Outcome whole = run(row);
     const uint32_t allocations = memory_->allocations;
-    const int32_t blocks = memory_->blocks;
+    const int64_t before = blocks();
     EXPECT_EQ(whole.reply.substr(0, 2), "{\"") << whole.reply;
     EXPECT_FALSE(is_refusal(whole.reply)) << whole.reply;
     EXPECT_GE(allocations, 1u) << "an answer of the service, or a table";
@@ -259,7 +259,7 @@ void MemoryTest::starve(const Row &row, uint32_t most)
                           std::count(whole.requests.begin(), whole.requests.end(), request))
                     << request;
             EXPECT_EQ(run(row), whole);
-            EXPECT_EQ(memory_->blocks, blocks);
+            EXPECT_EQ(blocks(), before);
         }
 }
 
@@ -488,9 +488,9 @@ TEST_F(MemoryTest, FailsACallForWhichThereIsNoThread)
     start();
     make(kAdd2gAp);
     memory_->failing_thread = memory_->threads + 1;
-    int32_t blocks = memory_->blocks;
+    const int64_t before = blocks();
     EXPECT_EQ(make({"wexond.wifi.1.ap.2", "set", R"({"enable": "no"})"}), "(Unknown error: -1)");
-    EXPECT_EQ(memory_->blocks, blocks);
+    EXPECT_EQ(blocks(), before);
     EXPECT_EQ(make({"wexond.wifi.1.ap.2", "set", R"({"enable": "no"})"}), kSuccess);
 }
 
