@@ -7,7 +7,7 @@ using namespace test_support;
 namespace
 {
 
-constexpr int kRounds = 200;
+constexpr int kRounds = 100;
 constexpr int kLongRounds = 10000;
 
 int rounds()

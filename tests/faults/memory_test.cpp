@@ -297,7 +297,7 @@ TEST_F(MemoryTest, MayRunOutAtTheEndOfALongReply)
     service().answer(105, record(Bytes(20).u32(0, kStations)));
     service().answer(103, record(Bytes(8 + kStations * 544).u32(0, kStations)));
     service().answer(135, record(Bytes(100)));
-    starve(Row{kListStations}, 8);
+    starve(Row{kListStations}, 4);
     EXPECT_GT(make(kListStations).size(), 64u * 1024);
 }
 
