@@ -240,13 +240,17 @@ void Soak::call_all(Random &random)
 {
     static const std::string kOn =
         test_support::value(test_support::Type::string, "enable", test_support::terminated("yes"));
-    for (const SoakMethod &method : methods()) {
+    std::vector<SoakMethod> all = methods();
+    for (const SoakMethod &method : all) {
         bool could_defer = method.object.starts_with("wexond.wifi.1.ap.") && method.name == "set";
         call(method, (could_defer ? kOn : "") + make_message(random, method));
     }
-    call({"nobody", 1023, "get", {}}, "");
-    SoakMethod unknown = method("wexond.ledswitch", "nothing");
-    call(unknown, make_message(random, unknown));
+    if (all.empty())
+        return; // it is gone
+    all[0].name = "nothing";
+    call(all[0], make_message(random, all[0]));
+    all[0].id = 1023; // none is so low
+    call(all[0], "");
 }
 
 // Switches access points off: as many senders wait at once, and must be gone 15 seconds later.

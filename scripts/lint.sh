@@ -5,7 +5,7 @@
 # tool is not installed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-tool=$1 build=$2
+tool=$1 build=$(realpath "$2")
 shift 2
 command -v "$tool" >/dev/null || {
     echo "$tool is not installed"
@@ -40,8 +40,9 @@ run_clang-tidy() {
 run_cppcheck() {
     local filters=()
     [ $# -gt 0 ] || set -- 'src/*' 'libdomainsocket/*' 'bus/*'
+    local file
     for file in "$@"; do
-        filters+=("--file-filter=$file")
+        filters+=("--file-filter=$PWD/$file")
     done
     cppcheck --quiet -j "$(nproc)" --project="$build/compile_commands.json" "${filters[@]}" --library=posix \
         --enable=warning,performance,portability,style --inconclusive --inline-suppr \
