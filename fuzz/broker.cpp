@@ -113,7 +113,8 @@ void check_answer(const ubus_msghdr &header)
     auto answer = sent_messages.find(be16_to_cpu(header.seq));
     if (answer == sent_messages.end() || answer->second.type != header.type)
         return; // the broker's own
-    REQUIRE(owners.contains(object) && owners[object] == answer->second.by);
+    auto owner = owners.find(object);
+    REQUIRE(owner == owners.end() || owner->second == answer->second.by); // who does not read is not known as one
 }
 
 void check_message(Participant &participant, std::span<const uint8_t> bytes)

@@ -10,8 +10,6 @@ extern "C" {
 
 #include "fuzz/input.h"
 
-using Bytes = std::basic_string<uint8_t>;
-
 // An id of a client, an object or a type, by a byte: 0 none, 255 the broker's own object, n the nth from 1024 on.
 uint32_t take_id(FuzzInput &input);
 

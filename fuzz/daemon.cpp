@@ -40,7 +40,7 @@ struct RunningCall {
     bool sender_failed; // the deferred sender's thread could not be started
 };
 
-RunningCall running = {.answers = FuzzInput(nullptr, 0)};
+RunningCall running;
 
 const ubus_method *find_method(const ubus_object &object, const char *name)
 {
@@ -52,7 +52,7 @@ const ubus_method *find_method(const ubus_object &object, const char *name)
 
 bool is_running(const char *object, const char *method)
 {
-    return running.method->handler == find_method(*catalogue_object(object), method)->handler;
+    return running.method && running.method->handler == find_method(*catalogue_object(object), method)->handler;
 }
 
 // Deliberate silence: a rule that the URL filter does not know.
@@ -362,6 +362,7 @@ void daemon_call(ubus_object &object, const ubus_method &method, blob_attr *mess
     REQUIRE(result == 0 || running.sender_failed);
     REQUIRE(running.replies == 1 || running.sender_failed || may_be_silent());
     REQUIRE(running.completions == (request.deferred ? 1 : 0));
+    running = {};
 }
 
 unsigned daemon_drain(uint32_t refused)

@@ -46,23 +46,15 @@ constexpr KnownEvent kEvents[] = {
     {kEventVsieNewRecord, sizeof(VsieRecordEvent)},
 };
 
-using Bytes = std::basic_string<uint8_t>;
-
 // The latest record of each known type that is not sent yet.
 std::map<uint32_t, Bytes> waiting;
 
+// What a record lacks counts as zero.
 uint32_t word(std::basic_string_view<uint8_t> bytes, size_t offset)
 {
-    uint32_t value = 0;
-    for (size_t i = 0; i < 4 && offset + i < bytes.size(); i++)
-        value |= static_cast<uint32_t>(bytes[offset + i]) << 8 * i;
-    return value;
-}
-
-void put_word(Bytes &bytes, uint32_t value)
-{
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes.push_back(static_cast<uint8_t>(value >> shift));
+    Bytes padded(bytes.substr(std::min(offset, bytes.size())));
+    padded.resize(4, 0);
+    return word_at(padded, 0);
 }
 
 bool is_known(uint32_t type)
@@ -126,10 +118,10 @@ void add_message(Bytes &batch, FuzzInput &input)
     uint8_t fill = input.u8();
     if (fill != 0)
         record.resize(std::max(record.size(), event.size), fill);
-    put_word(batch, event.type);
-    put_word(batch, fill);
-    put_word(batch, 0);
-    put_word(batch, static_cast<uint32_t>(record.size()));
+    append_word(batch, event.type);
+    append_word(batch, fill);
+    append_word(batch, 0);
+    append_word(batch, static_cast<uint32_t>(record.size()));
     batch += record;
 }
 

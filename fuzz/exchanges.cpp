@@ -31,20 +31,6 @@ uint32_t type; // of the request
 Bytes answer;  // what is left to be sent of it
 std::vector<const Peer *> disturbed;
 
-void append_word(Bytes &bytes, uint32_t value)
-{
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes.push_back(static_cast<uint8_t>(value >> shift));
-}
-
-uint32_t word(const Bytes &bytes, size_t offset)
-{
-    uint32_t value = 0;
-    for (size_t i = 0; i < 4; i++)
-        value |= static_cast<uint32_t>(bytes[offset + i]) << 8 * i;
-    return value;
-}
-
 // Seldom a large one, which takes its time.
 uint32_t take_length()
 {
@@ -184,16 +170,16 @@ const Peer *find_asked(const Bytes &request)
 
 bool is_whole_answer(const Bytes &sent)
 {
-    if (sent.size() < kHeader + 4 || word(sent, 0) != type)
+    if (sent.size() < kHeader + 4 || word_at(sent, 0) != type)
         return false;
-    uint32_t length = word(sent, 12);
+    uint32_t length = word_at(sent, 12);
     return 4 <= length && length <= SOCKET_LENGTH_LIMIT && length <= sent.size() - kHeader;
 }
 
 void check_result(const Exchange &exchange, const Bytes &sent, const uint8_t *result)
 {
     size_t size = std::max<size_t>(exchange.expected, 4);
-    Bytes body = sent.substr(kHeader, std::min<size_t>(word(sent, 12), size));
+    Bytes body = sent.substr(kHeader, std::min<size_t>(word_at(sent, 12), size));
     body.resize(size, 0);
     REQUIRE(memcmp(result, body.data(), size) == 0);
 }

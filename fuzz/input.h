@@ -10,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 // A property that does not hold ends the run like a fault of memory does.
 #define REQUIRE(condition) require((condition), #condition, __FILE__, __LINE__)
@@ -22,9 +23,27 @@ inline void require(bool holds, const char *condition, const char *file, int lin
     abort();
 }
 
+using Bytes = std::basic_string<uint8_t>;
+
+// Little-endian words of 32 bits.
+inline uint32_t word_at(std::basic_string_view<uint8_t> bytes, size_t offset)
+{
+    uint32_t value = 0;
+    for (size_t i = 0; i < 4; i++)
+        value |= static_cast<uint32_t>(bytes.at(offset + i)) << 8 * i;
+    return value;
+}
+
+inline void append_word(Bytes &bytes, uint32_t value)
+{
+    for (int shift = 0; shift < 32; shift += 8)
+        bytes.push_back(static_cast<uint8_t>(value >> shift));
+}
+
 class FuzzInput
 {
   public:
+    FuzzInput() = default;
     FuzzInput(const uint8_t *data, size_t size) : left_(data, size) {}
 
     bool empty() const { return left_.empty(); }

@@ -8,8 +8,6 @@
 
 #include "fuzz/input.h"
 
-using Bytes = std::basic_string<uint8_t>;
-
 struct Peer {
     int fd;         // our end; -1 where it is closed
     int library_fd; // the other; -1 where the descriptor is another connection's by now

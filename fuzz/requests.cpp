@@ -58,11 +58,7 @@ int peer_receives(Peer &peer, size_t &limit)
 
 uint32_t word(size_t offset)
 {
-    const Bytes &sent = peer_of(service).sent;
-    uint32_t value = 0;
-    for (size_t i = 0; i < 4; i++)
-        value |= static_cast<uint32_t>(sent[offset + i]) << 8 * i;
-    return value;
+    return word_at(peer_of(service).sent, offset);
 }
 
 size_t unread()
@@ -110,12 +106,6 @@ bool receive(uint32_t capacity)
         REQUIRE(unread() == 0 || capacity == 0);
     }
     return result == 0;
-}
-
-void append_word(Bytes &bytes, uint32_t value)
-{
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes.push_back(static_cast<uint8_t>(value >> shift));
 }
 
 // The peer gets the whole frame, or its first part before the connection ends.

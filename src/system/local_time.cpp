@@ -1,12 +1,10 @@
-// Where times have 32 bits unless a source file asks for more, they end in 2038. Only this file asks: the bus
-// libraries' structures hold times of the default width, so their headers must not be included here.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library reads it
-#define _TIME_BITS 64
-
 #include "system/local_time.h"
 
 #include <cstdio>
 #include <ctime>
+
+// Compiled with times of 64 bits; the bus libraries' headers, whose structures hold times of the default width, must
+// not be included here.
 
 void write_local_time(char *text, size_t size, uint32_t seconds)
 {

@@ -144,7 +144,7 @@ TEST_F(EventSocketStartTest, LeavesItToADaemonThatAnswersOnIt)
     EXPECT_EQ(get_led(), kOn);
 
     Process subscriber({UBUS_PROGRAM, "-s", bus.socket().string(), "subscribe", "wexond.ledswitch"});
-    std::this_thread::sleep_for(500ms);
+    std::this_thread::sleep_for(500ms * kSlowness);
     send_batch(folder / "events.sock", led_event());
     auto deadline = std::chrono::steady_clock::now() + kPatience;
     std::string output;

@@ -1,5 +1,6 @@
 // Clients of the bus by the hundred, and such as do not read or die.
 
+#include <csignal>
 #include <list>
 #include <random>
 
@@ -115,6 +116,23 @@ TEST_F(ClientFaultTest, OnesThatDieInMidCallCostNobodyElse)
     }
     EXPECT_EQ(get_led(), kOn) << "behind all calls";
     EXPECT_EQ(service().take_requests().size(), size_t{kClients + 1});
+    expect_well();
+}
+
+TEST_F(ClientFaultTest, GetTheirAnswersThroughABrokerThatStoodStill)
+{
+    std::list<Agent> agents;
+    for (int i = 0; i < 20; i++) {
+        agents.emplace_back(bus().socket());
+        agents.back().send("wexond.ledswitch", "get");
+    }
+    kill(bus().pid(), SIGSTOP);
+    std::this_thread::sleep_for(500ms);
+    kill(bus().pid(), SIGCONT);
+    for (Agent &agent : agents)
+        EXPECT_EQ(agent.finish(), kOn);
+    EXPECT_EQ(service().take_requests().size(), agents.size());
+    agents.clear();
     expect_well();
 }
 

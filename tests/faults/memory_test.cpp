@@ -1,7 +1,10 @@
 // Memory that runs out at every single allocation of every method's call, and threads that cannot be started.
 
+#include <deque>
+#include <regex>
 #include <set>
 #include <sstream>
+#include <sys/mman.h>
 
 #include "tests/events/events.h"
 #include "tests/faults/starved_test.h"
@@ -233,7 +236,7 @@ void MemoryTest::starve(const Row &row, uint32_t most)
     run(row);
     const Outcome whole = run(row);
     const uint32_t allocations = memory_->allocations;
-    const int64_t blocks = memory_->blocks;
+    const int64_t before = blocks();
     EXPECT_EQ(whole.reply.substr(0, 2), "{\"") << whole.reply;
     EXPECT_FALSE(is_refusal(whole.reply)) << whole.reply;
     EXPECT_GE(allocations, 1u) << "an answer of the service, or a table";
@@ -256,7 +259,7 @@ void MemoryTest::starve(const Row &row, uint32_t most)
                           std::count(whole.requests.begin(), whole.requests.end(), request))
                     << request;
             EXPECT_EQ(run(row), whole);
-            EXPECT_EQ(memory_->blocks, blocks);
+            EXPECT_EQ(blocks(), before);
         }
 }
 
@@ -294,7 +297,7 @@ TEST_F(MemoryTest, MayRunOutAtTheEndOfALongReply)
     service().answer(105, record(Bytes(20).u32(0, kStations)));
     service().answer(103, record(Bytes(8 + kStations * 544).u32(0, kStations)));
     service().answer(135, record(Bytes(100)));
-    starve(Row{kListStations}, 8);
+    starve(Row{kListStations}, 4);
     EXPECT_GT(make(kListStations).size(), 64u * 1024);
 }
 
@@ -353,6 +356,107 @@ TEST_F(MemoryTest, MayRunOutWhileALongCallIsReceived)
     EXPECT_EQ(service().take_requests(), Requests{});
 }
 
+// --- Start-up ---
+
+// A daemon that starts with a range of its allocations failing, on a bus of its own.
+class StarvedStart
+{
+  public:
+    StarvedStart(uint32_t first, uint32_t last) : memory_(map_control(folder_ / kMemoryControlFile))
+    {
+        service_.answer(kGetLed, record(Bytes(4).u32(0, 1)));
+        memory_->first = first;
+        memory_->last = last;
+        memory_->armed = 1;
+        daemon_.emplace(std::vector<std::string>{BUILD_BIN_DIR "/wexond-starved"},
+                        Process::Environment{{"WEXOND_TEST_DIR", folder_.path().string()}});
+    }
+    ~StarvedStart() { munmap(memory_, sizeof(MemoryControl)); }
+
+    uint32_t first() const { return memory_->first; }
+    uint32_t last() const { return memory_->last; }
+
+    // It ends, or comes up with all objects but those of which it tells. Returns how often it has allocated.
+    uint32_t expect_all_or_none_or_told()
+    {
+        BusClient agent(bus_.socket());
+        while (daemon_->is_running() && !is_up(agent) && failures().size() < kObjects)
+            std::this_thread::sleep_for(Milliseconds(5));
+        uint32_t allocations = memory_->allocations;
+        memory_->armed = 0;
+        if (daemon_->is_running()) {
+            std::set<std::string> objects = static_objects(agent), missing = failures();
+            EXPECT_EQ(objects.size() + missing.size(), kObjects) << testing::PrintToString(objects);
+            if (objects.contains("wexond.ledswitch")) {
+                EXPECT_EQ(agent.call("wexond.ledswitch", "get"), kOn);
+            }
+            bus_.stop();
+            EXPECT_EQ(daemon_->wait(3 * kPatience), 0);
+        } else {
+            // Without the bus, or without a thread.
+            EXPECT_TRUE(daemon_->wait() == 0 || daemon_->wait() == 255) << *daemon_->wait();
+        }
+        EXPECT_EQ(std::regex_replace(daemon_->standard_error(), kFailure, ""), "");
+        return allocations;
+    }
+
+  private:
+    static constexpr size_t kObjects = 29; // of the catalogue
+    static inline const std::regex kFailure{"Failed to (add|connect to) ([a-z0-9.]+)(: Out of memory)?\n"};
+
+    std::set<std::string> failures() const
+    {
+        std::string text = daemon_->standard_error();
+        std::set<std::string> failures;
+        for (std::sregex_iterator line(text.begin(), text.end(), kFailure), end; line != end; ++line)
+            failures.insert(line->str(2));
+        return failures;
+    }
+
+    static std::set<std::string> static_objects(BusClient &agent)
+    {
+        std::set<std::string> objects;
+        std::istringstream paths(paths_in(agent.list("wexond*")));
+        for (std::string path; std::getline(paths, path);)
+            if (path.find(".ap.") == std::string::npos)
+                objects.insert(path);
+        return objects;
+    }
+
+    // Whether the loop runs. The daemon may end without an answer.
+    bool is_up(BusClient &agent) const
+    {
+        constexpr int kMethodNotFound = 256 - 3;
+        std::set<std::string> objects = static_objects(agent);
+        return !objects.empty() &&
+               Process({UBUS_PROGRAM, "-s", bus_.socket().string(), "-t", "2", "call", *objects.begin(), "?"}).wait() ==
+                   kMethodNotFound;
+    }
+
+    TemporaryFolder folder_;
+    MemoryControl *memory_;
+    Bus bus_{folder_ / "ubus.sock"};
+    ScriptedService service_{folder_ / "orvc.sock"};
+    std::optional<Process> daemon_;
+};
+
+// Each allocation in the long run, a few in the ordinary one; many at once, since a start without the service takes
+// long.
+TEST(StarvedStartTest, MemoryThatRunsOutAtStartLeavesADaemonThatTellsOrNone)
+{
+    NEEDS_BUS_TOOL();
+    uint32_t allocations = StarvedStart(0, 0).expect_all_or_none_or_told();
+    uint32_t step = getenv("WEXOND_LONG_TESTS") ? 1 : 1 + allocations / 4;
+    std::deque<StarvedStart> starts;
+    for (uint32_t first = 1; first <= allocations; first += step)
+        for (uint32_t last : {first, kEndless})
+            starts.emplace_back(first, last);
+    for (StarvedStart &start : starts) {
+        SCOPED_TRACE(testing::Message() << start.first() << " to " << start.last());
+        start.expect_all_or_none_or_told();
+    }
+}
+
 // --- Threads ---
 
 TEST_F(MemoryTest, RunsWithoutItsEventRelay)
@@ -384,9 +488,9 @@ TEST_F(MemoryTest, FailsACallForWhichThereIsNoThread)
     start();
     make(kAdd2gAp);
     memory_->failing_thread = memory_->threads + 1;
-    int64_t blocks = memory_->blocks;
+    const int64_t before = blocks();
     EXPECT_EQ(make({"wexond.wifi.1.ap.2", "set", R"({"enable": "no"})"}), "(Unknown error: -1)");
-    EXPECT_EQ(memory_->blocks, blocks);
+    EXPECT_EQ(blocks(), before);
     EXPECT_EQ(make({"wexond.wifi.1.ap.2", "set", R"({"enable": "no"})"}), kSuccess);
 }
 
@@ -431,7 +535,7 @@ class EventMemoryTest : public MemoryTest
     // The same with the memory failing, until all that was stored has been sent, or lost, and freed.
     Messages send_starved(uint32_t first, uint32_t last)
     {
-        const int64_t blocks = memory_->blocks;
+        const int32_t blocks = memory_->blocks;
         memory_->first = first;
         memory_->last = last;
         memory_->allocations = memory_->failures = 0;

@@ -6,6 +6,9 @@
 #include "tests/faults/fault_test.h"
 #include "tests/faults/memory_control.h"
 
+// Makes the control file, zeroed; to be unmapped.
+MemoryControl *map_control(const std::filesystem::path &path);
+
 // How many entries the service's lists have: one each, or none.
 enum class World { full, empty };
 
@@ -32,11 +35,15 @@ class StarvedTest : public FaultTest
     // Of the requests of a call, these go unanswered; none by default.
     void leave_unanswered(uint32_t first, uint32_t last);
 
+    // What the daemon holds when the handler of the last call has returned, which is after its answer.
+    int64_t blocks();
+
     // Zeroed: all allocations succeed.
     MemoryControl *memory_;
 
   private:
     test_support::Answer answer(const test_support::Request &request);
+    void wait_for_handler();
 
     std::atomic<World> world_ = World::full;
     std::atomic<uint32_t> requests_ = 0, first_unanswered_ = UINT32_MAX, last_unanswered_ = 0;

@@ -8,7 +8,7 @@
 
 #ifdef EMULATOR
 inline const std::vector<std::string> kEmulator = {EMULATOR};
-constexpr int kSlowness = 6; // how many times longer a test waits for what should come
+constexpr int kSlowness = 10; // by how much a test is more patient
 #else
 inline const std::vector<std::string> kEmulator;
 constexpr int kSlowness = 1;

@@ -13,6 +13,8 @@
 #include <thread>
 #include <unistd.h>
 
+#include "tests/support/emulator.h"
+
 namespace
 {
 
@@ -116,9 +118,9 @@ class Uloop : public testing::Test
 TEST_F(Uloop, RunsTimersInTheOrderOfTheirTimes)
 {
     std::vector<int> order;
-    Timer third([&] { order.push_back(3), uloop_end(); }, 30);
-    Timer first([&] { order.push_back(1); }, 10);
-    Timer second([&] { order.push_back(2); }, 20);
+    Timer third([&] { order.push_back(3), uloop_end(); }, 30 * kSlowness);
+    Timer first([&] { order.push_back(1); }, 10 * kSlowness);
+    Timer second([&] { order.push_back(2); }, 20 * kSlowness);
     Clock::time_point start = Clock::now();
     EXPECT_EQ(uloop_run(), 0);
     EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
@@ -216,9 +218,9 @@ TEST_F(Uloop, AddTakesTheTimeAsItIsAndRefusesAPendingTimer)
 TEST_F(Uloop, CancelledTimerDoesNotRun)
 {
     bool ran = false;
-    Timer victim([&] { ran = true; }, 2);
-    Timer culprit([&] { EXPECT_EQ(uloop_timeout_cancel(&victim), 0); }, 1);
-    Timer end([] { uloop_end(); }, 10);
+    Timer victim([&] { ran = true; }, 2 * kSlowness);
+    Timer culprit([&] { EXPECT_EQ(uloop_timeout_cancel(&victim), 0); }, kSlowness);
+    Timer end([] { uloop_end(); }, 10 * kSlowness);
     uloop_run();
     EXPECT_FALSE(ran);
     EXPECT_EQ(uloop_timeout_cancel(&victim), -1);
@@ -587,7 +589,7 @@ TEST_F(Uloop, TimeoutMakesItOneTurn)
     EXPECT_GE(milliseconds_since(start), 19);
     EXPECT_FALSE(uloop_cancelled);
 
-    Timer timer([] { FAIL() << "due only after the wait"; }, 10);
+    Timer timer([] { FAIL() << "due only after the wait"; }, 10 * kSlowness);
     start = Clock::now();
     uloop_run_timeout(5000);
     EXPECT_LT(milliseconds_since(start), 2500);
