@@ -278,7 +278,8 @@ bool wexond_log_enabled()
     return logging;
 }
 
-void wexond_log_line(const char *format, ...)
+// NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
+void wexond_log_line(const char *, int, const char *format, ...)
 {
     char line[4096];
     va_list arguments;
