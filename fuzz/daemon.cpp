@@ -278,7 +278,6 @@ bool wexond_log_enabled()
     return logging;
 }
 
-// NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
 void wexond_log_line(const char *, int, const char *format, ...)
 {
     char line[4096];
