@@ -278,7 +278,7 @@ bool wexond_log_enabled()
     return logging;
 }
 
-void wexond_log_line(const char *format, ...)
+void wexond_log_line(const char *, int, const char *format, ...)
 {
     char line[4096];
     va_list arguments;
