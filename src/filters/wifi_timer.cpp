@@ -30,7 +30,7 @@ void parse_time(const char *text, WifiTimerRecord &record)
     char work[kTimeTextLimit + 1];
     snprintf(work, sizeof(work), "%s", text);
     int hour = 0, minute = 0;
-    // NOLINTNEXTLINE(cert-err34-c)
+    // NOLINTNEXTLINE(cert-err34-c): what does not scan stays 0, and no time is refused
     sscanf(work, "%d:%d", &hour, &minute);
     record.hour = hour;
     record.minute = minute;
