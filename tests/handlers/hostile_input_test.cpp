@@ -113,11 +113,15 @@ class HostileInputTest : public HandlerTest
         ASSERT_GE(methods_.size(), 87u) << "the catalogue's";
     }
 
-    // What an `add` made is deleted again, so that the next one finds the same state.
+    // What an `add` made is deleted again, so that the next one finds the same state. The scan that the daemon asks for
+    // by itself a minute after its start may fall into any call; only methods that begin with `channels` ask for one.
     Outcome outcome_of(const Method &method, const std::string &message)
     {
         std::string reply = call(method.object, method.name, RawMessage{message});
         Outcome outcome = {reply, service().take_requests()};
+        constexpr uint32_t kScan = 60;
+        if (!method.name.starts_with("channels"))
+            std::erase_if(outcome.requests, [](const Request &request) { return request.type == kScan; });
         static const std::regex index(R"("idx": (-?\d+))");
         if (std::smatch match; method.name == "add" && std::regex_search(reply, match, index))
             call(method.object, "delete", R"({"idx": )" + match.str(1) + "}");
