@@ -79,6 +79,18 @@ Status status_of(uint32_t failed, const char *reason = "")
 
 const Status kSucceeded{};
 
+void build_small_table()
+{
+    void *table = reply_open_table("wexond.thing");
+    void *array = reply_open_array("array");
+    for (uint32_t i = 0; i < 100; i++)
+        reply_int("", i);
+    reply_close(array);
+    reply_string("text", "value");
+    reply_int64("counter", 1);
+    reply_close(table);
+}
+
 class ReplyTest : public CoreTest
 {
   protected:
@@ -119,6 +131,18 @@ class ReplyTest : public CoreTest
         EXPECT_EQ(reply.context, &context_);
         EXPECT_EQ(reply.request, &request_);
         return reply.text;
+    }
+
+    // Either way of sending a table says that memory is out.
+    void expect_no_memory_for_a_table()
+    {
+        reply_start();
+        build_small_table();
+        EXPECT_EQ(get(kSucceeded), failure("out of memory"));
+        reply_start();
+        build_small_table();
+        reply_send(&request_);
+        EXPECT_EQ(only_reply(), failure("out of memory"));
     }
 
     ubus_request_data request_{};
@@ -297,18 +321,6 @@ TEST_F(ReplyTest, GetRefusesMoreThanABufferCanHold)
 
 // --- Memory that runs out ---
 
-void build_small_table()
-{
-    void *table = reply_open_table("wexond.thing");
-    void *array = reply_open_array("array");
-    for (uint32_t i = 0; i < 100; i++)
-        reply_int("", i);
-    reply_close(array);
-    reply_string("text", "value");
-    reply_int64("counter", 1);
-    reply_close(table);
-}
-
 TEST_F(ReplyTest, GetNeverLeavesKeysOut)
 {
     reply_start();
@@ -344,26 +356,14 @@ TEST_F(ReplyTest, AnOutcomeIsToldWithoutAnyMemory)
     EXPECT_EQ(get(status_of(1, reason.c_str())), failure(reason));
     EXPECT_EQ(send_for_add(&request_, status_of(1, reason.c_str()), "wexond_thing_add", &index), 0);
     EXPECT_EQ(only_reply(), R"({"result": "1", "idx": 3, "failreason": ")" + reason + R"("})");
-    reply_start();
-    build_small_table();
-    EXPECT_EQ(get(kSucceeded), failure("out of memory"));
-    reply_start();
-    build_small_table();
-    reply_send(&request_);
-    EXPECT_EQ(only_reply(), failure("out of memory"));
+    expect_no_memory_for_a_table();
     EXPECT_TRUE(memory.has_failed());
 }
 
 TEST_F(ReplyTest, ATableThatTheBusFindsNoMemoryForFails)
 {
     sendable = 256;
-    reply_start();
-    build_small_table();
-    EXPECT_EQ(get(kSucceeded), failure("out of memory"));
-    reply_start();
-    build_small_table();
-    reply_send(&request_);
-    EXPECT_EQ(only_reply(), failure("out of memory"));
+    expect_no_memory_for_a_table();
 }
 
 TEST_F(ReplyTest, MemoryThatComesBackIsUsedAgain)

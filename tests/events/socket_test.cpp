@@ -71,6 +71,15 @@ class EventSocketStartTest : public DaemonTest
         EXPECT_EQ(client().next_message(), kNotifiedOn);
     }
 
+    // Starts the daemon, which has to log this line.
+    void start_until_logged(const std::string &line)
+    {
+        enable_log();
+        launch_daemon();
+        EXPECT_NE(log_up_to(line).find(line), std::string::npos);
+        wait_until_up();
+    }
+
     // Collects the log until it has this line.
     std::string log_up_to(const std::string &line)
     {
@@ -105,21 +114,13 @@ TEST_F(EventSocketStartTest, ReplacesASocketThatNobodyAnswersOn)
 
 TEST_F(EventSocketStartTest, LogsItsStart)
 {
-    enable_log();
-    launch_daemon();
-    std::string line = "[WEXOND_SocketServerRun.#]: Run socket server for wexond.\n";
-    EXPECT_NE(log_up_to(line).find(line), std::string::npos);
-    wait_until_up();
+    start_until_logged("[WEXOND_SocketServerRun.#]: Run socket server for wexond.\n");
 }
 
 TEST_F(EventSocketStartTest, WithoutItOnlyNotificationsAreLost)
 {
     std::filesystem::create_directory(event_socket());
-    enable_log();
-    launch_daemon();
-    std::string line = "[WEXOND_SocketServerRun.#]: Init failed.\n";
-    EXPECT_NE(log_up_to(line).find(line), std::string::npos);
-    wait_until_up();
+    start_until_logged("[WEXOND_SocketServerRun.#]: Init failed.\n");
     EXPECT_EQ(get_led(), kOn);
     std::this_thread::sleep_for(5s); // past the first drain
     EXPECT_EQ(get_led(), kOn);
@@ -136,11 +137,7 @@ TEST_F(EventSocketStartTest, LeavesItToADaemonThatAnswersOnIt)
     wait_until_listening(folder / "events.sock");
     std::filesystem::create_symlink(folder / "events.sock", event_socket());
 
-    enable_log();
-    launch_daemon();
-    std::string line = "[WEXOND_SocketServerRun.#]: Init failed.\n";
-    EXPECT_NE(log_up_to(line).find(line), std::string::npos);
-    wait_until_up();
+    start_until_logged("[WEXOND_SocketServerRun.#]: Init failed.\n");
     EXPECT_EQ(get_led(), kOn);
 
     Process subscriber({UBUS_PROGRAM, "-s", bus.socket().string(), "subscribe", "wexond.ledswitch"});
