@@ -75,6 +75,13 @@ const char *unsendable()
     return nullptr;
 }
 
+// A table that is fit to be sent; the bus may find no memory for it all the same.
+void send_table(ubus_request_data *request)
+{
+    if (ubus_send_reply(wexond_context, request, reply.head) == UBUS_STATUS_NO_MEMORY)
+        send_failure(request, kOutOfMemory);
+}
+
 } // namespace
 
 void reply_start()
@@ -130,11 +137,10 @@ int reply_notify(ubus_object *object, const char *name)
 
 void reply_send(ubus_request_data *request)
 {
-    const char *obstacle = unsendable();
-    if (!obstacle && ubus_send_reply(wexond_context, request, reply.head) == UBUS_STATUS_NO_MEMORY)
-        obstacle = kOutOfMemory;
-    if (obstacle)
-        send_failure(request, obstacle);
+    if (const char *reason = unsendable())
+        send_failure(request, reason);
+    else
+        send_table(request);
     blob_buf_free(&reply);
 }
 
@@ -157,12 +163,11 @@ int wexond_send_for_get(ubus_request_data *request, const Status *status)
         if (const char *reason = unsendable())
             wexond_fail(&outcome, "%s", reason);
     log_outcome(__func__, outcome);
-    if (outcome.failed == 1) {
+    if (outcome.failed == 1)
         send_outcome(request, outcome);
-        blob_buf_free(&reply);
-    } else {
-        reply_send(request);
-    }
+    else
+        send_table(request);
+    blob_buf_free(&reply);
     return 0;
 }
 
