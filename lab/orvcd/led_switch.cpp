@@ -1,0 +1,35 @@
+// The front-panel LEDs.
+
+#include "checks.h"
+#include "events/event_records.h"
+#include "records.h"
+#include "service.h"
+#include "system/led_switch_records.h"
+
+static void describe(auto &&field, LedSwitchRecord &record)
+{
+    field("on", record.status, YesNo{});
+}
+
+static ReturnCode check_led_switch(const LedSwitchRecord &record)
+{
+    return check_switch(record.status);
+}
+
+static Reply get_led_switch(const Json &home)
+{
+    return to_record<LedSwitchRecord>(home.at("leds"));
+}
+
+static Reply set_led_switch(Json &home, const LedSwitchRecord &record)
+{
+    store(home["leds"], record);
+    announce(kEventLedSwitch, SwitchEvent{record.status});
+    return kOk;
+}
+
+static constexpr Row rows[] = {
+    {kGetLedSwitch, "ORVC_GET_LEDSWITCH", serve<get_led_switch>},
+    {kSetLedSwitch, "ORVC_SET_LEDSWITCH", serve<set_led_switch, check_led_switch>},
+};
+const Family kLedSwitchFamily = rows;
