@@ -1,8 +1,10 @@
 extern "C" {
 #include <libubox/avl-cmp.h>
 #include <libubox/avl.h>
+#include <libubox/blob.h>
 }
 
+#include <algorithm>
 #include <cstring>
 
 namespace
@@ -15,6 +17,11 @@ Side other(Side side)
     return side == kSmaller ? kLarger : kSmaller;
 }
 
+avl_node *&child_of(avl_node *node, Side side)
+{
+    return side == kSmaller ? node->left : node->right;
+}
+
 // What one level more on a side adds to the balance.
 int weight(Side side)
 {
@@ -23,15 +30,14 @@ int weight(Side side)
 
 Side side_of(const avl_node *parent, const avl_node *node)
 {
-    return parent->child[kLarger] == node ? kLarger : kSmaller;
+    return parent->right == node ? kLarger : kSmaller;
 }
 
 void link_child(avl_node *parent, Side side, avl_node *child)
 {
-    parent->child[side] = child;
-    if (child) {
+    child_of(parent, side) = child;
+    if (child)
         child->parent = parent;
-    }
 }
 
 // Puts `heir` (or nothing) where `node` hangs.
@@ -42,17 +48,16 @@ void replace(avl_tree *tree, avl_node *node, avl_node *heir)
         return;
     }
     tree->root = heir;
-    if (heir) {
+    if (heir)
         heir->parent = nullptr;
-    }
 }
 
 // Lifts the child on `side` above its parent; balances are the caller's.
 void rotate(avl_tree *tree, avl_node *node, Side side)
 {
-    avl_node *child = node->child[side];
+    avl_node *child = child_of(node, side);
     replace(tree, node, child);
-    link_child(node, side, child->child[other(side)]);
+    link_child(node, side, child_of(child, other(side)));
     // NOLINTNEXTLINE(readability-suspicious-call-argument): the two change places
     link_child(child, other(side), node);
 }
@@ -62,10 +67,10 @@ void rotate(avl_tree *tree, avl_node *node, Side side)
 avl_node *mend(avl_tree *tree, avl_node *node, Side side)
 {
     int heavy = weight(side);
-    avl_node *child = node->child[side];
+    avl_node *child = child_of(node, side);
 
     if (child->balance == -heavy) {
-        avl_node *inner = child->child[other(side)];
+        avl_node *inner = child_of(child, other(side));
         rotate(tree, child, other(side));
         rotate(tree, node, side);
         node->balance = static_cast<signed char>(inner->balance == heavy ? -heavy : 0);
@@ -85,9 +90,8 @@ void rebalance_grown(avl_tree *tree, avl_node *node)
     for (avl_node *parent = node->parent; parent; node = parent, parent = node->parent) {
         Side side = side_of(parent, node);
         parent->balance = static_cast<signed char>(parent->balance + weight(side));
-        if (parent->balance == 0) {
+        if (parent->balance == 0)
             return;
-        }
         if (parent->balance == 2 * weight(side)) {
             mend(tree, parent, side);
             return;
@@ -101,20 +105,17 @@ void rebalance_shrunk(avl_tree *tree, avl_node *parent, Side side)
     while (parent) {
         int lighter = weight(other(side));
         parent->balance = static_cast<signed char>(parent->balance + lighter);
-        if (parent->balance == lighter) {
+        if (parent->balance == lighter)
             return;
-        }
         avl_node *top = parent;
         if (parent->balance == 2 * lighter) {
             top = mend(tree, parent, other(side));
-            if (top->balance != 0) {
+            if (top->balance != 0)
                 return;
-            }
         }
         parent = top->parent;
-        if (parent) {
+        if (parent)
             side = side_of(parent, top);
-        }
     }
 }
 
@@ -128,10 +129,10 @@ void unlink_inner(avl_tree *tree, avl_node *node)
     if (heir->parent != node) {
         shrunk = heir->parent;
         side = kSmaller;
-        link_child(shrunk, kSmaller, heir->child[kLarger]);
-        link_child(heir, kLarger, node->child[kLarger]);
+        link_child(shrunk, kSmaller, child_of(heir, kLarger));
+        link_child(heir, kLarger, child_of(node, kLarger));
     }
-    link_child(heir, kSmaller, node->child[kSmaller]);
+    link_child(heir, kSmaller, child_of(node, kSmaller));
     heir->balance = node->balance;
     replace(tree, node, heir);
     rebalance_shrunk(tree, shrunk, side);
@@ -141,7 +142,7 @@ void unlink_outer(avl_tree *tree, avl_node *node)
 {
     avl_node *parent = node->parent;
     Side side = parent ? side_of(parent, node) : kSmaller;
-    avl_node *child = node->child[kSmaller] ? node->child[kSmaller] : node->child[kLarger];
+    avl_node *child = child_of(node, kSmaller) ? child_of(node, kSmaller) : child_of(node, kLarger);
 
     replace(tree, node, child);
     rebalance_shrunk(tree, parent, side);
@@ -154,6 +155,14 @@ int avl_strcmp(const void *k1, const void *k2, void *)
     return strcmp(static_cast<const char *>(k1), static_cast<const char *>(k2));
 }
 
+int avl_blobcmp(const void *k1, const void *k2, void *)
+{
+    size_t length1 = blob_raw_len(static_cast<const blob_attr *>(k1));
+    size_t length2 = blob_raw_len(static_cast<const blob_attr *>(k2));
+    int order = memcmp(k1, k2, std::min(length1, length2));
+    return order != 0 ? order : (length1 > length2) - (length1 < length2);
+}
+
 void avl_init(avl_tree *tree, avl_tree_comp comp, bool allow_dups, void *ptr)
 {
     INIT_LIST_HEAD(&tree->list_head);
@@ -164,21 +173,33 @@ void avl_init(avl_tree *tree, avl_tree_comp comp, bool allow_dups, void *ptr)
     tree->cmp_ptr = ptr;
 }
 
+namespace
+{
+
+bool follows_equal(const avl_tree *tree, const avl_node *node)
+{
+    if (!tree->allow_dups || node->list.prev == &tree->list_head)
+        return false;
+    return tree->comp(node->key, list_entry(node->list.prev, avl_node, list)->key, tree->cmp_ptr) == 0;
+}
+
+} // namespace
+
 int avl_insert(avl_tree *tree, avl_node *node)
 {
     avl_node *parent = nullptr;
     Side side = kSmaller;
 
-    for (avl_node *next = tree->root; next; next = parent->child[side]) {
+    for (avl_node *next = tree->root; next; next = child_of(parent, side)) {
         int order = tree->comp(node->key, next->key, tree->cmp_ptr);
-        if (order == 0 && !tree->allow_dups) {
+        if (order == 0 && !tree->allow_dups)
             return -1;
-        }
         parent = next;
         side = order < 0 ? kSmaller : kLarger;
     }
-    node->child[kSmaller] = node->child[kLarger] = nullptr;
+    child_of(node, kSmaller) = child_of(node, kLarger) = nullptr;
     node->balance = 0;
+    node->leader = true;
     node->parent = parent;
     tree->count++;
     if (!parent) {
@@ -186,20 +207,22 @@ int avl_insert(avl_tree *tree, avl_node *node)
         list_add(&node->list, &tree->list_head);
         return 0;
     }
-    parent->child[side] = node;
+    child_of(parent, side) = node;
     // A leaf is its parent's neighbour in order.
     list_add(&node->list, side == kLarger ? &parent->list : parent->list.prev);
+    node->leader = !follows_equal(tree, node);
     rebalance_grown(tree, node);
     return 0;
 }
 
 void avl_delete(avl_tree *tree, avl_node *node)
 {
-    if (node->child[kSmaller] && node->child[kLarger]) {
+    if (child_of(node, kSmaller) && child_of(node, kLarger))
         unlink_inner(tree, node);
-    } else {
+    else
         unlink_outer(tree, node);
-    }
+    if (node->leader && node->list.next != &tree->list_head)
+        list_entry(node->list.next, avl_node, list)->leader = true;
     list_del(&node->list);
     tree->count--;
 }
@@ -209,10 +232,21 @@ avl_node *avl_find_greaterequal(const avl_tree *tree, const void *key)
     avl_node *found = nullptr;
     for (avl_node *node = tree->root; node;) {
         bool larger = tree->comp(key, node->key, tree->cmp_ptr) > 0;
-        if (!larger) {
+        if (!larger)
             found = node;
-        }
-        node = node->child[larger ? kLarger : kSmaller];
+        node = child_of(node, larger ? kLarger : kSmaller);
+    }
+    return found;
+}
+
+avl_node *avl_find_lessequal(const avl_tree *tree, const void *key)
+{
+    avl_node *found = nullptr;
+    for (avl_node *node = tree->root; node;) {
+        bool smaller = tree->comp(key, node->key, tree->cmp_ptr) < 0;
+        if (!smaller)
+            found = node;
+        node = child_of(node, smaller ? kSmaller : kLarger);
     }
     return found;
 }

@@ -38,9 +38,8 @@ bool grow_by_realloc(blob_buf *buf, int minlen)
     size_t wanted = length + std::max(length, static_cast<size_t>(minlen));
     wanted = std::min((wanted + kGrowStep - 1) / kGrowStep * kGrowStep, kMaxLength + 1);
     void *memory = realloc(buf->buf, wanted);
-    if (!memory) {
+    if (!memory)
         return false;
-    }
     buf->buf = memory;
     buf->buflen = static_cast<int>(wanted);
     return true;
@@ -50,16 +49,13 @@ bool grow_by_realloc(blob_buf *buf, int minlen)
 bool reserve(blob_buf *buf, size_t length)
 {
     auto have = static_cast<size_t>(buf->buflen);
-    if (length <= have) {
+    if (length <= have)
         return true;
-    }
     size_t head = buf->head ? offset_of(buf, buf->head) : 0;
-    if (!buf->grow(buf, static_cast<int>(length - have))) {
+    if (!buf->grow(buf, static_cast<int>(length - have)))
         return false;
-    }
-    if (buf->head) {
+    if (buf->head)
         buf->head = attr_at(buf, head);
-    }
     return length <= static_cast<size_t>(buf->buflen);
 }
 
@@ -68,13 +64,12 @@ blob_attr *place(blob_buf *buf, size_t offset, int id, size_t payload)
 {
     size_t length = sizeof(blob_attr) + payload;
     size_t end = offset + padded(length);
-    if (payload > kMaxLength || end > kMaxLength || !reserve(buf, end)) {
+    if (payload > kMaxLength || end > kMaxLength || !reserve(buf, end))
         return nullptr;
-    }
     blob_attr *attr = attr_at(buf, offset);
     uint32_t tag = (static_cast<uint32_t>(id) << BLOB_ATTR_ID_SHIFT) & BLOB_ATTR_ID_MASK;
     attr->id_len = cpu_to_be32(tag | static_cast<uint32_t>(length));
-    memset(reinterpret_cast<char *>(attr) + length, 0, padded(length) - length);
+    blob_fill_pad(attr);
     return attr;
 }
 
@@ -85,13 +80,11 @@ size_t end_of_head(const blob_buf *buf)
 
 blob_attr *append(blob_buf *buf, int id, size_t payload)
 {
-    if (!buf->head) {
+    if (!buf->head)
         return nullptr;
-    }
     blob_attr *attr = place(buf, end_of_head(buf), id, payload);
-    if (attr) {
+    if (attr)
         set_raw_len(buf->head, blob_pad_len(buf->head) + blob_pad_len(attr));
-    }
     return attr;
 }
 
@@ -107,9 +100,8 @@ bool is_expected(const blob_attr_info &info, blob_attr *attr)
 
 int blob_buf_init(blob_buf *buf, int id)
 {
-    if (!buf->grow) {
+    if (!buf->grow)
         buf->grow = grow_by_realloc;
-    }
     buf->head = nullptr;
     buf->head = place(buf, 0, id, 0);
     return buf->head ? 0 : -1;
@@ -129,9 +121,8 @@ blob_attr *blob_new(blob_buf *buf, int id, int payload)
 blob_attr *blob_put(blob_buf *buf, int id, const void *ptr, unsigned len)
 {
     blob_attr *attr = append(buf, id, len);
-    if (attr && len != 0) {
+    if (attr && len != 0)
         memcpy(attr->data, ptr, len);
-    }
     return attr;
 }
 
@@ -139,13 +130,11 @@ blob_attr *blob_put(blob_buf *buf, int id, const void *ptr, unsigned len)
 // container is ended its parent does not count it, so what stands in the buffer is well-formed all the time.
 void *blob_nest_start_after(blob_buf *buf, int id, size_t payload)
 {
-    if (!buf->head) {
+    if (!buf->head)
         return nullptr;
-    }
     blob_attr *nested = place(buf, end_of_head(buf), id, payload);
-    if (!nested) {
+    if (!nested)
         return nullptr;
-    }
     uintptr_t parent = offset_of(buf, buf->head);
     buf->head = nested;
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a cookie that is never followed
@@ -159,16 +148,70 @@ void *blob_nest_start(blob_buf *buf, int id)
 
 void blob_nest_end(blob_buf *buf, void *cookie)
 {
-    if (!cookie || !buf->head) {
+    if (!cookie || !buf->head)
         return;
-    }
     size_t parent = reinterpret_cast<uintptr_t>(cookie) - 1;
-    if (offset_of(buf, buf->head) <= parent) {
+    if (offset_of(buf, buf->head) <= parent)
         return;
-    }
     size_t end = end_of_head(buf);
     buf->head = attr_at(buf, parent);
     set_raw_len(buf->head, end - parent);
+}
+
+blob_attr *blob_place(blob_buf *buf, int id, size_t payload)
+{
+    return buf->head ? place(buf, end_of_head(buf), id, payload) : nullptr;
+}
+
+blob_attr *blob_resize_placed(blob_buf *buf, size_t payload)
+{
+    const blob_attr *placed = attr_at(buf, end_of_head(buf));
+    uint32_t tag = placed->id_len & cpu_to_be32(~BLOB_ATTR_LEN_MASK);
+    blob_attr *attr = blob_place(buf, 0, payload);
+    if (attr)
+        attr->id_len |= tag;
+    return attr;
+}
+
+void blob_add_placed(blob_buf *buf)
+{
+    const blob_attr *placed = attr_at(buf, end_of_head(buf));
+    set_raw_len(buf->head, blob_pad_len(buf->head) + blob_pad_len(placed));
+}
+
+blob_attr *blob_put_raw(blob_buf *buf, const void *ptr, unsigned len)
+{
+    if (!ptr || len < sizeof(blob_attr))
+        return nullptr;
+    blob_attr *attr = append(buf, 0, len - sizeof(blob_attr));
+    if (attr)
+        memcpy(attr, ptr, len);
+    return attr;
+}
+
+bool blob_buf_grow(blob_buf *buf, int required)
+{
+    auto have = static_cast<size_t>(buf->buflen);
+    return required >= 0 && have + static_cast<size_t>(required) <= kMaxLength + 1 &&
+           reserve(buf, have + static_cast<size_t>(required));
+}
+
+void blob_set_raw_len(blob_attr *attr, unsigned len)
+{
+    set_raw_len(attr, len & BLOB_ATTR_LEN_MASK);
+}
+
+void blob_fill_pad(blob_attr *attr)
+{
+    size_t length = blob_raw_len(attr);
+    memset(reinterpret_cast<char *>(attr) + length, 0, padded(length) - length);
+}
+
+bool blob_attr_equal(const blob_attr *a1, const blob_attr *a2)
+{
+    if (!a1 || !a2)
+        return a1 == a2;
+    return blob_raw_len(a1) == blob_raw_len(a2) && memcmp(a1, a2, blob_raw_len(a1)) == 0;
 }
 
 bool blob_check_type(const void *ptr, unsigned len, int type)
@@ -203,10 +246,9 @@ int blob_parse(blob_attr *attr, blob_attr **data, const blob_attr_info *info, in
     std::fill_n(data, max, nullptr);
     blob_for_each_attr (pos, attr, rem) {
         auto id = static_cast<int>(blob_id(pos));
-        if (max <= id || (info && !is_expected(info[id], pos))) {
+        if (max <= id || (info && !is_expected(info[id], pos)))
             continue;
-        }
-        found += data[id] == nullptr;
+        found += !data[id];
         data[id] = pos;
     }
     return found;
@@ -221,8 +263,7 @@ int blob_parse_untrusted(blob_attr *attr, size_t attr_len, blob_attr **data, con
 blob_attr *blob_memdup(blob_attr *attr)
 {
     auto *copy = static_cast<blob_attr *>(calloc(1, std::max(blob_pad_len(attr), sizeof(blob_attr))));
-    if (copy) {
+    if (copy)
         memcpy(copy, attr, blob_raw_len(attr));
-    }
     return copy;
 }

@@ -23,21 +23,17 @@ bool add_members(blob_buf *buf, json_object *object)
 {
     json_object_iterator member = json_object_iter_begin(object);
     json_object_iterator end = json_object_iter_end(object);
-    for (; !json_object_iter_equal(&member, &end); json_object_iter_next(&member)) {
-        if (!add_value(buf, json_object_iter_peek_name(&member), json_object_iter_peek_value(&member))) {
+    for (; !json_object_iter_equal(&member, &end); json_object_iter_next(&member))
+        if (!add_value(buf, json_object_iter_peek_name(&member), json_object_iter_peek_value(&member)))
             return false;
-        }
-    }
     return true;
 }
 
 bool add_elements(blob_buf *buf, json_object *array)
 {
-    for (size_t i = 0; i < json_object_array_length(array); i++) {
-        if (!add_value(buf, nullptr, json_object_array_get_idx(array, i))) {
+    for (size_t i = 0; i < json_object_array_length(array); i++)
+        if (!add_value(buf, nullptr, json_object_array_get_idx(array, i)))
             return false;
-        }
-    }
     return true;
 }
 
@@ -45,9 +41,8 @@ bool add_elements(blob_buf *buf, json_object *array)
 bool add_container(blob_buf *buf, const char *name, json_object *value, bool array)
 {
     void *cookie = blobmsg_open_nested(buf, name, array);
-    if (!cookie) {
+    if (!cookie)
         return false;
-    }
     bool added = array ? add_elements(buf, value) : add_members(buf, value);
     blob_nest_end(buf, cookie);
     return added;
@@ -55,9 +50,8 @@ bool add_container(blob_buf *buf, const char *name, json_object *value, bool arr
 
 int add_integer(blob_buf *buf, const char *name, int64_t value)
 {
-    if (INT32_MIN <= value && value <= INT32_MAX) {
+    if (INT32_MIN <= value && value <= INT32_MAX)
         return blobmsg_add_u32(buf, name, static_cast<uint32_t>(value));
-    }
     return blobmsg_add_u64(buf, name, static_cast<uint64_t>(value));
 }
 
@@ -90,16 +84,17 @@ struct Writer {
     char *text;
     size_t length;
     size_t capacity;
-    int indent; // of the line being written, in tabs; negative: all on one line
+    int indent;                       // of the line being written, in tabs; negative: all on one line
+    blobmsg_json_format_t substitute; // may be null
+    void *priv;
     int depth;
     bool failed;
 };
 
 void write(Writer &writer, std::string_view text)
 {
-    if (writer.failed) {
+    if (writer.failed)
         return;
-    }
     size_t needed = writer.length + text.size() + 1;
     if (writer.capacity < needed) {
         size_t capacity = std::max(needed, 2 * writer.capacity);
@@ -119,13 +114,11 @@ void write(Writer &writer, std::string_view text)
 
 void begin_line(Writer &writer)
 {
-    if (writer.indent < 0) {
+    if (writer.indent < 0)
         return;
-    }
     write(writer, "\n");
-    for (int i = 0; i < writer.indent; i++) {
+    for (int i = 0; i < writer.indent; i++)
         write(writer, "\t");
-    }
 }
 
 void write_escaped(Writer &writer, char character)
@@ -185,11 +178,14 @@ void write_double(Writer &writer, double value)
     write(writer, digits);
 }
 
-void write_container(Writer &writer, const blob_attr *attr, bool array);
+void write_container(Writer &writer, blob_attr *attr, bool array);
 
-void write_value(Writer &writer, const blob_attr *attr)
+void write_value(Writer &writer, blob_attr *attr)
 {
-    switch (static_cast<enum blobmsg_type>(blobmsg_type(attr))) {
+    const char *text = writer.substitute ? writer.substitute(writer.priv, attr) : nullptr;
+    if (text)
+        return write(writer, text);
+    switch (blobmsg_type(attr)) {
     case BLOBMSG_TYPE_UNSPEC:
         return write(writer, "null");
     case BLOBMSG_TYPE_ARRAY:
@@ -211,20 +207,20 @@ void write_value(Writer &writer, const blob_attr *attr)
     }
 }
 
-void write_named_value(Writer &writer, const blob_attr *attr)
+void write_named_value(Writer &writer, blob_attr *attr)
 {
     write_string(writer, blobmsg_name(attr));
     write(writer, writer.indent < 0 ? ":" : ": ");
     write_value(writer, attr);
 }
 
-void write_container(Writer &writer, const blob_attr *attr, bool array)
+void write_container(Writer &writer, blob_attr *attr, bool array)
 {
     if (++writer.depth > kMaxDepth) {
         writer.failed = true;
         return;
     }
-    const blob_attr *element;
+    blob_attr *element;
     size_t rem;
     bool first = true;
     bool on_lines = 0 <= writer.indent;
@@ -233,12 +229,10 @@ void write_container(Writer &writer, const blob_attr *attr, bool array)
     writer.indent += on_lines;
     begin_line(writer);
     blobmsg_for_each_attr (element, attr, rem) {
-        if (writer.failed) {
+        if (writer.failed)
             return;
-        }
-        if (!blobmsg_check_attr(element, false)) {
+        if (!blobmsg_check_attr(element, false))
             continue;
-        }
         if (!first) {
             write(writer, ",");
             begin_line(writer);
@@ -261,31 +255,76 @@ bool is_array(const blob_attr *attr)
 
 } // namespace
 
-bool blobmsg_add_json_from_string(blob_buf *buf, const char *str)
+namespace
 {
-    json_object *object = json_tokener_parse(str);
-    bool added = json_object_is_type(object, json_type_object) && add_members(buf, object);
+
+bool add_and_release(blob_buf *buf, json_object *object)
+{
+    bool added = blobmsg_add_object(buf, object);
     json_object_put(object);
     return added;
 }
 
-char *blobmsg_format_json_indent(blob_attr *attr, bool list, int indent)
+} // namespace
+
+bool blobmsg_add_object(blob_buf *buf, json_object *obj)
+{
+    return json_object_is_type(obj, json_type_object) && add_members(buf, obj);
+}
+
+bool blobmsg_add_json_element(blob_buf *buf, const char *name, json_object *obj)
+{
+    return add_value(buf, name, obj);
+}
+
+bool blobmsg_add_json_from_string(blob_buf *buf, const char *str)
+{
+    return add_and_release(buf, json_tokener_parse(str));
+}
+
+bool blobmsg_add_json_from_file(blob_buf *buf, const char *file)
+{
+    return add_and_release(buf, json_object_from_file(file));
+}
+
+namespace
+{
+
+char *finish(Writer &writer)
+{
+    if (!writer.failed)
+        return writer.text;
+    free(writer.text);
+    return nullptr;
+}
+
+} // namespace
+
+char *blobmsg_format_json_with_cb(blob_attr *attr, bool list, blobmsg_json_format_t cb, void *priv, int indent)
 {
     bool has_header = attr && (!list || blob_is_extended(attr)); // a message as it came has none
-    if (!attr || (has_header && !blobmsg_check_attr(attr, false))) {
+    if (!attr || (has_header && !blobmsg_check_attr(attr, false)))
         return nullptr;
-    }
-    Writer writer = {.indent = indent};
-    if (list) {
+    Writer writer = {.indent = indent, .substitute = cb, .priv = priv};
+    if (list)
         write_container(writer, attr, is_array(attr));
-    } else if (blobmsg_name(attr)[0] != '\0') {
+    else if (blobmsg_name(attr)[0] != '\0')
         write_named_value(writer, attr);
-    } else {
+    else
         write_value(writer, attr);
-    }
-    if (writer.failed) {
-        free(writer.text);
+    return finish(writer);
+}
+
+char *blobmsg_format_json_value_with_cb(blob_attr *attr, blobmsg_json_format_t cb, void *priv, int indent)
+{
+    if (!attr || !blobmsg_check_attr(attr, false))
         return nullptr;
-    }
-    return writer.text;
+    Writer writer = {.indent = indent, .substitute = cb, .priv = priv};
+    write_value(writer, attr);
+    return finish(writer);
+}
+
+char *blobmsg_format_json_indent(blob_attr *attr, bool list, int indent)
+{
+    return blobmsg_format_json_with_cb(attr, list, nullptr, nullptr, indent);
 }

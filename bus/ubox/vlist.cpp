@@ -19,9 +19,8 @@ void vlist_add(vlist_tree *tree, vlist_node *node, const void *key)
     if (old && (tree->keep_old || tree->no_delete)) {
         old->version = tree->version;
     } else {
-        if (old) {
+        if (old)
             avl_delete(&tree->avl, &old->avl);
-        }
         avl_insert(&tree->avl, &node->avl);
     }
     tree->update(tree, node, old);
@@ -29,8 +28,25 @@ void vlist_add(vlist_tree *tree, vlist_node *node, const void *key)
 
 void vlist_delete(vlist_tree *tree, vlist_node *node)
 {
-    if (!tree->no_delete) {
+    if (!tree->no_delete)
         avl_delete(&tree->avl, &node->avl);
-    }
     tree->update(tree, nullptr, node);
+}
+
+void vlist_flush(vlist_tree *tree)
+{
+    vlist_node *node, *next;
+
+    avl_for_each_element_safe (&tree->avl, node, avl, next)
+        if (node->version != tree->version && node->version != -1)
+            vlist_delete(tree, node);
+}
+
+void vlist_flush_all(vlist_tree *tree)
+{
+    vlist_node *node, *next;
+
+    tree->version = -1;
+    avl_for_each_element_safe (&tree->avl, node, avl, next)
+        vlist_delete(tree, node);
 }

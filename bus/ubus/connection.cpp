@@ -1,6 +1,7 @@
 // The stream to the broker: connecting, reading through a buffer, framing, writing.
 #include "internal.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -11,18 +12,22 @@
 #include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <algorithm>
 #include <utility>
 
-// Up to here the length of a message is known.
-static constexpr size_t kPrefixLength = sizeof(ubus_msghdr) + sizeof(blob_attr);
+namespace
+{
 
-static constexpr size_t kUsualCapacity = size_t{16} * 1024;
-static constexpr size_t kLeastRoom = size_t{4} * 1024; // below, reading would take many small receives
-static constexpr int kUsualMessageBuffer = 64 * 1024;
-static constexpr int kLeastMessageBuffer = 1024;
-static constexpr int kGreetingTimeoutMs = 10 * 1000;
+// Up to here the length of a message is known.
+constexpr size_t kPrefixLength = sizeof(ubus_msghdr) + sizeof(blob_attr);
+
+constexpr size_t kUsualCapacity = size_t{16} * 1024;
+constexpr size_t kLeastRoom = size_t{4} * 1024; // below, reading would take many small receives
+constexpr int kUsualMessageBuffer = 64 * 1024;
+constexpr int kLeastMessageBuffer = 1024;
+constexpr int kGreetingTimeoutMs = 10 * 1000;
+constexpr size_t kMostUnread = size_t{4} * UBUS_MAX_MSGLEN; // while a write waits
+
+} // namespace
 
 // Several messages may be in it at once. The context holds it, and so does who handles a message in it: then it is not
 // moved, and a new one takes its place where it is full.
@@ -34,16 +39,21 @@ struct ubus_receive_buffer {
     char bytes[];
 };
 
-static size_t unread(const ubus_receive_buffer *buffer)
+namespace
+{
+
+size_t unread(const ubus_receive_buffer *buffer)
 {
     return buffer ? buffer->end - buffer->begin : 0;
 }
 
-static void release(ubus_receive_buffer *buffer)
+void release(ubus_receive_buffer *buffer)
 {
     if (buffer && --buffer->holders == 0)
         free(buffer);
 }
+
+} // namespace
 
 HeldBuffer::HeldBuffer(ubus_context *ctx) : buffer(ctx->received)
 {
@@ -55,24 +65,27 @@ HeldBuffer::~HeldBuffer()
     release(buffer);
 }
 
+namespace
+{
+
 // Length of the first message in the buffer, which has its prefix whole.
-static size_t message_length(const ubus_receive_buffer *buffer)
+size_t message_length(const ubus_receive_buffer *buffer)
 {
     const auto *body = reinterpret_cast<const blob_attr *>(buffer->bytes + buffer->begin + sizeof(ubus_msghdr));
     return sizeof(ubus_msghdr) + blob_raw_len(body);
 }
 
-static bool is_well_framed(const ubus_receive_buffer *buffer)
+bool is_well_framed(const ubus_receive_buffer *buffer)
 {
-    auto const version = static_cast<uint8_t>(buffer->bytes[buffer->begin]);
-    size_t const length = message_length(buffer);
+    const auto version = static_cast<uint8_t>(buffer->bytes[buffer->begin]);
+    const size_t length = message_length(buffer);
     return version == 0 && kPrefixLength <= length && length <= sizeof(ubus_msghdr) + UBUS_MAX_MSGLEN;
 }
 
 // Bytes to the end of the message that the buffer begins with, or of its prefix.
-static size_t missing(const ubus_receive_buffer *buffer)
+size_t missing(const ubus_receive_buffer *buffer)
 {
-    size_t const have = unread(buffer);
+    const size_t have = unread(buffer);
 
     if (have < kPrefixLength)
         return kPrefixLength - have;
@@ -80,6 +93,8 @@ static size_t missing(const ubus_receive_buffer *buffer)
         return 0; // found out when it is taken
     return message_length(buffer) - std::min(have, message_length(buffer));
 }
+
+} // namespace
 
 bool message_is_buffered(const ubus_context *ctx)
 {
@@ -104,12 +119,17 @@ bool take_message(ubus_context *ctx, Message *message)
     message->header.seq = be16_to_cpu(message->header.seq);
     message->header.peer = be32_to_cpu(message->header.peer);
     message->body = reinterpret_cast<blob_attr *>(start + sizeof(message->header));
+    message->fd = ctx->passed_at == ctx->taken_bytes ? std::exchange(ctx->passed_fd, -1) : -1;
+    ctx->taken_bytes += message_length(buffer);
     buffer->begin += message_length(buffer);
     return true;
 }
 
+namespace
+{
+
 // Starts over in an empty buffer, and gives an unusually large one back.
-static void recycle(ubus_context *ctx)
+void recycle(ubus_context *ctx)
 {
     ubus_receive_buffer *buffer = ctx->received;
 
@@ -122,7 +142,7 @@ static void recycle(ubus_context *ctx)
     }
 }
 
-static bool replace_buffer(ubus_context *ctx, size_t capacity)
+bool replace_buffer(ubus_context *ctx, size_t capacity)
 {
     ubus_receive_buffer *old = ctx->received;
     auto *fresh = static_cast<ubus_receive_buffer *>(malloc(sizeof(ubus_receive_buffer) + capacity));
@@ -140,12 +160,12 @@ static bool replace_buffer(ubus_context *ctx, size_t capacity)
     return true;
 }
 
-static bool make_room(ubus_context *ctx)
+bool make_room(ubus_context *ctx)
 {
     recycle(ctx);
     ubus_receive_buffer *buffer = ctx->received;
-    size_t const have = unread(buffer);
-    size_t const need = std::max(missing(buffer), kLeastRoom);
+    const size_t have = unread(buffer);
+    const size_t need = std::max(missing(buffer), kLeastRoom);
 
     if (buffer && need <= buffer->capacity - buffer->end)
         return true;
@@ -155,22 +175,102 @@ static bool make_room(ubus_context *ctx)
         buffer->end = have;
         return true;
     }
-    return replace_buffer(ctx, std::max(kUsualCapacity, have + need));
+    // While a write waits much may be read at once: twice as much each time costs few copies.
+    return replace_buffer(ctx, std::max(kUsualCapacity, have + std::max(have, need)));
 }
+
+void close_passed(ubus_context *ctx)
+{
+    if (ctx->passed_fd >= 0)
+        close(ctx->passed_fd);
+    ctx->passed_fd = -1;
+}
+
+// The first descriptor that came with the bytes of a read, or -1; the others are closed.
+int first_passed(msghdr *received)
+{
+    int first = -1;
+
+    for (cmsghdr *part = CMSG_FIRSTHDR(received); part; part = CMSG_NXTHDR(received, part)) {
+        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS)
+            continue;
+        for (size_t offset = 0; CMSG_LEN(offset + sizeof(int)) <= part->cmsg_len; offset += sizeof(int)) {
+            int fd;
+            memcpy(&fd, CMSG_DATA(part) + offset, sizeof(fd));
+            if (first < 0)
+                first = fd;
+            else
+                close(fd);
+        }
+    }
+    return first;
+}
+
+bool may_carry_fd(const ubus_receive_buffer *buffer, size_t start)
+{
+    const auto *header = reinterpret_cast<const ubus_msghdr *>(buffer->bytes + start);
+    return buffer->end - start < sizeof(*header) || header->type == UBUS_MSG_INVOKE || header->type == UBUS_MSG_STATUS;
+}
+
+// A descriptor comes with the first byte of its message, and a read does not go beyond the send that brought it. So it
+// belongs to a message that begins in what was read: where that may be more than one, nobody gets it.
+void assign_passed(ubus_context *ctx, size_t read_from, int fd)
+{
+    const ubus_receive_buffer *buffer = ctx->received;
+    size_t candidates = 0;
+
+    for (size_t start = buffer->begin; start < buffer->end;) {
+        if (read_from <= start && may_carry_fd(buffer, start)) {
+            candidates++;
+            ctx->passed_at = ctx->taken_bytes + (start - buffer->begin);
+        }
+        if (buffer->end - start < kPrefixLength)
+            break;
+        const auto *body = reinterpret_cast<const blob_attr *>(buffer->bytes + start + sizeof(ubus_msghdr));
+        start += sizeof(ubus_msghdr) + std::max(blob_raw_len(body), sizeof(blob_attr));
+    }
+    close_passed(ctx);
+    if (candidates == 1)
+        ctx->passed_fd = fd;
+    else
+        close(fd);
+}
+
+constexpr size_t kMostPassed = 253; // in one send: what had no room in the control buffer would be lost by the kernel
+
+// Like recv, into the buffer; ENOMEM without room.
+ssize_t receive(ubus_context *ctx)
+{
+    if (!make_room(ctx)) {
+        errno = ENOMEM;
+        return -1;
+    }
+    ubus_receive_buffer *buffer = ctx->received;
+    alignas(cmsghdr) char control[CMSG_SPACE(kMostPassed * sizeof(int))];
+    iovec room = {buffer->bytes + buffer->end, buffer->capacity - buffer->end};
+    msghdr vector = {};
+    vector.msg_iov = &room;
+    vector.msg_iovlen = 1;
+    vector.msg_control = control;
+    vector.msg_controllen = sizeof(control);
+    const ssize_t got = recvmsg(ctx->sock.fd, &vector, MSG_DONTWAIT);
+    const size_t read_from = buffer->end;
+    if (got > 0)
+        buffer->end += static_cast<size_t>(got);
+    const int fd = got < 0 ? -1 : first_passed(&vector);
+    if (fd >= 0)
+        assign_passed(ctx, read_from, fd);
+    return got;
+}
+
+} // namespace
 
 bool receive_available(ubus_context *ctx)
 {
     if (ctx->disconnected)
         return false;
-    if (!make_room(ctx)) {
-        lose_connection(ctx);
-        return false;
-    }
-    ubus_receive_buffer *buffer = ctx->received;
-    ssize_t const got = recv(ctx->sock.fd, buffer->bytes + buffer->end, buffer->capacity - buffer->end, MSG_DONTWAIT);
-    if (got > 0)
-        buffer->end += static_cast<size_t>(got);
-    else if (got == 0 || (errno != EAGAIN && errno != EINTR))
+    const ssize_t got = receive(ctx);
+    if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR))
         lose_connection(ctx);
     return got > 0;
 }
@@ -182,18 +282,25 @@ void lose_connection(ubus_context *ctx)
     ctx->disconnected = ctx->loss_pending = true;
     if (ctx->received)
         ctx->received->begin = ctx->received->end;
+    close_passed(ctx);
     // Makes the loop take the socket out, where it is still in.
     shutdown(ctx->sock.fd, SHUT_RDWR);
+    drop_kept_calls(ctx);
     fail_requests(ctx);
 }
 
-static int64_t now_ms()
+namespace
+{
+
+int64_t now_ms()
 {
     timespec now;
 
     clock_gettime(CLOCK_MONOTONIC, &now);
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
+
+} // namespace
 
 Patience patience_of(int timeout_ms)
 {
@@ -207,14 +314,14 @@ int wait_for_input(ubus_context *ctx, const Patience &patience)
     if (uloop_cancelled && !patience.loop_had_ended)
         return UBUS_STATUS_NO_DATA;
     if (patience.deadline != INT64_MAX) {
-        int64_t const left = patience.deadline - now_ms();
+        const int64_t left = patience.deadline - now_ms();
         if (left <= 0)
             return UBUS_STATUS_TIMEOUT;
         timeout = static_cast<int>(std::min(left, int64_t{INT_MAX}));
     }
 
     pollfd readable = {ctx->sock.fd, POLLIN, 0};
-    int const ready = poll(&readable, 1, timeout);
+    const int ready = poll(&readable, 1, timeout);
     if (ready < 0 && errno == EINTR && uloop_cancelled)
         return UBUS_STATUS_NO_DATA;
     if (ready > 0)
@@ -227,12 +334,15 @@ bool begin_message(ubus_context *ctx)
     return blob_buf_init(&ctx->message, 0) == 0;
 }
 
+namespace
+{
+
 // Leaves in the vector what is still to be written.
-static void advance(msghdr *vector, size_t written)
+void advance(msghdr *vector, size_t written)
 {
     while (vector->msg_iovlen > 0) {
         iovec *first = vector->msg_iov;
-        size_t const step = std::min(written, first->iov_len);
+        const size_t step = std::min(written, first->iov_len);
         first->iov_base = static_cast<char *>(first->iov_base) + step;
         first->iov_len -= step;
         written -= step;
@@ -243,22 +353,38 @@ static void advance(msghdr *vector, size_t written)
     }
 }
 
+// A broker reads nothing of a client whose own queue is full: both would wait for each other if nothing were read here.
+// What is read waits in the buffer. An end is left to who reads next.
+bool wait_for_room(ubus_context *ctx)
+{
+    const bool reads = unread(ctx->received) < kMostUnread;
+    pollfd ready = {ctx->sock.fd, static_cast<short>(POLLOUT | (reads ? POLLIN : 0)), 0};
+
+    if (poll(&ready, 1, -1) < 0)
+        return errno == EINTR;
+    if (ready.revents != POLLIN)
+        return true;
+    const ssize_t got = receive(ctx);
+    return got > 0 || (got < 0 && (errno == EINTR || errno == EAGAIN));
+}
+
 // Waits for a broker that does not read, as long as it takes, be the socket blocking or not.
-static bool write_whole(int fd, msghdr *vector)
+bool write_whole(ubus_context *ctx, msghdr *vector)
 {
     while (vector->msg_iovlen > 0) {
-        ssize_t const written = sendmsg(fd, vector, MSG_NOSIGNAL);
+        const ssize_t written = sendmsg(ctx->sock.fd, vector, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (written >= 0) {
             advance(vector, static_cast<size_t>(written));
-        } else if (errno == EAGAIN) {
-            pollfd writable = {fd, POLLOUT, 0};
-            poll(&writable, 1, -1);
-        } else if (errno != EINTR) {
+            vector->msg_control = nullptr; // a descriptor goes with the first byte
+            vector->msg_controllen = 0;
+        } else if (errno == EAGAIN ? !wait_for_room(ctx) : errno != EINTR) {
             return false;
         }
     }
     return true;
 }
+
+} // namespace
 
 // Short answers of a running handler, which leave with its status. One write instead of two wakes the broker, and then
 // the caller, once.
@@ -267,19 +393,23 @@ struct ubus_held_answers {
     char bytes[4096];
 };
 
-static void *held_bytes(ubus_context *ctx)
+namespace
+{
+
+void *held_bytes(ubus_context *ctx)
 {
     return ctx->held ? ctx->held->bytes : nullptr;
 }
 
-static size_t take_held_length(ubus_context *ctx)
+size_t take_held_length(ubus_context *ctx)
 {
     return ctx->held ? std::exchange(ctx->held->length, 0) : 0;
 }
 
 // Writes what is held, and behind it a message where there is one.
-static int write_out(ubus_context *ctx, ubus_msghdr *header, blob_attr *body)
+int write_out(ubus_context *ctx, ubus_msghdr *header, blob_attr *body, int fd)
 {
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
     iovec parts[] = {{held_bytes(ctx), take_held_length(ctx)},
                      {header, header ? sizeof(*header) : 0},
                      {body, body ? blob_raw_len(body) : 0}};
@@ -289,20 +419,29 @@ static int write_out(ubus_context *ctx, ubus_msghdr *header, blob_attr *body)
         return UBUS_STATUS_CONNECTION_FAILED;
     vector.msg_iov = parts;
     vector.msg_iovlen = ARRAY_SIZE(parts);
-    bool const written = write_whole(ctx->sock.fd, &vector);
+    if (fd >= 0) {
+        vector.msg_control = control;
+        vector.msg_controllen = sizeof(control);
+        cmsghdr *part = CMSG_FIRSTHDR(&vector);
+        part->cmsg_level = SOL_SOCKET;
+        part->cmsg_type = SCM_RIGHTS;
+        part->cmsg_len = CMSG_LEN(sizeof(int));
+        memcpy(CMSG_DATA(part), &fd, sizeof(fd));
+    }
+    const bool written = write_whole(ctx, &vector);
     if (!written) // what follows half a message would be misread; whoever reads next finds the end
         shutdown(ctx->sock.fd, SHUT_RDWR);
     return written ? UBUS_STATUS_OK : UBUS_STATUS_CONNECTION_FAILED;
 }
 
-static ubus_msghdr wire_header(ubus_msg_type type, uint16_t seq, uint32_t peer)
+ubus_msghdr wire_header(ubus_msg_type type, uint16_t seq, uint32_t peer)
 {
     return {0, static_cast<uint8_t>(type), cpu_to_be16(seq), cpu_to_be32(peer)};
 }
 
 // What an unusually long message needed is given back but for the room that every status and small request finds: these
 // have to go out also when memory is out.
-static void shrink(blob_buf *message)
+void shrink(blob_buf *message)
 {
     void *memory = realloc(message->buf, kLeastMessageBuffer);
 
@@ -313,21 +452,30 @@ static void shrink(blob_buf *message)
     message->head = nullptr;
 }
 
-int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
+} // namespace
+
+int send_message_fd(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer, int fd)
 {
     ubus_msghdr header = wire_header(type, seq, peer);
-    int const status = write_out(ctx, &header, ctx->message.head);
+    if (fd >= 0)
+        flush_held(ctx);
+    const int status = write_out(ctx, &header, ctx->message.head, fd);
 
     if (kUsualMessageBuffer < ctx->message.buflen)
         shrink(&ctx->message);
     return status;
 }
 
+int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
+{
+    return send_message_fd(ctx, type, seq, peer, -1);
+}
+
 int send_message_soon(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer)
 {
-    ubus_msghdr const header = wire_header(type, seq, peer);
+    const ubus_msghdr header = wire_header(type, seq, peer);
     const blob_attr *body = ctx->message.head;
-    size_t const need = sizeof(header) + blob_raw_len(body);
+    const size_t need = sizeof(header) + blob_raw_len(body);
 
     if (!ctx->held)
         ctx->held = static_cast<ubus_held_answers *>(calloc(1, sizeof(*ctx->held)));
@@ -343,27 +491,30 @@ int send_message_soon(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint3
 void flush_held(ubus_context *ctx)
 {
     if (ctx->held && ctx->held->length > 0)
-        write_out(ctx, nullptr, nullptr);
+        write_out(ctx, nullptr, nullptr, -1);
 }
 
-static const char *default_path()
+namespace
+{
+
+const char *default_path()
 {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment
     const char *path = getenv(UBUS_SOCKET_VARIABLE);
     return path && *path ? path : UBUS_UNIX_SOCKET;
 }
 
-static int connect_to(const char *path)
+int connect_to(const char *path)
 {
     sockaddr_un address = {};
-    size_t const length = strlen(path) + 1;
+    const size_t length = strlen(path) + 1;
 
     if (sizeof(address.sun_path) < length)
         return -1;
     address.sun_family = AF_UNIX;
     memcpy(address.sun_path, path, length);
 
-    int const fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return -1;
     int result;
@@ -377,17 +528,21 @@ static int connect_to(const char *path)
     return fd;
 }
 
-static bool take_greeting(ubus_context *ctx)
+bool take_greeting(ubus_context *ctx)
 {
-    Patience const patience = patience_of(kGreetingTimeoutMs);
+    const Patience patience = patience_of(kGreetingTimeoutMs);
     Message greeting;
 
     while (!take_message(ctx, &greeting))
         if (ctx->disconnected || wait_for_input(ctx, patience) != UBUS_STATUS_OK)
             return false;
-    ctx->local_id = greeting.header.peer;
+    ctx->local_id = cpu_to_be32(greeting.header.peer);
+    if (greeting.fd >= 0)
+        close(greeting.fd);
     return greeting.header.type == UBUS_MSG_HELLO;
 }
+
+} // namespace
 
 int connection_open(ubus_context *ctx, const char *path)
 {
@@ -398,7 +553,7 @@ int connection_open(ubus_context *ctx, const char *path)
     ctx->disconnected = false;
     if (!take_greeting(ctx)) {
         connection_close(ctx);
-        return UBUS_STATUS_CONNECTION_FAILED;
+        return UBUS_STATUS_UNKNOWN_ERROR;
     }
     schedule_rest(ctx);
     return UBUS_STATUS_OK;
@@ -414,6 +569,8 @@ void connection_close(ubus_context *ctx)
     uloop_timeout_cancel(&ctx->pending_timer);
     ctx->disconnected = true;
     ctx->loss_pending = false;
+    close_passed(ctx);
+    ctx->taken_bytes = 0;
     release(ctx->received);
     ctx->received = nullptr;
     free(ctx->held);

@@ -1,6 +1,5 @@
 // What the parts of the library share; nothing of it leaves the library.
-#ifndef UBUS_INTERNAL_H
-#define UBUS_INTERNAL_H
+#pragma once
 
 #include <libubus.h>
 
@@ -8,6 +7,7 @@
 struct Message {
     ubus_msghdr header;
     blob_attr *body;
+    mutable int fd = -1; // came with it; whoever takes it leaves -1, else it is closed behind the message
 };
 
 // A copy of a message that has to wait for its turn, in one piece of memory to be freed as a whole.
@@ -25,7 +25,8 @@ struct Patience {
 
 // -- connection.cpp: the stream to the broker
 
-// Connects and takes the broker's greeting. On failure nothing is left open.
+// Connects and takes the broker's greeting. On failure nothing is left open: UBUS_STATUS_CONNECTION_FAILED without a
+// broker, UBUS_STATUS_UNKNOWN_ERROR without a greeting.
 int connection_open(ubus_context *ctx, const char *path);
 void connection_close(ubus_context *ctx);
 
@@ -44,7 +45,11 @@ int wait_for_input(ubus_context *ctx, const Patience &patience);
 
 // An empty message in `ctx->message`, to be filled and sent; false out of memory.
 bool begin_message(ubus_context *ctx);
+// The data of a call or an answer: of a null message none, but its attribute is there.
+bool put_data(blob_buf *message, blob_attr *data);
 int send_message(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer);
+// The same with a descriptor, which stays the caller's.
+int send_message_fd(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer, int fd);
 // The same, but a short message may wait to leave in one write with the next one, or with flush_held.
 int send_message_soon(ubus_context *ctx, ubus_msg_type type, uint16_t seq, uint32_t peer);
 void flush_held(ubus_context *ctx);
@@ -75,10 +80,14 @@ void drop_kept(list_head *queue);
 
 // -- requests.cpp
 
-// Sends `ctx->message`, if it could be built, as a request to be completed; refuses what the broker would.
-int start_request(ubus_context *ctx, ubus_request *req, ubus_msg_type type, uint32_t peer, bool built);
-// The same to the broker itself, and waits for ever. `raw_data_cb` may be null.
+// Sends `ctx->message`, if it could be built, as a request to be completed; refuses what the broker would. The
+// descriptor is closed once that was tried.
+int start_request(ubus_context *ctx, ubus_request *req, ubus_msg_type type, uint32_t peer, bool built, int fd = -1);
+// The same to the broker itself, and waits: where nothing of the answer comes for ten seconds, the connection is lost.
+// `raw_data_cb` may be null.
 int ask_broker(ubus_context *ctx, ubus_msg_type type, bool built, ubus_data_handler_t raw_data_cb, void *priv);
+// A call of one of the broker's own objects, waited for in the same way.
+int call_broker(ubus_context *ctx, uint32_t obj, const char *method, blob_attr *msg);
 
 void handle_answer(ubus_context *ctx, const Message &message);
 void fail_requests(ubus_context *ctx);
@@ -86,6 +95,8 @@ void fail_requests(ubus_context *ctx);
 // -- objects.cpp
 
 void handle_object_message(ubus_context *ctx, const Message &message);
+// Whether it is a call that somebody waits for, not an event, a notification or word of the broker's own.
+bool wants_answer(const Message &message);
 // Answers a call that cannot be handled.
 void refuse_call(ubus_context *ctx, const Message &message, int status);
 void register_objects_again(ubus_context *ctx);
@@ -97,9 +108,11 @@ void subscribe_automatically_again(ubus_context *ctx);
 
 // -- context.cpp
 
-// Handles one message that was received, if there is one.
-bool dispatch_message(ubus_context *ctx);
+enum class Dispatched { kNothing, kCall, kOther };
+
+// Handles one message that was received, if there is one: kCall where something of the program's own ran for an object.
+Dispatched dispatch_message(ubus_context *ctx);
+// Forgets the calls that wait for their turn and whose callers will not see the answer.
+void drop_kept_calls(ubus_context *ctx);
 // Has the event loop handle what was left lying while a synchronous request waited.
 void schedule_rest(ubus_context *ctx);
-
-#endif

@@ -3,7 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
-static const blob_attr_info kAttributeTypes[] = {
+namespace
+{
+
+const blob_attr_info kAttributeTypes[] = {
     {},                         // unspec
     {.type = BLOB_ATTR_INT32},  // status
     {.type = BLOB_ATTR_STRING}, // object path
@@ -21,19 +24,28 @@ static const blob_attr_info kAttributeTypes[] = {
 };
 static_assert(ARRAY_SIZE(kAttributeTypes) == UBUS_ATTR_MAX);
 
+} // namespace
+
 void parse_attributes(const blob_attr *body, Attributes &attributes)
 {
     blob_parse_untrusted(const_cast<blob_attr *>(body), blob_raw_len(body), attributes, kAttributeTypes, UBUS_ATTR_MAX);
 }
 
+bool put_data(blob_buf *message, blob_attr *data)
+{
+    return blob_put(message, UBUS_ATTR_DATA, data ? blob_data(data) : nullptr,
+                    static_cast<unsigned int>(data ? blob_len(data) : 0));
+}
+
 bool keep_message(list_head *queue, const Message &message)
 {
-    size_t const length = blob_raw_len(message.body);
+    const size_t length = blob_raw_len(message.body);
     auto *kept = static_cast<KeptMessage *>(malloc(sizeof(KeptMessage) + length));
 
     if (!kept)
         return false;
     kept->message.header = message.header;
+    kept->message.fd = -1; // who asks for it late has lost it
     kept->message.body = reinterpret_cast<blob_attr *>(kept + 1);
     memcpy(kept->message.body, message.body, length);
     list_add_tail(&kept->list, queue);

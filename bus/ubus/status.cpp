@@ -1,8 +1,10 @@
+#include <cstdio>
 #include <libubus.h>
 
-#include <cstdio>
+namespace
+{
 
-static const char *const kStatusTexts[] = {
+const char *const kStatusTexts[] = {
     "Success",
     "Invalid command",
     "Invalid argument",
@@ -19,6 +21,8 @@ static const char *const kStatusTexts[] = {
     "System error",
 };
 static_assert(ARRAY_SIZE(kStatusTexts) == __UBUS_STATUS_LAST);
+
+} // namespace
 
 const char *ubus_strerror(int error)
 {

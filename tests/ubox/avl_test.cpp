@@ -23,13 +23,12 @@ int compare_ints(const void *left, const void *right, void *)
 // Walks the tree itself, not its list: the depth, with balances, parents and the bound of every key checked.
 int checked_depth(const avl_node *node, const avl_node *parent, std::vector<int> &keys)
 {
-    if (!node) {
+    if (!node)
         return 0;
-    }
     EXPECT_EQ(node->parent, parent);
-    int smaller = checked_depth(node->child[0], node, keys);
+    int smaller = checked_depth(node->left, node, keys);
     keys.push_back(*static_cast<const int *>(node->key));
-    int larger = checked_depth(node->child[1], node, keys);
+    int larger = checked_depth(node->right, node, keys);
     EXPECT_EQ(node->balance, larger - smaller);
     EXPECT_LE(std::abs(larger - smaller), 1);
     return 1 + std::max(smaller, larger);
@@ -39,9 +38,8 @@ std::vector<int> listed(avl_tree *tree)
 {
     std::vector<int> numbers;
     Element *element;
-    avl_for_each_element (tree, element, node) {
+    avl_for_each_element (tree, element, node)
         numbers.push_back(element->number);
-    }
     return numbers;
 }
 
@@ -122,9 +120,8 @@ TEST(Avl, KeepsEqualKeysInTheOrderOfTheirInsertion)
 TEST(Avl, FindsEqualAndNextLargerKeys)
 {
     Tree tree;
-    for (int number = 10; number <= 100; number += 10) {
+    for (int number = 10; number <= 100; number += 10)
         tree.add(number);
-    }
     for (int key = 0; key <= 110; key++) {
         Element *element = nullptr;
         avl_find_element(&tree, &key, element, node);
@@ -142,21 +139,18 @@ TEST(Avl, FindsNothingInAnEmptyTree)
     auto *element = reinterpret_cast<Element *>(&key);
     EXPECT_EQ(avl_find_element(&tree, &key, element, node), nullptr);
     EXPECT_EQ(element, nullptr);
-    avl_for_each_element (&tree, element, node) {
+    avl_for_each_element (&tree, element, node)
         FAIL();
-    }
     Element *next;
-    avl_for_each_element_safe (&tree, element, node, next) {
+    avl_for_each_element_safe (&tree, element, node, next)
         FAIL();
-    }
 }
 
 TEST(Avl, HasFirstLastAndNeighbours)
 {
     Tree tree;
-    for (int number : {3, 1, 2}) {
+    for (int number : {3, 1, 2})
         tree.add(number);
-    }
     Element *element = avl_first_element(&tree, element, node);
     EXPECT_EQ(element->number, 1);
     EXPECT_EQ(avl_next_element(element, node)->number, 2);
@@ -169,16 +163,14 @@ TEST(Avl, RangeIncludesBothEnds)
 {
     Tree tree;
     std::vector<Element *> elements;
-    for (int number = 0; number < 10; number++) {
+    for (int number = 0; number < 10; number++)
         elements.push_back(tree.add(number));
-    }
     for (size_t first = 0; first < 10; first++) {
         for (size_t last = first; last < 10; last++) {
             std::vector<int> seen;
             Element *element;
-            avl_for_element_range (elements[first], elements[last], element, node) {
+            avl_for_element_range (elements[first], elements[last], element, node)
                 seen.push_back(element->number);
-            }
             ASSERT_EQ(seen.size(), last - first + 1);
             EXPECT_EQ(seen.front(), static_cast<int>(first));
             EXPECT_EQ(seen.back(), static_cast<int>(last));
@@ -189,19 +181,16 @@ TEST(Avl, RangeIncludesBothEnds)
 TEST(Avl, SafeWalkMayDeleteWhatItStandsOn)
 {
     Tree tree;
-    for (int number = 0; number < 100; number++) {
+    for (int number = 0; number < 100; number++)
         tree.add(number);
-    }
     std::vector<int> left;
     Element *element;
     Element *next;
-    avl_for_each_element_safe (&tree, element, node, next) {
-        if (element->number % 3 == 0) {
+    avl_for_each_element_safe (&tree, element, node, next)
+        if (element->number % 3 == 0)
             tree.remove(element);
-        } else {
+        else
             left.push_back(element->number);
-        }
-    }
     expect_holds(&tree, left);
 }
 
@@ -212,9 +201,8 @@ TEST(Avl, StaysBalancedInEveryOrderOfInsertionAndRemoval)
     do {
         Tree tree;
         std::vector<Element *> elements(8);
-        for (int number : order) {
+        for (int number : order)
             elements[static_cast<size_t>(number)] = tree.add(number);
-        }
         expect_holds(&tree, {1, 2, 3, 4, 5, 6, 7});
         for (size_t gone = 1; gone <= 7; gone++) {
             tree.remove(elements[static_cast<size_t>(order[gone * 3 % 7])]);
@@ -237,9 +225,8 @@ TEST(Avl, AgreesWithAMapOverRandomChanges)
             if (random() % 2 == 0) {
                 Element *element = tree.add(number);
                 ASSERT_EQ(element == nullptr, held != map.end());
-                if (element) {
+                if (element)
                     map[number] = element;
-                }
             } else if (held != map.end()) {
                 tree.remove(held->second);
                 map.erase(held);
@@ -250,9 +237,8 @@ TEST(Avl, AgreesWithAMapOverRandomChanges)
             ASSERT_EQ(found, held == map.end() ? nullptr : held->second);
             if (round % 100 == 0) {
                 std::vector<int> expected;
-                for (const auto &[key, element] : map) {
+                for (const auto &[key, element] : map)
                     expected.push_back(key);
-                }
                 expect_holds(&tree, expected);
             }
         }
@@ -275,13 +261,11 @@ TEST(Avl, AgreesWithAMultimapWhereKeysRepeat)
         }
         std::vector<Element *> expected;
         std::vector<Element *> found;
-        for (const auto &[key, element] : map) {
+        for (const auto &[key, element] : map)
             expected.push_back(element);
-        }
         Element *element;
-        avl_for_each_element (&tree, element, node) {
+        avl_for_each_element (&tree, element, node)
             found.push_back(element);
-        }
         ASSERT_EQ(found, expected);
         std::vector<int> keys;
         checked_depth((&tree)->root, nullptr, keys);
@@ -309,6 +293,95 @@ TEST(Avl, HandsItsPointerToTheComparison)
     EXPECT_EQ(avl_insert(&tree, &nodes[0]), 0);
     EXPECT_EQ(avl_insert(&tree, &nodes[1]), 0);
     EXPECT_EQ(calls, 1);
+}
+
+struct Word {
+    const char *key;
+    avl_node node;
+};
+
+TEST(Avl, KnowsTheFirstOfEqualKeys)
+{
+    AVL_TREE(tree, avl_strcmp, true, nullptr);
+    Word words[] = {{"b", {}}, {"a", {}}, {"b", {}}, {"b", {}}};
+    for (Word &word : words) {
+        word.node.key = word.key;
+        avl_insert(&tree, &word.node);
+    }
+    EXPECT_TRUE(words[0].node.leader && words[1].node.leader);
+    EXPECT_FALSE(words[2].node.leader || words[3].node.leader);
+    avl_delete(&tree, &words[0].node);
+    EXPECT_TRUE(words[2].node.leader);
+    EXPECT_FALSE(words[3].node.leader);
+}
+
+TEST(Avl, FindsNextSmallerKeysAndWalksBothWays)
+{
+    AVL_TREE(tree, avl_strcmp, true, nullptr);
+    Word words[] = {{"b", {}}, {"d", {}}, {"d", {}}, {"f", {}}};
+    Word *word, *next;
+    for (Word &each : words) {
+        each.node.key = each.key;
+        avl_insert(&tree, &each.node);
+    }
+    EXPECT_EQ(avl_find_le_element(&tree, "a", word, node), nullptr);
+    EXPECT_EQ(avl_find_le_element(&tree, "c", word, node), &words[0]);
+    EXPECT_EQ(avl_find_le_element(&tree, "d", word, node), &words[2]);
+    EXPECT_EQ(avl_find_le_element(&tree, "z", word, node), &words[3]);
+    EXPECT_TRUE(avl_is_first(&tree, &words[0].node) && avl_is_last(&tree, &words[3].node));
+
+    std::string seen;
+    avl_for_each_element_reverse(&tree, word, node) seen += word->key;
+    seen += ' ';
+    avl_for_element_range_reverse(&words[1], &words[3], word, node) seen += word->key;
+    seen += ' ';
+    avl_for_element_range_safe(&words[1], &words[2], word, node, next)
+    {
+        seen += word->key;
+        avl_delete(&tree, &word->node);
+    }
+    avl_for_each_element_reverse_safe(&tree, word, node, next)
+    {
+        seen += word->key;
+        if (word == &words[3])
+            avl_delete(&tree, &word->node);
+    }
+    avl_for_element_range_reverse_safe(&words[0], &words[0], word, node, next) seen += word->key;
+    EXPECT_EQ(seen, "fddb fdd ddfbb");
+    EXPECT_EQ(tree.count, 1u);
+}
+
+TEST(Avl, IsEmptiedInOrder)
+{
+    AVL_TREE(tree, avl_strcmp, false, nullptr);
+    std::string seen;
+    Word *word, *next;
+    for (const char *key : {"b", "c", "a"}) {
+        auto *fresh = new Word{key, {}};
+        fresh->node.key = key;
+        avl_insert(&tree, &fresh->node);
+    }
+    avl_remove_all_elements(&tree, word, node, next)
+    {
+        seen += word->key;
+        delete word;
+    }
+    EXPECT_EQ(seen, "abc");
+    EXPECT_TRUE(avl_is_empty(&tree));
+    avl_remove_all_elements(&tree, word, node, next) FAIL();
+}
+
+TEST(Avl, BlobcmpOrdersBlobsByTheirBytes)
+{
+    Buffer small, large, longer;
+    blob_put_u8(&small, 1, 1);
+    blob_put_u8(&large, 1, 2);
+    blob_put_u8(&longer, 1, 1);
+    blob_put_u8(&longer, 1, 1);
+    EXPECT_EQ(avl_blobcmp(small->head, small->head, nullptr), 0);
+    EXPECT_LT(avl_blobcmp(small->head, large->head, nullptr), 0);
+    EXPECT_GT(avl_blobcmp(large->head, small->head, nullptr), 0);
+    EXPECT_LT(avl_blobcmp(small->head, longer->head, nullptr), 0);
 }
 
 } // namespace

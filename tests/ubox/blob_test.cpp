@@ -75,9 +75,8 @@ TEST(Blob, SplitsTheTag)
 
 TEST(Blob, TooShortAnAttributeHasNoPayload)
 {
-    for (uint32_t length = 0; length <= 4; length++) {
+    for (uint32_t length = 0; length <= 4; length++)
         EXPECT_EQ(blob_len(Exact(be32(length)).attr()), 0u) << length;
-    }
 }
 
 TEST(Blob, InitialisesAgainAsEmpty)
@@ -237,9 +236,8 @@ TEST(Blob, LimitCountsWhatStandsAroundANest)
 TEST(Blob, RefusesLengthsThatWouldWrapAround)
 {
     Buffer buffer;
-    for (unsigned length : {0x1000000u, 0x7fffffffu, 0x80000000u, 0xfffffff8u, 0xfffffffcu, 0xffffffffu}) {
+    for (unsigned length : {0x1000000u, 0x7fffffffu, 0x80000000u, 0xfffffff8u, 0xfffffffcu, 0xffffffffu})
         EXPECT_EQ(blob_put(&buffer, 4, nullptr, length), nullptr) << length;
-    }
     EXPECT_EQ(buffer.bytes(), be32(4));
 }
 
@@ -248,9 +246,8 @@ int growths_left;
 
 bool grow_while_allowed(blob_buf *buffer, int minlen)
 {
-    if (growths_left-- <= 0) {
+    if (growths_left-- <= 0)
         return false;
-    }
     void *memory = realloc(buffer->buf, static_cast<size_t>(buffer->buflen + minlen));
     buffer->buf = memory;
     buffer->buflen += minlen;
@@ -309,9 +306,8 @@ TEST(Blob, WalksUpToWhatDoesNotFit)
         std::vector<unsigned> ids;
         blob_attr *pos;
         size_t rem;
-        blob_for_each_attr (pos, message.attr(), rem) {
+        blob_for_each_attr (pos, message.attr(), rem)
             ids.push_back(blob_id(pos));
-        }
         EXPECT_EQ(ids, row.ids) << row.what;
     }
 }
@@ -321,9 +317,8 @@ TEST(Blob, WalksNothingInANullAttribute)
     blob_attr *none = nullptr;
     blob_attr *pos;
     size_t rem;
-    blob_for_each_attr (pos, none, rem) {
+    blob_for_each_attr (pos, none, rem)
         FAIL();
-    }
 }
 
 enum { kNested = 1, kBinary, kString, kInt8, kInt16, kInt32, kInt64, kDouble, kAny, kIdCount };
@@ -347,11 +342,9 @@ std::vector<int> parsed_ids(const Exact &message, const blob_attr_info *info, in
     std::vector<blob_attr *> table(static_cast<size_t>(max), message.attr());
     int count = blob_parse_untrusted(message.attr(), message.size(), table.data(), info, max);
     std::vector<int> ids;
-    for (int id = 0; id < max; id++) {
-        if (table[static_cast<size_t>(id)]) {
+    for (int id = 0; id < max; id++)
+        if (table[static_cast<size_t>(id)])
             ids.push_back(id);
-        }
-    }
     EXPECT_EQ(count, static_cast<int>(ids.size()));
     return ids;
 }
@@ -384,9 +377,8 @@ TEST(Blob, ParseTakesATypeOnlyAtItsWidth)
         std::vector<size_t> taken;
         for (size_t width : {0, 1, 2, 3, 4, 5, 7, 8, 9}) {
             Exact message(container(attribute(static_cast<unsigned>(id), Bytes(width, 0))));
-            if (!parsed_ids(message, kInfo).empty()) {
+            if (!parsed_ids(message, kInfo).empty())
                 taken.push_back(width);
-            }
         }
         EXPECT_EQ(taken, widths[id]) << id;
     }
@@ -454,14 +446,12 @@ TEST(Blob, ParseFindsWhatIsWholeInATruncatedContainer)
     for (size_t length = 0; length <= attributes.size(); length++) {
         Exact message(container(Bytes(attributes.begin(), attributes.begin() + static_cast<long>(length))));
         std::vector<int> expected;
-        if (16 <= length) {
+        if (16 <= length)
             expected = {kInt16, kInt32};
-        } else if (8 <= length) {
+        else if (8 <= length)
             expected = {kInt32};
-        }
-        if (length == attributes.size()) {
+        if (length == attributes.size())
             expected.push_back(kInt64);
-        }
         EXPECT_EQ(parsed_ids(message, kInfo), expected) << length;
     }
 }
@@ -471,9 +461,8 @@ TEST(Blob, ParseReadsNothingBeyondRandomBytes)
     std::mt19937 random(1);
     for (int round = 0; round < 50000; round++) {
         Bytes bytes(random() % 64);
-        for (uint8_t &byte : bytes) {
+        for (uint8_t &byte : bytes)
             byte = static_cast<uint8_t>(random() % 4 == 0 ? random() : random() % 16);
-        }
         parsed_ids(Exact(bytes), kInfo);
         parsed_ids(Exact(container(bytes)), kInfo);
     }
@@ -487,6 +476,33 @@ TEST(Blob, DuplicateIsACopyWithZeroedPadding)
     auto *begin = reinterpret_cast<uint8_t *>(copy);
     EXPECT_EQ(Bytes(begin, begin + 8), be32(0x81000006) + octets('a', 'b', 0, 0));
     free(copy);
+}
+
+TEST(Blob, TakesAttributesThatAreMade)
+{
+    Buffer source, buffer, plain;
+    blob_put_string(&source, 3, "text");
+    blob_put_u8(&source, 4, 1);
+    const auto length = static_cast<unsigned>(blob_len(source->head));
+    EXPECT_NE(blob_put_raw(&buffer, blob_data(source->head), length), nullptr);
+    EXPECT_EQ(buffer.bytes(), source.bytes());
+    EXPECT_EQ(blob_put_raw(&buffer, nullptr, 8), nullptr);
+    EXPECT_EQ(blob_put_raw(&buffer, blob_data(source->head), 3), nullptr);
+    EXPECT_EQ(buffer.bytes(), source.bytes());
+    EXPECT_TRUE(blob_attr_equal(buffer->head, source->head));
+    EXPECT_FALSE(blob_attr_equal(buffer->head, plain->head));
+    EXPECT_FALSE(blob_attr_equal(buffer->head, nullptr));
+    EXPECT_TRUE(blob_attr_equal(nullptr, nullptr));
+}
+
+TEST(Blob, GrowsWhenAsked)
+{
+    Buffer buffer;
+    const int before = buffer->buflen;
+    EXPECT_TRUE(blob_buf_grow(&buffer, 1000));
+    EXPECT_LE(before + 1000, buffer->buflen);
+    EXPECT_FALSE(blob_buf_grow(&buffer, 1 << 24));
+    EXPECT_FALSE(blob_buf_grow(&buffer, -1));
 }
 
 } // namespace

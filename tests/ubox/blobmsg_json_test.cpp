@@ -3,6 +3,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
+#include <unistd.h>
 
 extern "C" int json_from_c(void);
 
@@ -69,9 +70,8 @@ TEST(BlobmsgJson, EscapesQuotesBackslashesAndControlCharacters)
 {
     Buffer buffer;
     std::string characters;
-    for (int character = 1; character < 0x30; character++) {
+    for (int character = 1; character < 0x30; character++)
         characters += static_cast<char>(character);
-    }
     characters += "\\/\x7f\xc3\xa4\xff";
     blobmsg_add_string(&buffer, "a\"\n\x01", characters.c_str());
     EXPECT_EQ(on_one_line(buffer),
@@ -177,12 +177,10 @@ std::string nested(int depth, bool array)
 {
     Buffer buffer;
     std::vector<void *> cookies;
-    for (int i = 0; i < depth; i++) {
+    for (int i = 0; i < depth; i++)
         cookies.push_back(blobmsg_open_nested(&buffer, nullptr, array));
-    }
-    for (; !cookies.empty(); cookies.pop_back()) {
+    for (; !cookies.empty(); cookies.pop_back())
         blob_nest_end(&buffer, cookies.back());
-    }
     return on_one_line(buffer);
 }
 
@@ -197,9 +195,8 @@ TEST(BlobmsgJson, RefusesToFormatWhatWouldExhaustTheStack)
 TEST(BlobmsgJson, CountsDepthNotContainers)
 {
     Buffer buffer;
-    for (int i = 0; i < 300; i++) {
+    for (int i = 0; i < 300; i++)
         blobmsg_close_table(&buffer, blobmsg_open_table(&buffer, "t"));
-    }
     EXPECT_EQ(on_one_line(buffer).size(), 2u + 300 * strlen("\"t\":{}") + 299);
 }
 
@@ -317,6 +314,48 @@ TEST(BlobmsgJson, ReadsItsOwnOutput)
         ASSERT_TRUE(blobmsg_add_json_from_string(&second, on_lines(first, indent).c_str()));
         EXPECT_EQ(on_one_line(second), on_one_line(first));
     }
+}
+
+TEST(BlobmsgJson, ReadsAFile)
+{
+    Buffer buffer, plain;
+    char name[] = "/tmp/json-test-XXXXXX";
+    const int file = mkstemp(name);
+    const std::string json = "{\"a\":1,\"b\":[true]}\n and more";
+    ASSERT_EQ(write(file, json.data(), json.size()), static_cast<ssize_t>(json.size()));
+    close(file);
+    EXPECT_TRUE(blobmsg_add_json_from_file(&buffer, name));
+    unlink(name);
+    EXPECT_TRUE(blobmsg_add_json_from_string(&plain, json.c_str()));
+    EXPECT_EQ(buffer.bytes(), plain.bytes());
+    EXPECT_FALSE(blobmsg_add_json_from_file(&buffer, name));
+    EXPECT_EQ(buffer.bytes(), plain.bytes());
+}
+
+TEST(BlobmsgJson, FormatsAValueWithoutItsName)
+{
+    Buffer buffer;
+    ASSERT_TRUE(blobmsg_add_json_from_string(&buffer, R"({"tab":{"n":2}})"));
+    EXPECT_EQ(taken(blobmsg_format_json(first_value(buffer), false)), R"("tab":{"n":2})");
+    EXPECT_EQ(taken(blobmsg_format_json_value(first_value(buffer))), R"({"n":2})");
+    EXPECT_EQ(taken(blobmsg_format_json_value_indent(first_value(buffer), 0)), "{\n\t\"n\": 2\n}");
+}
+
+TEST(BlobmsgJson, AsksForTheTextOfEveryValue)
+{
+    static std::vector<int> asked;
+    asked.clear();
+    Buffer buffer;
+    ASSERT_TRUE(blobmsg_add_json_from_string(&buffer, R"({"tab":{"n":2},"list":["x",3]})"));
+    auto hide_strings = [](void *priv, blob_attr *attr) {
+        asked.push_back(blobmsg_type(attr));
+        return blobmsg_type(attr) == BLOBMSG_TYPE_STRING ? static_cast<const char *>(priv) : nullptr;
+    };
+    char hidden[] = "***";
+    EXPECT_EQ(taken(blobmsg_format_json_with_cb(buffer->head, true, hide_strings, hidden, -1)),
+              R"({"tab":{"n":2},"list":[***,3]})");
+    EXPECT_EQ(asked, (std::vector<int>{BLOBMSG_TYPE_TABLE, BLOBMSG_TYPE_INT32, BLOBMSG_TYPE_ARRAY, BLOBMSG_TYPE_STRING,
+                                       BLOBMSG_TYPE_INT32}));
 }
 
 } // namespace

@@ -40,9 +40,8 @@ template <typename Action> int failures_of(Action action)
         allocations_left = allowed;
         bool succeeded = action();
         allocations_left = kNever;
-        if (succeeded) {
+        if (succeeded)
             return allowed;
-        }
     }
     return -1;
 }

@@ -49,10 +49,9 @@ int vlist_from_c(void)
         sum++;
     vlist_for_each_element (&tree, rule, node)
         sum++;
-    vlist_for_each_element_safe (&tree, rule, node, next) {
+    vlist_for_each_element_safe (&tree, rule, node, next)
         if (rule == &rules[0])
             vlist_delete(&tree, &rule->node);
-    }
     if (vlist_find(&tree, "a", rule, node) || avl_find_ge_element(&tree.avl, "a", rule, node.avl) != &rules[1])
         return -1;
     return sum == 4 ? updates : -1;

@@ -1,7 +1,7 @@
+#include <gtest/gtest.h>
+
 #include "tests/ubox/failing_memory.h"
 #include "tests/ubox/ubox.h"
-
-#include <gtest/gtest.h>
 
 namespace
 {

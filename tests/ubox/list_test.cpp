@@ -14,18 +14,16 @@ std::vector<int> forwards(list_head *head)
 {
     std::vector<int> values;
     Entry *entry;
-    list_for_each_entry (entry, head, link) {
+    list_for_each_entry (entry, head, link)
         values.push_back(entry->value);
-    }
     return values;
 }
 
 std::vector<int> backwards(list_head *head)
 {
     std::vector<int> values;
-    for (list_head *link = head->prev; link != head; link = link->prev) {
+    for (list_head *link = head->prev; link != head; link = link->prev)
         values.push_back(list_entry(link, Entry, link)->value);
-    }
     return values;
 }
 
@@ -65,9 +63,8 @@ TEST(List, InitialisedEntryMayBeTakenOutAgain)
 TEST(List, SafeWalkMayFreeWhatItStandsOn)
 {
     LIST_HEAD(head);
-    for (int value = 0; value < 5; value++) {
+    for (int value = 0; value < 5; value++)
         list_add_tail(&(new Entry{value, {}})->link, &head);
-    }
     std::vector<int> seen;
     Entry *entry;
     Entry *next;
@@ -99,6 +96,67 @@ TEST(Utils, ByteOrdersAreThoseOfTheirNames)
     EXPECT_EQ(be64_to_cpu(big64), le64_to_cpu(little64));
     const int numbers[] = {1, 2, 3};
     EXPECT_EQ(ARRAY_SIZE(numbers), 3u);
+}
+
+struct Letter {
+    char name;
+    list_head list;
+};
+
+std::string letters(list_head *head)
+{
+    std::string text;
+    Letter *letter;
+    list_for_each_entry (letter, head, list)
+        text += letter->name;
+    return text;
+}
+
+TEST(List, MovesAndSplices)
+{
+    Letter a = {'a', {}}, b = {'b', {}}, c = {'c', {}}, d = {'d', {}};
+    LIST_HEAD(first);
+    LIST_HEAD(second);
+    list_add_tail(&a.list, &first);
+    list_add_tail(&b.list, &first);
+    list_add_tail(&c.list, &second);
+    list_add_tail(&d.list, &second);
+    EXPECT_TRUE(list_is_first(&a.list, &first));
+    EXPECT_TRUE(list_is_last(&b.list, &first));
+    list_move(&b.list, &first);
+    EXPECT_EQ(letters(&first), "ba");
+    list_move_tail(&b.list, &first);
+    EXPECT_EQ(letters(&first), "ab");
+    list_splice_init(&second, &first);
+    EXPECT_EQ(letters(&first), "cdab");
+    EXPECT_TRUE(list_empty(&second));
+    list_splice_tail_init(&second, &first);
+    EXPECT_EQ(letters(&first), "cdab");
+    list_splice_tail_init(&first, &second);
+    EXPECT_EQ(letters(&second), "cdab");
+    EXPECT_TRUE(list_empty(&first));
+}
+
+TEST(List, WalksBackAndOn)
+{
+    Letter a = {'a', {}}, b = {'b', {}}, c = {'c', {}};
+    Letter *letter = &a;
+    list_head *link, *kept;
+    LIST_HEAD(list);
+    std::string text;
+    for (Letter *each : {&a, &b, &c})
+        list_add_tail(&each->list, &list);
+    list_for_each_entry_reverse(letter, &list, list) text += letter->name;
+    letter = &a;
+    list_for_each_entry_continue(letter, &list, list) text += letter->name;
+    list_for_each_prev(link, &list) text += list_entry(link, Letter, list)->name;
+    list_for_each_safe(link, kept, &list) list_del(link);
+    EXPECT_EQ(text, "cbabccba");
+    EXPECT_TRUE(list_empty(&list));
+    EXPECT_EQ(a.list.next, nullptr);
+    list_head *none = nullptr;
+    EXPECT_EQ(container_of_safe(none, Letter, list), nullptr);
+    EXPECT_EQ(container_of_safe(&b.list, Letter, list), &b);
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 // Every allocation of the library fails once: nothing may be lost, and what is left must be whole.
 
+#include <gtest/gtest.h>
+
 #include "tests/ubox/failing_memory.h"
 #include "tests/ubox/ubox.h"
-
-#include <gtest/gtest.h>
 
 namespace
 {
@@ -15,9 +15,8 @@ TEST(Memory, BufferSurvivesEveryFailedGrowth)
         uint32_t added = 0;
         bool succeeded = blob_buf_init(&buffer, 0) == 0;
         void *cookie = blobmsg_open_table(&buffer, "table");
-        while (added < 1000 && blobmsg_add_u32(&buffer, "n", added) == 0) {
+        while (added < 1000 && blobmsg_add_u32(&buffer, "n", added) == 0)
             added++;
-        }
         blobmsg_close_table(&buffer, cookie);
         blob_attr *head = static_cast<blob_attr *>(buffer.buf);
         EXPECT_EQ(buffer.head, head);

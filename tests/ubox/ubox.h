@@ -74,9 +74,8 @@ class Exact
   public:
     explicit Exact(const Bytes &bytes) : data_(std::make_unique<uint8_t[]>(bytes.size())), size_(bytes.size())
     {
-        if (!bytes.empty()) {
+        if (!bytes.empty())
             memcpy(data_.get(), bytes.data(), bytes.size());
-        }
     }
     blob_attr *attr() const { return reinterpret_cast<blob_attr *>(data_.get()); }
     size_t size() const { return size_; }

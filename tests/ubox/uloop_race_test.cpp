@@ -31,18 +31,15 @@ constexpr int kWrongResult = 4;
     uloop_init();
     uloop_run_timeout(0); // binds the functions that are called
     stop.cb = [](uloop_timeout *) { asm volatile("int3"); };
-    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) < 0) {
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) < 0)
         _exit(kNotTraced);
-    }
     for (;;) {
         uloop_timeout_set(&limit, kLimit);
         uloop_timeout_set(&stop, 0);
-        if (uloop_run() != SIGTERM) {
+        if (uloop_run() != SIGTERM)
             _exit(kWrongResult);
-        }
-        if (uloop_timeout_remaining64(&limit) == 0) {
+        if (uloop_timeout_remaining64(&limit) <= 0)
             _exit(kLost);
-        }
     }
 }
 
@@ -64,34 +61,28 @@ bool is_about_to_wait(pid_t child)
 TEST(UloopRace, SignalAfterAnyInstructionBeforeTheWaitEndsTheLoop)
 {
     pid_t child = fork();
-    if (child == 0) {
+    if (child == 0)
         run_loop();
-    }
     int status = 0;
     bool waits = false;
     int steps = 0;
     for (; !waits; steps++) {
-        if (!is_stopped_by_trap(child, &status)) {
+        if (!is_stopped_by_trap(child, &status))
             break;
-        }
         for (int step = 0; step < steps && !waits; step++) {
             ptrace(PTRACE_SINGLESTEP, child, nullptr, nullptr);
-            if (!is_stopped_by_trap(child, &status)) {
+            if (!is_stopped_by_trap(child, &status))
                 break;
-            }
             waits = is_about_to_wait(child);
         }
-        if (ptrace(PTRACE_CONT, child, nullptr, SIGTERM) < 0) {
+        if (ptrace(PTRACE_CONT, child, nullptr, SIGTERM) < 0)
             break;
-        }
     }
-    if (waits) {
+    if (waits)
         waits = is_stopped_by_trap(child, &status); // the last signal, right before the wait, ended the loop too
-    }
     if (WIFEXITED(status)) {
-        if (WEXITSTATUS(status) == kNotTraced) {
+        if (WEXITSTATUS(status) == kNotTraced)
             GTEST_SKIP() << "a process may not be traced here";
-        }
         EXPECT_NE(WEXITSTATUS(status), kWrongResult);
         EXPECT_NE(WEXITSTATUS(status), kLost) << "the signal after instruction " << steps << " was lost";
     } else {

@@ -26,9 +26,8 @@ std::vector<std::string> keys_of(vlist_tree *tree)
 {
     std::vector<std::string> keys;
     Rule *rule;
-    vlist_for_each_element (tree, rule, node) {
+    vlist_for_each_element (tree, rule, node)
         keys.push_back(rule->key);
-    }
     return keys;
 }
 
@@ -125,9 +124,8 @@ TEST_F(Vlist, FindsNothingUnderAnUnknownKey)
 TEST_F(Vlist, SafeWalkMayDeleteWhatItStandsOn)
 {
     Rule rules[] = {{"1", {}}, {"2", {}}, {"3", {}}};
-    for (Rule &rule : rules) {
+    for (Rule &rule : rules)
         add(rule);
-    }
     Rule *rule;
     Rule *next;
     vlist_for_each_element_safe (&list.tree, rule, node, next) {
@@ -148,6 +146,51 @@ TEST_F(Vlist, ComparesAnIndexAsText)
     Rule *found = nullptr;
     EXPECT_EQ(vlist_find(&list.tree, two, found, node), &b);
     EXPECT_EQ(keys_of(&list.tree), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(Vlist, FlushTakesOutWhatIsNotOfTheVersion)
+{
+    Rule stays = {"c", {}};
+    add(a);
+    add(b);
+    add(stays);
+    stays.node.version = -1;
+    vlist_update(&list.tree);
+    add(another_a);
+    list.updates.clear();
+    vlist_flush(&list.tree);
+    EXPECT_EQ(list.updates, (std::vector<Update>{{nullptr, &b.node, {"a", "c"}}}));
+    vlist_flush_all(&list.tree);
+    EXPECT_EQ(keys_of(&list.tree), std::vector<std::string>{});
+    EXPECT_EQ(list.tree.version, -1);
+}
+
+TEST_F(Vlist, MayBeADefinition)
+{
+    VLIST_TREE(tree, avl_strcmp, record, true, false);
+    EXPECT_TRUE(avl_is_empty(&tree.avl));
+    EXPECT_TRUE(tree.keep_old);
+    EXPECT_FALSE(tree.no_delete);
+    EXPECT_EQ(tree.version, 1);
+}
+
+TEST_F(Vlist, WalksFromAnElementToEitherEnd)
+{
+    Rule c = {"c", {}};
+    Rule *rule;
+    std::string seen;
+    for (Rule *each : {&a, &b, &c})
+        add(*each);
+    vlist_for_each_element_reverse(&list.tree, rule, node) seen += rule->key;
+    seen += ' ';
+    vlist_for_first_to_element(&list.tree, &b, rule, node) seen += rule->key;
+    seen += ' ';
+    vlist_for_element_to_last(&list.tree, &b, rule, node) seen += rule->key;
+    seen += ' ';
+    vlist_for_first_to_element_reverse(&list.tree, &b, rule, node) seen += rule->key;
+    seen += ' ';
+    vlist_for_element_to_last_reverse(&list.tree, &b, rule, node) seen += rule->key;
+    EXPECT_EQ(seen, "cba ab bc ba cb");
 }
 
 } // namespace

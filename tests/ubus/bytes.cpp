@@ -15,7 +15,7 @@ Bytes bytes(std::string_view text)
         } else if (quoted) {
             result.push_back(static_cast<uint8_t>(c));
         } else if (!isspace(static_cast<unsigned char>(c))) {
-            int const digit = isdigit(static_cast<unsigned char>(c)) ? c - '0' : tolower(c) - 'a' + 10;
+            const int digit = isdigit(static_cast<unsigned char>(c)) ? c - '0' : tolower(c) - 'a' + 10;
             if (high < 0) {
                 high = digit;
             } else {
@@ -29,9 +29,9 @@ Bytes bytes(std::string_view text)
 
 Bytes message(std::string_view header, std::string_view attributes)
 {
-    Bytes const body = bytes(attributes);
-    size_t const length = body.size() + 4;
-    Bytes const word = {0, uint8_t(length >> 16), uint8_t(length >> 8), uint8_t(length)};
+    const Bytes body = bytes(attributes);
+    const size_t length = body.size() + 4;
+    const Bytes word = {0, uint8_t(length >> 16), uint8_t(length >> 8), uint8_t(length)};
 
     return bytes(header) + word + body;
 }

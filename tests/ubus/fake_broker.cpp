@@ -97,14 +97,14 @@ void BusClient::TearDown()
 
 void BusClient::turn()
 {
-    for (int i = 0; i < 3; i++)
+    for (int i = 0; i < 20; i++)
         uloop_run_timeout(0);
 }
 
 void BusClient::add(ubus_object *object)
 {
-    Bytes const none;
-    bool const typed = object->type != nullptr;
+    const Bytes none;
+    const bool typed = object->type != nullptr;
 
     ctx->request_seq = 0;
     broker.say(message("00 02 0001 00000000", typed ? "03000008 00001001 05000008 00002001" : "03000008 00001001") +

@@ -4,15 +4,13 @@
 // request, and looks at what was sent last. Sequence numbers count from 1.
 #pragma once
 
-#include "bytes.h"
-
-#include <libubus.h>
-
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <functional>
+#include <gtest/gtest.h>
+#include <libubus.h>
 #include <string>
+
+#include "bytes.h"
 
 class TemporaryFolder
 {
@@ -56,7 +54,7 @@ class BusClient : public testing::Test
     void SetUp() override;
     void TearDown() override;
 
-    // One turn of the event loop, and all that it leaves to do.
+    // A turn of the event loop, and all that it leaves to do: one call in each further turn.
     static void turn();
     // One object, registered as 0x1001, of which no trace is left in the socket. A type gets the id 0x2001.
     void add(ubus_object *object);

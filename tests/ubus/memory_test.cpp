@@ -144,7 +144,7 @@ TEST_F(Memory, MayRunOutWhileCallingAMethod)
         return ubus_notify(ctx, &object, "a", buf.head, -1);
     });
     starve({}, [&](ubus_context *ctx) {
-        ubus_request_data req = {.object = 0x1001, .peer = 0xaa, .seq = 7};
+        ubus_request_data req = {.object = 0x1001, .peer = 0xaa, .seq = 7, .fd = -1};
         return ubus_send_reply(ctx, &req, buf.head);
     });
     starve(status("0001 00000001", 0), [&](ubus_context *ctx) { return ubus_send_event(ctx, "a", buf.head); });
@@ -153,7 +153,7 @@ TEST_F(Memory, MayRunOutWhileCallingAMethod)
 
 TEST_F(Memory, SufficesForShortMessagesAlsoAfterALongOne)
 {
-    ubus_request_data req = {.object = 0x1001, .peer = 0xaa, .seq = 7};
+    ubus_request_data req = {.object = 0x1001, .peer = 0xaa, .seq = 7, .fd = -1};
     blob_buf buf = {};
     blob_buf_init(&buf, 0);
     blobmsg_add_string(&buf, "text", std::string(70000, 'x').c_str());
@@ -182,7 +182,7 @@ TEST_F(Memory, MayRunOutWhileRegisteringAnEventHandler)
 // The message needs a buffer that is not to be had.
 TEST_F(Memory, MayRunOutWhileReadingALongMessage)
 {
-    Bytes const data = bytes("00 02 0001 00001001  00010000  0700fffc") + Bytes(0xfff8, 0);
+    const Bytes data = bytes("00 02 0001 00001001  00010000  0700fffc") + Bytes(0xfff8, 0);
     starve(data + status("0001 00001001", 0), [](ubus_context *ctx) {
         blob_attr empty = {.id_len = cpu_to_be32(4)};
         return ubus_invoke(ctx, 0x1001, "a", &empty, nullptr, nullptr, 0);
@@ -202,7 +202,7 @@ TEST_F(Memory, MayRunOutWhileKeepingACall)
                status("0002 00000000", 4));
     uint32_t id;
     fail_after(0);
-    int const looked_up = ubus_lookup_id(&ctx, "a", &id);
+    const int looked_up = ubus_lookup_id(&ctx, "a", &id);
     armed = false;
     EXPECT_EQ(UBUS_STATUS_NOT_FOUND, looked_up);
     EXPECT_EQ(bytes("00 04 0002 00000000  0000000c  02000006 'a' 00 0000"

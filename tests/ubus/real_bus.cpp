@@ -28,12 +28,12 @@ static int exit_status(pid_t pid)
 static pid_t start(const std::vector<std::string> &arguments, int output, int errors)
 {
     std::vector<char *> argv;
-    std::vector<std::string> const command = emulated(arguments);
+    const std::vector<std::string> command = emulated(arguments);
     for (const std::string &word : command)
         argv.push_back(const_cast<char *>(word.c_str()));
     argv.push_back(nullptr);
 
-    pid_t const pid = fork();
+    const pid_t pid = fork();
     if (pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed leaves nothing behind
         dup2(output, STDOUT_FILENO);
@@ -60,7 +60,7 @@ static Ends make_pipe()
 
 static Ends make_terminal()
 {
-    int const master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     EXPECT_EQ(0, grantpt(master));
     EXPECT_EQ(0, unlockpt(master));
     return {master, open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC)};
@@ -68,7 +68,7 @@ static Ends make_terminal()
 
 Program::Program(std::vector<std::string> arguments, bool at_terminal)
 {
-    Ends const output_ends = make_pipe(), error_ends = at_terminal ? make_terminal() : make_pipe();
+    const Ends output_ends = make_pipe(), error_ends = at_terminal ? make_terminal() : make_pipe();
 
     pid = start(arguments, output_ends.writing, error_ends.writing);
     close(output_ends.writing);
@@ -108,13 +108,13 @@ static bool append(int fd, std::string &text)
 // Whether there may be more.
 bool Program::read_on()
 {
-    bool const more_output = append(output, outcome.output), more_errors = append(errors, outcome.errors);
+    const bool more_output = append(output, outcome.output), more_errors = append(errors, outcome.errors);
     return more_output || more_errors;
 }
 
 bool run_until(const std::function<bool()> &reached)
 {
-    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10 * kSlowness);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10 * kSlowness);
 
     while (!reached()) {
         if (std::chrono::steady_clock::now() > end)
@@ -159,7 +159,7 @@ RealBus::~RealBus()
 
 void RealBus::start_broker()
 {
-    broker = start({BUILD_BIN_DIR "/ubusd", "-s", path}, STDOUT_FILENO, STDERR_FILENO);
+    broker = start({built_program("ubusd"), "-s", path}, STDOUT_FILENO, STDERR_FILENO);
     EXPECT_TRUE(run_until([this] {
         ubus_context probe;
         int const status = ubus_connect_ctx(&probe, path.c_str());
@@ -185,7 +185,7 @@ ubus_context *RealBus::connect()
 
 std::vector<std::string> RealBus::tool(std::initializer_list<std::string> arguments) const
 {
-    std::vector<std::string> all = {BUILD_BIN_DIR "/ubus", "-s", path};
+    std::vector<std::string> all = {built_program("ubus"), "-s", path};
     all.insert(all.end(), arguments);
     return all;
 }

@@ -1,12 +1,12 @@
 // A broker process of the test's own, and processes beside the test: the tool, or a child that uses the library.
 #pragma once
 
-#include "fake_broker.h"
-
 #include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
+
+#include "fake_broker.h"
 
 // How a program ended: its exit status, or 128 + the signal that killed it, and what it printed.
 struct Outcome {

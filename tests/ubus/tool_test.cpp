@@ -3,6 +3,7 @@
 #include "real_bus.h"
 
 #include <csignal>
+#include <memory>
 #include <unistd.h>
 
 #include "tests/support/emulator.h"
@@ -10,20 +11,24 @@
 namespace
 {
 
-const std::string usage = "Usage: ubus [OPTION...] COMMAND [ARGUMENT...]\n"
+const std::string usage = "Usage: " + built_program("ubus") +
+                          " [OPTION...] COMMAND [ARGUMENT...]\n"
                           "Options:\n"
                           "  -s SOCKET   the bus socket to connect to\n"
                           "  -t SECONDS  how long to wait, 0 for ever\n"
                           "              (default: 30 for call and wait_for, for ever with subscribe and listen)\n"
                           "  -S          simplified output: one line per reply, no messages about errors\n"
                           "  -v          list the methods of the objects too\n"
+                          "  -m TYPE     monitor only messages of this type (may be repeated)\n"
+                          "  -M r|t      monitor only messages that the broker received, or transmitted\n"
                           "Commands:\n"
                           "  list [PATH]                list the objects (PATH may end in '*')\n"
                           "  call PATH METHOD [JSON]    call a method of an object\n"
                           "  subscribe PATH...          print the notifications of objects\n"
                           "  listen [PATTERN...]        print events (PATTERN may end in '*')\n"
                           "  send ID [JSON]             send an event\n"
-                          "  wait_for OBJECT...         wait until all the objects are there\n";
+                          "  wait_for OBJECT...         wait until all the objects are there\n"
+                          "  monitor                    print all messages on the bus\n";
 
 int echo(ubus_context *ctx, ubus_object *, ubus_request_data *req, const char *, blob_attr *msg)
 {
@@ -73,6 +78,7 @@ class Tool : public RealBus
   protected:
     void SetUp() override
     {
+        silent_calls = 0;
         owner = connect();
         add(object, "test.object");
     }
@@ -205,39 +211,54 @@ TEST_F(Tool, GivesThePlainStatusAtATerminal)
 
 TEST_F(Tool, EndsWithoutABus)
 {
-    Outcome const expected = {255, "", "Failed to connect to ubus\n"};
-    EXPECT_EQ(expected, Program({BUILD_BIN_DIR "/ubus", "-s", folder.path + "/none", "list"}).wait());
+    const Outcome expected = {255, "", "Failed to connect to ubus\n"};
+    EXPECT_EQ(expected, Program({built_program("ubus"), "-s", folder.path + "/none", "list"}).wait());
     EXPECT_EQ((Outcome{255, "", ""}),
-              Program({BUILD_BIN_DIR "/ubus", "-S", "-s", folder.path + "/none", "list"}).wait());
+              Program({built_program("ubus"), "-S", "-s", folder.path + "/none", "list"}).wait());
 }
 
 TEST_F(Tool, FindsTheBusByTheEnvironment)
 {
     setenv("UBUS_SOCKET", path.c_str(), 1);
-    EXPECT_EQ((Outcome{0, "test.object\n", ""}), Program({BUILD_BIN_DIR "/ubus", "list"}).wait());
+    EXPECT_EQ((Outcome{0, "test.object\n", ""}), Program({built_program("ubus"), "list"}).wait());
 }
 
 TEST_F(Tool, ShowsItsUsage)
 {
     EXPECT_EQ((Outcome{1, "", usage}), run({}));
-    EXPECT_EQ((Outcome{1, "", usage}), run({"-x", "list"}));
-    EXPECT_EQ((Outcome{1, "", usage}), run({"-t", "soon", "list"}));
-    EXPECT_EQ((Outcome{1, "", usage}), run({"-t", "-1", "list"}));
-    EXPECT_EQ((Outcome{1, "", usage}), run({"-t"}));
-    EXPECT_EQ((Outcome{1, "", ""}), run({"-S"}));
+    const std::string own = built_program("ubus") + ": ";
+    EXPECT_EQ((Outcome{1, "", own + "invalid option -- 'x'\n" + usage}), run({"list", "-x"}));
+    EXPECT_EQ((Outcome{1, "", own + "option requires an argument -- 't'\n" + usage}), run({"-t"}));
+    EXPECT_EQ((Outcome{1, "", usage}), run({"monitor", "-m", "nothing"}));
+    EXPECT_EQ((Outcome{1, "", usage}), run({"monitor", "-M", "x"}));
+    EXPECT_EQ((Outcome{1, "", usage}), run({"-S"}));
     for (auto arguments : std::initializer_list<std::initializer_list<std::string>>{
              {"frobnicate"},
              {"list", "a", "b"},
              {"call"},
              {"call", "a"},
              {"call", "a", "b", "{}", "c"},
-             {"subscribe"},
              {"send"},
              {"send", "a", "{}", "b"},
              {"wait_for"},
          })
         EXPECT_EQ((Outcome{254, "", usage}), run(arguments)) << *arguments.begin();
-    EXPECT_EQ((Outcome{254, "", ""}), run({"-S", "frobnicate"}));
+    EXPECT_EQ((Outcome{254, "", usage}), run({"-S", "frobnicate"}));
+    EXPECT_EQ((Outcome{255, "", "Failed to connect to ubus\n"}),
+              Program({built_program("ubus"), "-s", folder.path + "/none", "frobnicate"}).wait());
+    EXPECT_EQ((Outcome{255, "", "You need to specify an object to subscribe to\n"}), run({"subscribe"}));
+}
+
+TEST_F(Tool, ReadsItsTimeAsEveryRoutersToolDoes)
+{
+    EXPECT_EQ((Outcome{7, "", "Command failed: Request timed out\n"}), run({"wait_for", "-t", "soon", "test.other"}));
+    EXPECT_EQ((Outcome{7, "", "Command failed: Request timed out\n"}), run({"wait_for", "test.other", "-t", "-1"}));
+    EXPECT_EQ((Outcome{0, "", ""}), run({"-t", "0", "wait_for", "test.object"}));
+    EXPECT_EQ((Outcome{249, "", "Command failed: ubus call test.object echo (Request timed out)\n"}),
+              run({"call", "test.object", "echo", "-t", "-1"}));
+    EXPECT_EQ((Outcome{7, "", ""}), run({"-S", "call", "test.object", "echo", "-t", "2147484"}));
+    EXPECT_EQ((Outcome{0, "", ""}), run({"listen", "-t", "-1"}));
+    EXPECT_EQ((Outcome{0, "", ""}), run({"subscribe", "test.object", "-t", "1x"}));
 }
 
 TEST_F(Tool, PrintsNotifications)
@@ -249,13 +270,13 @@ TEST_F(Tool, PrintsNotifications)
     ubus_notify(owner, &other, "do\"wn", number(2), -1);
     blob_buf_init(&buf, 0);
     ubus_notify(owner, &other, "empty", buf.head, -1);
-    EXPECT_EQ((Outcome{0, "{ \"up\": {\"n\":1} }\n{ \"do\\\"wn\": {\"n\":2} }\n{ \"empty\": {} }\n", ""}),
+    EXPECT_EQ((Outcome{0, "{ \"up\": {\"n\":1} }\n{ \"do\"wn\": {\"n\":2} }\n{ \"empty\": {} }\n", ""}),
               program.wait());
 }
 
 TEST_F(Tool, RefusesToSubscribeToNothing)
 {
-    EXPECT_EQ((Outcome{255, "", "Error while registering for event 'test.none': Not found\n"}),
+    EXPECT_EQ((Outcome{255, "", "Error while registering for event 'test.object': Not found\n"}),
               run({"subscribe", "test.object", "test.none"}));
     EXPECT_EQ((Outcome{255, "", ""}), run({"-S", "subscribe", "test.none"}));
 }
@@ -322,22 +343,29 @@ TEST_F(Listener, RefusesAnEmptyPattern)
     EXPECT_EQ((Outcome{255, "", ""}), run({"-S", "listen", ""}));
 }
 
-TEST_F(Listener, EndsWithTheBus)
+// A script that relies on its end would sleep for ever on a router.
+TEST_F(Listener, StaysWhenTheBusEnds)
 {
-    Program program(tool({"listen", "test*"}));
-    wake(program);
+    Program listener(tool({"listen", "test*"})), waiter(tool({"-t", "2", "wait_for", "test.other"}));
+    wake(listener);
     owner->connection_lost = [](ubus_context *) {};
+    usleep(500000); // the second one looks its object up before it waits
     stop_broker();
-    EXPECT_EQ((Outcome{10, "", "Command failed: Connection failed\n"}), after_waking(program.wait()));
+    EXPECT_EQ((Outcome{7, "", "Command failed: Request timed out\n"}), waiter.wait());
+    usleep(100000);
+    listener.signal(SIGINT);
+    EXPECT_EQ((Outcome{0, "", ""}), after_waking(listener.wait()));
 }
 
-TEST_F(Listener, EndsWhenNobodyReads)
+TEST_F(Listener, StaysWhenNobodyReads)
 {
     Program program(tool({"listen", "test*"}));
     wake(program);
     program.close_output();
     ubus_send_event(owner, "test.more", number(1));
-    EXPECT_EQ(13, program.wait().status);
+    usleep(200000);
+    program.signal(SIGTERM);
+    EXPECT_EQ(0, program.wait().status);
 }
 
 TEST_F(Tool, SendsEvents)
@@ -366,19 +394,63 @@ TEST_F(Tool, WaitsForObjects)
 
 TEST_F(Tool, EndsAWaitThatIsInterrupted)
 {
-    Program program(tool({"-t", "0", "wait_for", "test.other"}));
+    Program program(tool({"wait_for", "test.other"}));
     usleep(200000 * kSlowness);
     program.signal(SIGINT);
-    EXPECT_EQ((Outcome{5, "", "Command failed: No response\n"}), program.wait());
+    EXPECT_EQ((Outcome{7, "", "Command failed: Request timed out\n"}), program.wait());
 }
 
-TEST_F(Tool, EndsACallThatIsInterrupted)
+TEST_F(Tool, EndsACallByItsTimeOutOnly)
 {
-    Program program(tool({"-t", "0", "call", "test.object", "silent"}));
+    Program program(tool({"-t", "1", "call", "test.object", "silent"}));
     ASSERT_TRUE(run_until([] { return silent_calls > 0; }));
-    usleep(50000);
     program.signal(SIGINT);
-    EXPECT_EQ((Outcome{251, "", "Command failed: ubus call test.object silent (No response)\n"}), program.wait());
+    program.signal(SIGTERM);
+    EXPECT_EQ((Outcome{249, "", "Command failed: ubus call test.object silent (Request timed out)\n"}), program.wait());
+}
+
+TEST_F(Tool, TellsOfABusThatEndsDuringACall)
+{
+    Program program(tool({"call", "test.object", "silent"}));
+    ASSERT_TRUE(run_until([] { return silent_calls > 0; }));
+    owner->connection_lost = [](ubus_context *) {};
+    stop_broker();
+    EXPECT_EQ((Outcome{246, "", "Command failed: ubus call test.object silent (Connection failed)\n"}), program.wait());
+}
+
+// The broker's side is written out by hand.
+TEST(Monitor, PrintsEveryMessage)
+{
+    uloop_init();
+    FakeBroker broker;
+    std::unique_ptr<Program> program;
+    broker.serve(
+        [&] {
+            program = std::make_unique<Program>(std::vector<std::string>{
+                built_program("ubus"), "monitor", "-s", broker.path, "-m", "status", "-m", "invoke", "-m", "data"});
+        },
+        greeting());
+    const char *const client = "00000008 1f5d969b  01000008 00000001  03000008 00000002";
+    auto monitored = [&](const char *type_and_send, const char *data) {
+        return message("00 0b 0001 00000000", std::string(client) + type_and_send + data);
+    };
+    broker.say(
+        status("0001 00000003", 0) + monitored("04000008 00000001  02000005 01 000000", "0500000c 01000008 00000000") +
+        monitored("04000008 00000005  02000005 00 000000",
+                  "05000028 03000008 00000001  04000009 'send' 00 000000  07000010 87000009 0001 'b' 00 01 000000") +
+        monitored("04000008 00000003  02000005 00 000000", "05000004") + // not wanted
+        message("00 0b 0001 00000000", client));
+    ASSERT_TRUE(run_until([&] { return program->has_printed("Invalid"); }));
+    program->signal(SIGTERM);
+    usleep(100000);
+    broker.say(status("0002 00000003", 0));
+    const Outcome outcome = program->wait();
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ("-> 1f5d969b #00000001         status: {\"status\":0}\n"
+              "<- 1f5d969b #00000001         invoke: {\"objid\":1,\"method\":\"send\",\"data\":{\"b\":true}}\n"
+              "Invalid monitor msg\n",
+              outcome.output);
+    uloop_done();
 }
 
 } // namespace

@@ -9,6 +9,8 @@
 
 /* Object ids below the maximum are the broker's own: 1 takes the registrations for events and distributes them. */
 #define UBUS_SYSTEM_OBJECT_EVENT 1
+#define UBUS_SYSTEM_OBJECT_ACL 2
+#define UBUS_SYSTEM_OBJECT_MONITOR 3
 #define UBUS_SYSTEM_OBJECT_MAX 1024
 
 /* Most subscribers whose answers a notification waits for. */
@@ -56,6 +58,17 @@ enum ubus_msg_attr {
     UBUS_ATTR_USER,        /* string */
     UBUS_ATTR_GROUP,       /* string */
     UBUS_ATTR_MAX,
+};
+
+/* What a MONITOR message says of another message. */
+enum ubus_monitor_attr {
+    UBUS_MONITOR_CLIENT, /* int32: the client it came from or goes to */
+    UBUS_MONITOR_PEER,   /* int32 */
+    UBUS_MONITOR_SEND,   /* int8: 1 sent by the broker */
+    UBUS_MONITOR_SEQ,    /* int32 */
+    UBUS_MONITOR_TYPE,   /* int32 */
+    UBUS_MONITOR_DATA,   /* nested: its attributes */
+    UBUS_MONITOR_MAX,
 };
 
 enum ubus_msg_status {

@@ -4,5 +4,7 @@
 
 /* Keys are NUL-terminated texts, ordered by strcmp; `ptr` is not used. */
 int avl_strcmp(const void *k1, const void *k2, void *ptr);
+/* Keys are blob attributes, ordered by their bytes. */
+int avl_blobcmp(const void *k1, const void *k2, void *ptr);
 
 #endif

@@ -171,6 +171,11 @@ void blob_buf_free(struct blob_buf *buf);
 struct blob_attr *blob_new(struct blob_buf *buf, int id, int payload);
 struct blob_attr *blob_put(struct blob_buf *buf, int id, const void *ptr, unsigned int len);
 
+/* Attributes that are made already, padding included. */
+struct blob_attr *blob_put_raw(struct blob_buf *buf, const void *ptr, unsigned int len);
+/* Room for `required` more bytes. */
+bool blob_buf_grow(struct blob_buf *buf, int required);
+
 static inline struct blob_attr *blob_put_string(struct blob_buf *buf, int id, const char *str)
 {
     return blob_put(buf, id, str, (unsigned int)strlen(str) + 1);
@@ -223,6 +228,13 @@ bool blob_check_type(const void *ptr, unsigned int len, int type);
 int blob_parse(struct blob_attr *attr, struct blob_attr **data, const struct blob_attr_info *info, int max);
 int blob_parse_untrusted(struct blob_attr *attr, size_t attr_len, struct blob_attr **data,
                          const struct blob_attr_info *info, int max);
+
+/* Sets the length with the header; zeroes the padding behind the attribute. */
+void blob_set_raw_len(struct blob_attr *attr, unsigned int len);
+void blob_fill_pad(struct blob_attr *attr);
+
+/* Whether both are the same to the byte, or both null. */
+bool blob_attr_equal(const struct blob_attr *a1, const struct blob_attr *a2);
 
 /* A copy of the attribute with zeroed padding, to be freed by the caller; null out of memory. */
 struct blob_attr *blob_memdup(struct blob_attr *attr);

@@ -8,6 +8,7 @@
 #ifndef LIBUBOX_BLOBMSG_H
 #define LIBUBOX_BLOBMSG_H
 
+#include <stdarg.h>
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
@@ -26,7 +27,8 @@ enum blobmsg_type {
     BLOBMSG_TYPE_INT8,
     BLOBMSG_TYPE_DOUBLE,
     BLOBMSG_TYPE_LAST = BLOBMSG_TYPE_DOUBLE,
-    BLOBMSG_TYPE_BOOL = BLOBMSG_TYPE_INT8
+    BLOBMSG_TYPE_BOOL = BLOBMSG_TYPE_INT8,
+    BLOBMSG_CAST_INT64 = BLOBMSG_TYPE_LAST + 1 /* of a policy only: an integer of any width, read by blobmsg_cast_* */
 };
 
 struct blobmsg_hdr {
@@ -101,6 +103,35 @@ bool blobmsg_check_attr_len(const struct blob_attr *attr, bool name, size_t len)
 int blobmsg_parse(const struct blobmsg_policy *policy, int policy_len, struct blob_attr **tb, void *data,
                   unsigned int len);
 
+/* The content of a table, or -22 for a null one. */
+int blobmsg_parse_attr(const struct blobmsg_policy *policy, int policy_len, struct blob_attr **tb,
+                       struct blob_attr *data);
+/* Elements by their place: each entry of the policy takes the next element of its type, others are passed over. */
+int blobmsg_parse_array(const struct blobmsg_policy *policy, int policy_len, struct blob_attr **tb, void *data,
+                        unsigned int len);
+int blobmsg_parse_array_attr(const struct blobmsg_policy *policy, int policy_len, struct blob_attr **tb,
+                             struct blob_attr *data);
+
+/* How many elements an array or table has, all of them well-formed and of the type (BLOBMSG_TYPE_UNSPEC: any); -1 where
+ * that is not so. `len` is what there is of the attribute. */
+int blobmsg_check_array(const struct blob_attr *attr, int type);
+int blobmsg_check_array_len(const struct blob_attr *attr, int type, size_t len);
+
+static inline bool blobmsg_check_attr_list(const struct blob_attr *attr, int type)
+{
+    return blobmsg_check_array(attr, type) >= 0;
+}
+
+static inline bool blobmsg_check_attr_list_len(const struct blob_attr *attr, int type, size_t len)
+{
+    return blobmsg_check_array_len(attr, type, len) >= 0;
+}
+
+static inline int blobmsg_buf_init(struct blob_buf *buf)
+{
+    return blob_buf_init(buf, BLOBMSG_TYPE_TABLE);
+}
+
 /* 0, or -1 where memory is out, the container is full or the name is longer than 65535 bytes; then nothing is added.
  * The name may be null, as in arrays. What is added must not stand in the buffer itself. */
 int blobmsg_add_field(struct blob_buf *buf, int type, const char *name, const void *data, unsigned int len);
@@ -134,6 +165,18 @@ static inline int blobmsg_add_string(struct blob_buf *buf, const char *name, con
     return blobmsg_add_field(buf, BLOBMSG_TYPE_STRING, name, string, (unsigned int)strlen(string) + 1);
 }
 
+/* Adds a string as printf makes it: its length, or -1. */
+int blobmsg_vprintf(struct blob_buf *buf, const char *name, const char *format, va_list arg)
+    __attribute__((format(printf, 3, 0)));
+int blobmsg_printf(struct blob_buf *buf, const char *name, const char *format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+/* A string that is written in place: room for `maxlen` bytes and a NUL, or null; more room, which may move it; and what
+ * stands there, up to its NUL, as part of the message. Nothing else may be added in between. */
+void *blobmsg_alloc_string_buffer(struct blob_buf *buf, const char *name, unsigned int maxlen);
+void *blobmsg_realloc_string_buffer(struct blob_buf *buf, unsigned int maxlen);
+void blobmsg_add_string_buffer(struct blob_buf *buf);
+
 /* A copy of another message's value, with its name and type. */
 static inline int blobmsg_add_blob(struct blob_buf *buf, struct blob_attr *attr)
 {
@@ -164,17 +207,18 @@ static inline void blobmsg_close_table(struct blob_buf *buf, void *cookie)
     blob_nest_end(buf, cookie);
 }
 
-static inline uint8_t blobmsg_get_u8(const struct blob_attr *attr)
+/* The getters' attributes are not const, as on every router. */
+static inline uint8_t blobmsg_get_u8(struct blob_attr *attr)
 {
     return *(const uint8_t *)blobmsg_data(attr);
 }
 
-static inline bool blobmsg_get_bool(const struct blob_attr *attr)
+static inline bool blobmsg_get_bool(struct blob_attr *attr)
 {
     return blobmsg_get_u8(attr) != 0;
 }
 
-static inline uint16_t blobmsg_get_u16(const struct blob_attr *attr)
+static inline uint16_t blobmsg_get_u16(struct blob_attr *attr)
 {
     uint16_t value;
 
@@ -182,7 +226,7 @@ static inline uint16_t blobmsg_get_u16(const struct blob_attr *attr)
     return be16_to_cpu(value);
 }
 
-static inline uint32_t blobmsg_get_u32(const struct blob_attr *attr)
+static inline uint32_t blobmsg_get_u32(struct blob_attr *attr)
 {
     uint32_t value;
 
@@ -190,7 +234,7 @@ static inline uint32_t blobmsg_get_u32(const struct blob_attr *attr)
     return be32_to_cpu(value);
 }
 
-static inline uint64_t blobmsg_get_u64(const struct blob_attr *attr)
+static inline uint64_t blobmsg_get_u64(struct blob_attr *attr)
 {
     uint64_t value;
 
@@ -198,7 +242,7 @@ static inline uint64_t blobmsg_get_u64(const struct blob_attr *attr)
     return be64_to_cpu(value);
 }
 
-static inline double blobmsg_get_double(const struct blob_attr *attr)
+static inline double blobmsg_get_double(struct blob_attr *attr)
 {
     uint64_t bits = blobmsg_get_u64(attr);
     double value;
@@ -207,8 +251,41 @@ static inline double blobmsg_get_double(const struct blob_attr *attr)
     return value;
 }
 
+/* An integer of any width without or with its sign; 0 where it is none. */
+static inline uint64_t blobmsg_cast_u64(struct blob_attr *attr)
+{
+    switch (blobmsg_type(attr)) {
+    case BLOBMSG_TYPE_INT64:
+        return blobmsg_get_u64(attr);
+    case BLOBMSG_TYPE_INT32:
+        return blobmsg_get_u32(attr);
+    case BLOBMSG_TYPE_INT16:
+        return blobmsg_get_u16(attr);
+    case BLOBMSG_TYPE_INT8:
+        return blobmsg_get_u8(attr);
+    default:
+        return 0;
+    }
+}
+
+static inline int64_t blobmsg_cast_s64(struct blob_attr *attr)
+{
+    switch (blobmsg_type(attr)) {
+    case BLOBMSG_TYPE_INT64:
+        return (int64_t)blobmsg_get_u64(attr);
+    case BLOBMSG_TYPE_INT32:
+        return (int32_t)blobmsg_get_u32(attr);
+    case BLOBMSG_TYPE_INT16:
+        return (int16_t)blobmsg_get_u16(attr);
+    case BLOBMSG_TYPE_INT8:
+        return (int8_t)blobmsg_get_u8(attr);
+    default:
+        return 0;
+    }
+}
+
 /* Null for a null attribute. */
-static inline char *blobmsg_get_string(const struct blob_attr *attr)
+static inline char *blobmsg_get_string(struct blob_attr *attr)
 {
     return (char *)blobmsg_data(attr);
 }

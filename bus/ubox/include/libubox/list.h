@@ -14,6 +14,15 @@
     })
 #endif
 
+/* The same, but null stays null. */
+#ifndef container_of_safe
+#define container_of_safe(ptr, type, member)                                                                           \
+    ({                                                                                                                 \
+        const __typeof__(((type *)NULL)->member) *container_of_safe_member = (ptr);                                    \
+        container_of_safe_member ? container_of(container_of_safe_member, type, member) : NULL;                        \
+    })
+#endif
+
 struct list_head {
     struct list_head *next;
     struct list_head *prev;
@@ -71,6 +80,63 @@ static inline void list_del_init(struct list_head *entry)
     INIT_LIST_HEAD(entry);
 }
 
+static inline bool list_is_first(const struct list_head *entry, const struct list_head *head)
+{
+    return entry->prev == head;
+}
+
+static inline bool list_is_last(const struct list_head *entry, const struct list_head *head)
+{
+    return entry->next == head;
+}
+
+/* Out of the list it is in, and into this one. */
+static inline void list_move(struct list_head *entry, struct list_head *head)
+{
+    list_del(entry);
+    list_add(entry, head);
+}
+
+static inline void list_move_tail(struct list_head *entry, struct list_head *head)
+{
+    list_del(entry);
+    list_add_tail(entry, head);
+}
+
+static inline void list_splice_between(const struct list_head *list, struct list_head *before, struct list_head *after)
+{
+    if (list_empty(list))
+        return;
+    list->next->prev = before;
+    before->next = list->next;
+    list->prev->next = after;
+    after->prev = list->prev;
+}
+
+/* All entries of `list` behind or before `head`. The head of `list` is to be initialised before its next use; the two
+ * _init do so. */
+static inline void list_splice(const struct list_head *list, struct list_head *head)
+{
+    list_splice_between(list, head, head->next);
+}
+
+static inline void list_splice_tail(struct list_head *list, struct list_head *head)
+{
+    list_splice_between(list, head->prev, head);
+}
+
+static inline void list_splice_init(struct list_head *list, struct list_head *head)
+{
+    list_splice(list, head);
+    INIT_LIST_HEAD(list);
+}
+
+static inline void list_splice_tail_init(struct list_head *list, struct list_head *head)
+{
+    list_splice_tail(list, head);
+    INIT_LIST_HEAD(list);
+}
+
 #define list_entry(ptr, type, member) container_of(ptr, type, member)
 #define list_first_entry(head, type, member) list_entry((head)->next, type, member)
 #define list_last_entry(head, type, member) list_entry((head)->prev, type, member)
@@ -85,5 +151,22 @@ static inline void list_del_init(struct list_head *entry)
         next_pos = list_entry(pos->member.next, __typeof__(*pos), member);                                             \
          &pos->member != (head);                                                                                       \
          pos = next_pos, next_pos = list_entry(next_pos->member.next, __typeof__(*next_pos), member))
+
+#define list_next_entry(pos, member) list_entry((pos)->member.next, __typeof__(*(pos)), member)
+
+#define list_for_each_entry_reverse(pos, head, member)                                                                 \
+    for (pos = list_last_entry(head, __typeof__(*pos), member); &pos->member != (head);                                \
+         pos = list_entry(pos->member.prev, __typeof__(*pos), member))
+/* Behind `pos`, which is an entry. */
+#define list_for_each_entry_continue(pos, head, member)                                                                \
+    for (pos = list_next_entry(pos, member); &pos->member != (head); pos = list_next_entry(pos, member))
+
+/* The links themselves. */
+#define list_for_each(pos, head) for (pos = (head)->next; pos != (head); pos = pos->next)
+#define list_for_each_safe(pos, next_pos, head)                                                                        \
+    for (pos = (head)->next, next_pos = pos->next; pos != (head); pos = next_pos, next_pos = pos->next)
+#define list_for_each_prev(pos, head) for (pos = (head)->prev; pos != (head); pos = pos->prev)
+#define list_for_each_prev_safe(pos, prev_pos, head)                                                                   \
+    for (pos = (head)->prev, prev_pos = pos->prev; pos != (head); pos = prev_pos, prev_pos = pos->prev)
 
 #endif
