@@ -1,10 +1,10 @@
 #include "bytes.h"
 
-#include "message.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+
+#include "message.h"
 
 namespace
 {
@@ -21,9 +21,8 @@ size_t missing(const Input &input)
 int input_grow(Input &input, size_t capacity)
 {
     auto *data = static_cast<uint8_t *>(realloc(input.data, capacity));
-    if (data == nullptr) {
+    if (!data)
         return -1;
-    }
     input.data = data;
     input.capacity = capacity;
     return 0;
@@ -32,9 +31,8 @@ int input_grow(Input &input, size_t capacity)
 size_t total(std::span<const iovec> pieces)
 {
     size_t length = 0;
-    for (const iovec &piece : pieces) {
+    for (const iovec &piece : pieces)
         length += piece.iov_len;
-    }
     return length;
 }
 
@@ -43,20 +41,17 @@ size_t total(std::span<const iovec> pieces)
 int output_reserve(Output &output, size_t length)
 {
     size_t size = output.size();
-    if (length <= output.capacity - output.end) {
+    if (length <= output.capacity - output.end)
         return 0;
-    }
     if (size + length <= output.capacity) {
         memmove(output.data, output.data + output.begin, size);
     } else {
         size_t capacity = std::max({kSmallest, 2 * output.capacity, size + length});
         auto *data = static_cast<uint8_t *>(malloc(capacity));
-        if (data == nullptr) {
+        if (!data)
             return -1;
-        }
-        if (size != 0) {
+        if (size != 0)
             memcpy(data, output.data + output.begin, size);
-        }
         free(output.data);
         output.data = data;
         output.capacity = capacity;
@@ -71,9 +66,8 @@ int output_reserve(Output &output, size_t length)
 int input_append(Input &input, std::span<const uint8_t> bytes)
 {
     size_t needed = input.size + bytes.size();
-    if (needed > input.capacity && input_grow(input, std::max({kSmallest, 2 * input.capacity, needed})) != 0) {
+    if (needed > input.capacity && input_grow(input, std::max({kSmallest, 2 * input.capacity, needed})) != 0)
         return -1;
-    }
     memcpy(input.data + input.size, bytes.data(), bytes.size());
     input.size = needed;
     return 0;
@@ -83,9 +77,8 @@ int input_complete(Input &input, std::span<uint8_t> &bytes)
 {
     while (!bytes.empty() && missing(input) != 0) {
         size_t count = std::min(missing(input), bytes.size());
-        if (input_append(input, bytes.first(count)) != 0) {
+        if (input_append(input, bytes.first(count)) != 0)
             return -1;
-        }
         bytes = bytes.subspan(count);
     }
     return 0;
@@ -93,13 +86,11 @@ int input_complete(Input &input, std::span<uint8_t> &bytes)
 
 iovec input_room(Input &input)
 {
-    if (input.size < kHeaderSize) {
+    if (input.size < kHeaderSize)
         return {nullptr, 0};
-    }
     size_t wanted = missing(input);
-    if (input.size == input.capacity) {
+    if (input.size == input.capacity)
         input_grow(input, std::min(2 * input.capacity, input.size + wanted));
-    }
     return {input.data + input.size, std::min(input.capacity - input.size, wanted)};
 }
 
@@ -121,9 +112,8 @@ void input_free(Input &input)
 
 int output_append(Output &output, std::span<const iovec> pieces, size_t skip)
 {
-    if (output_reserve(output, total(pieces) - skip) != 0) {
+    if (output_reserve(output, total(pieces) - skip) != 0)
         return -1;
-    }
     for (const iovec &piece : pieces) {
         size_t skipped = std::min(skip, piece.iov_len);
         skip -= skipped;
@@ -136,9 +126,8 @@ int output_append(Output &output, std::span<const iovec> pieces, size_t skip)
 void output_drop(Output &output, size_t count)
 {
     output.begin += count;
-    if (output.begin == output.end) {
+    if (output.begin == output.end)
         output_free(output);
-    }
 }
 
 void output_free(Output &output)

@@ -1,7 +1,6 @@
 // The two byte queues of a client: what it sent that is not handled yet, and what it has not taken yet. Both hold no
 // memory while they are empty, which is nearly always.
-#ifndef UBUSD_BYTES_H
-#define UBUSD_BYTES_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -47,5 +46,3 @@ int output_append(Output &output, std::span<const iovec> pieces, size_t skip);
 void output_drop(Output &output, size_t count);
 
 void output_free(Output &output);
-
-#endif

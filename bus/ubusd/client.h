@@ -1,29 +1,40 @@
 // Clients: their life, what they send and what they are sent.
 //
-// Work is done in turns. In each turn every client with something to do is served once, with a bounded amount of work,
-// and what the turn had to say to a client leaves in one system call at its end. A client that ends is only marked; it
-// is released at the end of the turn, so that nothing within a turn can pull it away from under a caller.
-#ifndef UBUSD_CLIENT_H
-#define UBUSD_CLIENT_H
+// Work is done in turns. In each turn clients with something to do are served, each with a bounded amount of work, and
+// what the turn had to say to a client leaves in one system call at its end. A client that ends is only marked; it is
+// released at the end of the turn, so that nothing within a turn can pull it away from under a caller.
+#pragma once
 
 #include "bytes.h"
+#include "holdings.h"
 #include "ids.h"
 #include "lookup.h"
 #include "message.h"
+#include "shares.h"
+#include "users.h"
 
 struct Client {
     Id id;
     int fd;
     Input input;
     Output output;
+    Shares shares; // of the output
     Listing listing;
+    Holdings holdings;
     list_head objects; // Object::in_client
-    list_head busy;    // in the list of clients with something to do, or in that of those to be released
+    list_head busy;    // in one of the lists of clients that are to be served, or in that of those to be released
     list_head unsent;  // in the list of clients with output of this turn
+    list_head keeping; // in the list of clients with input that is kept, by when something last came
+    list_head passing; // descriptors in the output, in its order
+    uint64_t taken;    // bytes of the output that the peer took so far
+    User *account;     // whose connection it is
+    int descriptor;    // passed along with the last message that begins in the input, or -1
     char *user;        // null where not known, or not wanted yet
     char *group;
     bool identified; // `user` and `group` are as good as they get
     bool readable;   // the socket may hold more
+    bool pending;    // whole messages are kept for another turn
+    bool passes;     // has passed descriptors along
     bool hung_up;    // it will get nothing new
     bool finished;   // everything is received
     bool blocked;    // the socket takes no more output until it reports so
@@ -42,26 +53,44 @@ Client *client_find(uint32_t id);
 // What the socket reported (EPOLL*).
 void client_notice(Client &client, uint32_t events);
 
-// From now on nothing of the client is handled; the end of the turn releases it with everything that is its own.
+// From now on nothing of the client is handled; it is released with everything that is its own, after this turn.
 void client_end(Client &client);
 
 // The client's user and group become known, where they can be.
 void client_identify(Client &client);
 
-// One turn for all clients: serves the busy ones, sends, releases. The result tells whether some have work left, so
-// that the next turn must not wait for events.
+// One turn: serves clients with something to do, sends, releases. The result tells whether there is work left, so that
+// the next turn must not wait for events.
 bool clients_turn();
+
+// Whether clients wait for descriptors to be closed, of which no event tells.
+bool clients_pause();
 
 // client_input.cpp
 
-// Receives once and handles what is whole.
+// Handles what is kept, or receives once and handles what is whole, a slice of work at most.
 void client_serve(Client &client);
 
-// client_output.cpp
+void client_forget_input(Client &client);
 
-// Sends at the end of the turn, or queues. The message is lost, with the result -1, where memory is out or more than 1
-// MiB would be waiting; a message that meets an empty queue is always taken.
-int client_send(Client &client, const Message &message);
+// client_output.cpp
+//
+// Messages are sent at the end of the turn, or queued. A message is lost, with the result -1, where memory is out or
+// where it would pass a bound of the queue; with bytes of it on their way it never is.
+
+// What `sender` (0: the broker) has to tell a client unasked. While the peer does not read, a sender may fill as much
+// of the queue as is left for others. A message that meets an empty queue is taken whatever its length.
+int client_send(Client &client, const Message &message, uint32_t sender);
+
+// What `sender` answers a request of the client. Answers have a reserve of the queue.
+int client_pass_answer(Client &client, const Message &message, uint32_t sender);
+
+// The broker's own answer to a request of the client. While the reserve is in use no request of the client is handled,
+// so that there is always room for the next answer.
+int client_answer(Client &client, const Message &message);
+
+// Whether the reserve is in use.
+bool client_is_behind(const Client &client);
 
 // Whether a listing may send a message of this length now: not while the peer is behind with reading, and only so much
 // in one turn.
@@ -73,4 +102,4 @@ void client_flush(Client &client);
 // Flushes every client with output of this turn.
 void clients_flush();
 
-#endif
+void client_forget_output(Client &client);

@@ -1,31 +1,68 @@
 #include "events.h"
 
-#include "client.h"
-#include "objects.h"
-
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
 
+#include "client.h"
+#include "objects.h"
+
 namespace
 {
 
+struct Text {
+    const char *data;
+    size_t length;
+};
+
 struct Pattern {
-    list_head in_all;
+    avl_node in_all; // by `text`, equal ones in the order in which they came
     list_head in_object;
     Object *object;
     bool is_prefix;
-    size_t length;
-    char text[]; // without the `*` of a prefix
+    Text text; // without the `*` of a prefix
+    char characters[];
 };
 
-LIST_HEAD(patterns);
+avl_tree patterns;
 uint64_t events_told = 0;
 
-bool matches(const Pattern &pattern, const char *event)
+int compare_texts(const void *left, const void *right, void *)
 {
-    // A whole name is compared with its NUL.
-    return strncmp(pattern.text, event, pattern.length + (pattern.is_prefix ? 0 : 1)) == 0;
+    const Text &a = *static_cast<const Text *>(left), &b = *static_cast<const Text *>(right);
+    int order = memcmp(a.data, b.data, std::min(a.length, b.length));
+    return order != 0 ? order : (a.length > b.length) - (a.length < b.length);
+}
+
+size_t common_length(const Text &a, const Text &b)
+{
+    size_t length = 0;
+    while (length < std::min(a.length, b.length) && a.data[length] == b.data[length])
+        length++;
+    return length;
+}
+
+size_t name_bytes(size_t length)
+{
+    return length + 1;
+}
+
+// Counts the pattern as its client's. 0, or -1 where that has too many.
+int take_pattern(Holdings &holdings, size_t length)
+{
+    if (holdings_take(holdings, HELD_PATTERNS, 1) != 0)
+        return -1;
+    if (holdings_take(holdings, HELD_NAMES, name_bytes(length)) == 0)
+        return 0;
+    holdings_return(holdings, HELD_PATTERNS, 1);
+    return -1;
+}
+
+void return_pattern(Holdings &holdings, size_t length)
+{
+    holdings_return(holdings, HELD_PATTERNS, 1);
+    holdings_return(holdings, HELD_NAMES, name_bytes(length));
 }
 
 int add_pattern(Object &object, const char *text)
@@ -33,38 +70,83 @@ int add_pattern(Object &object, const char *text)
     size_t length = strlen(text);
     bool is_prefix = text[length - 1] == '*';
     length -= is_prefix;
-    auto *pattern = static_cast<Pattern *>(calloc(1, sizeof(Pattern) + length + 1));
-    if (pattern == nullptr) {
+    Holdings &holdings = object.client->holdings;
+    if (take_pattern(holdings, length) != 0)
+        return UBUS_STATUS_NO_MEMORY;
+    auto *pattern = static_cast<Pattern *>(malloc(sizeof(Pattern) + length));
+    if (!pattern) {
+        return_pattern(holdings, length);
         return UBUS_STATUS_NO_MEMORY;
     }
     pattern->object = &object;
     pattern->is_prefix = is_prefix;
-    pattern->length = length;
-    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the NUL is there
-    memcpy(pattern->text, text, length);
-    list_add_tail(&pattern->in_all, &patterns);
+    pattern->text = {pattern->characters, length};
+    memcpy(pattern->characters, text, length);
+    pattern->in_all.key = &pattern->text;
+    avl_insert(&patterns, &pattern->in_all);
     list_add_tail(&pattern->in_object, &object.patterns);
     return UBUS_STATUS_OK;
 }
 
+struct Event {
+    Text name;
+    Message *message;
+    const Client *sender; // null for the broker
+};
+
+void tell(const Event &event, Object &object)
+{
+    if (object.client == event.sender || object.last_event == events_told)
+        return;
+    object.last_event = events_told;
+    event.message->set_first_u32(object.id.value);
+    client_send(*object.client, *event.message, !event.sender ? 0 : event.sender->id.value);
+}
+
+// Tells whoever has a pattern equal to that of `first`, which is a beginning of the event's name.
+void tell_equal(const Event &event, Pattern *first)
+{
+    const Text text = first->text;
+    bool is_whole = text.length == event.name.length;
+    Pattern *last;
+    last = avl_last_element(&patterns, last, in_all);
+    for (Pattern *pattern = first; compare_texts(&pattern->text, &text, nullptr) == 0;
+         pattern = avl_next_element(pattern, in_all)) {
+        if (is_whole || pattern->is_prefix)
+            tell(event, *pattern->object);
+        if (pattern == last)
+            break;
+    }
+}
+
+// From one pattern that is a beginning of the name to the next longer one: of all the others, which may be many, only
+// those are met that stand where a longer one would.
+void tell_matching(const Event &event)
+{
+    for (size_t length = 0; length <= event.name.length;) {
+        const Text beginning = {event.name.data, length};
+        Pattern *pattern;
+        avl_find_ge_element(&patterns, &beginning, pattern, in_all);
+        if (!pattern)
+            return;
+        size_t common = common_length(pattern->text, event.name);
+        if (common == pattern->text.length)
+            tell_equal(event, pattern);
+        else if (compare_texts(&pattern->text, &event.name, nullptr) > 0)
+            return;
+        length = common + 1;
+    }
+}
+
 // Tells each object once that has a matching pattern, except those of `sender` (which may be null).
-void distribute(const char *event, const void *data, size_t length, const Client *sender)
+void distribute(const char *name, const void *data, size_t length, const Client *sender)
 {
     Message message(UBUS_MSG_INVOKE, 0, 0);
     message.put_u32(UBUS_ATTR_OBJID, 0);
-    message.put_text(UBUS_ATTR_METHOD, event);
+    message.put_text(UBUS_ATTR_METHOD, name);
     message.put(UBUS_ATTR_DATA, data, length);
     events_told++;
-    Pattern *pattern;
-    list_for_each_entry (pattern, &patterns, in_all) {
-        Object &object = *pattern->object;
-        if (object.client == sender || object.last_event == events_told || !matches(*pattern, event)) {
-            continue;
-        }
-        object.last_event = events_told;
-        message.set_first_u32(object.id.value);
-        client_send(*object.client, message);
-    }
+    tell_matching({{name, strlen(name)}, &message, sender});
 }
 
 enum { REGISTER_OBJECT, REGISTER_PATTERN, REGISTER_COUNT };
@@ -84,78 +166,70 @@ template <size_t count>
 bool parse_all(const blobmsg_policy (&policy)[count], const Request &request, blob_attr *(&arguments)[count])
 {
     blob_attr *data = request.attributes[UBUS_ATTR_DATA];
-    if (data == nullptr) {
+    if (!data)
         return false;
-    }
     blobmsg_parse(policy, count, arguments, blob_data(data), static_cast<unsigned>(blob_len(data)));
-    for (const blob_attr *argument : arguments) {
-        if (argument == nullptr) {
+    for (const blob_attr *argument : arguments)
+        if (!argument)
             return false;
-        }
-    }
     return true;
 }
 
 int call_register(Client &client, const Request &request)
 {
     blob_attr *arguments[REGISTER_COUNT];
-    if (!parse_all(kRegisterPolicy, request, arguments)) {
+    if (!parse_all(kRegisterPolicy, request, arguments))
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
     uint32_t id = blobmsg_get_u32(arguments[REGISTER_OBJECT]);
-    if (id < UBUS_SYSTEM_OBJECT_MAX) {
+    if (id < UBUS_SYSTEM_OBJECT_MAX)
         return UBUS_STATUS_PERMISSION_DENIED;
-    }
     Object *object = object_find(id);
-    if (object == nullptr) {
+    if (!object)
         return UBUS_STATUS_NOT_FOUND;
-    }
     const char *pattern = blobmsg_get_string(arguments[REGISTER_PATTERN]);
-    if (object->client != &client || pattern[0] == '\0') {
+    if (object->client != &client || pattern[0] == '\0')
         return UBUS_STATUS_PERMISSION_DENIED;
-    }
     return add_pattern(*object, pattern);
 }
 
 int call_send(Client &client, const Request &request)
 {
     blob_attr *arguments[SEND_COUNT];
-    if (!parse_all(kSendPolicy, request, arguments)) {
+    if (!parse_all(kSendPolicy, request, arguments))
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
     // Names of this kind are the broker's own.
     const char *event = blobmsg_get_string(arguments[SEND_ID]);
-    if (strncmp(event, "ubus.", 5) == 0) {
+    if (strncmp(event, "ubus.", 5) == 0)
         return UBUS_STATUS_PERMISSION_DENIED;
-    }
     distribute(event, blobmsg_data(arguments[SEND_DATA]), blobmsg_data_len(arguments[SEND_DATA]), &client);
     return UBUS_STATUS_OK;
 }
 
 } // namespace
 
+void events_init()
+{
+    avl_init(&patterns, compare_texts, true, nullptr);
+}
+
 int events_call(Client &client, const Request &request)
 {
     const char *method = request.text(UBUS_ATTR_METHOD);
-    if (strcmp(method, "register") == 0) {
+    if (strcmp(method, "register") == 0)
         return call_register(client, request);
-    }
-    if (strcmp(method, "send") == 0) {
+    if (strcmp(method, "send") == 0)
         return call_send(client, request);
-    }
     return UBUS_STATUS_INVALID_COMMAND;
 }
 
 void events_tell_path(const char *event, const Object &object)
 {
-    if (list_empty(&patterns)) {
+    if (patterns.count == 0)
         return;
-    }
     blob_buf data = {};
     if (blob_buf_init(&data, 0) == 0 && blobmsg_add_u32(&data, "id", object.id.value) == 0 &&
-        blobmsg_add_string(&data, "path", object.path) == 0) {
+        blobmsg_add_string(&data, "path", object.path) == 0)
         distribute(event, blob_data(data.head), blob_len(data.head), nullptr);
-    }
     blob_buf_free(&data);
 }
 
@@ -163,7 +237,8 @@ void events_forget(Object &object)
 {
     Pattern *pattern, *next;
     list_for_each_entry_safe (pattern, next, &object.patterns, in_object) {
-        list_del(&pattern->in_all);
+        return_pattern(object.client->holdings, pattern->text.length);
+        avl_delete(&patterns, &pattern->in_all);
         list_del(&pattern->in_object);
         free(pattern);
     }

@@ -1,11 +1,12 @@
 // Events: short messages from anybody to whoever registered a pattern for their names.
-#ifndef UBUSD_EVENTS_H
-#define UBUSD_EVENTS_H
+#pragma once
 
 #include "message.h"
 
 struct Client;
 struct Object;
+
+void events_init();
 
 // A call of the broker's own object: `register` or `send`. UBUS_STATUS_*.
 int events_call(Client &client, const Request &request);
@@ -15,5 +16,3 @@ void events_tell_path(const char *event, const Object &object);
 
 // Drops the patterns of an object.
 void events_forget(Object &object);
-
-#endif

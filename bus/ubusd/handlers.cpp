@@ -1,12 +1,12 @@
 #include "handlers.h"
 
+#include <cstdlib>
+#include <iterator>
+
 #include "client.h"
 #include "events.h"
 #include "lookup.h"
 #include "objects.h"
-
-#include <cstdlib>
-#include <iterator>
 
 namespace
 {
@@ -15,13 +15,14 @@ void answer_status(Client &client, const Request &request, int status)
 {
     Message message(UBUS_MSG_STATUS, request.seq, request.peer);
     message.put_u32(UBUS_ATTR_STATUS, static_cast<uint32_t>(status));
-    client_send(client, message);
+    client_answer(client, message);
 }
 
-// The object that an attribute of the request names, or null.
+// The object that an attribute of the request names, or null. One whose client has ended is gone.
 Object *find_object(const Request &request, ubus_msg_attr id)
 {
-    return request.has(id) ? object_find(request.number(id)) : nullptr;
+    Object *object = request.has(id) ? object_find(request.number(id)) : nullptr;
+    return object && object->client && object->client->ended ? nullptr : object;
 }
 
 std::span<const uint8_t> payload_of(const blob_attr *attribute)
@@ -36,15 +37,12 @@ void put_call(Message &message, const Request &request, Client &caller, uint32_t
     message.put_u32(UBUS_ATTR_OBJID, object);
     message.put_copy(request, UBUS_ATTR_METHOD);
     message.put_copy(request, UBUS_ATTR_DATA);
-    if (request.flag(UBUS_ATTR_NO_REPLY)) {
+    if (request.flag(UBUS_ATTR_NO_REPLY))
         message.put_u8(UBUS_ATTR_NO_REPLY, 1);
-    }
-    if (caller.user != nullptr) {
+    if (caller.user)
         message.put_text(UBUS_ATTR_USER, caller.user);
-    }
-    if (caller.group != nullptr) {
+    if (caller.group)
         message.put_text(UBUS_ATTR_GROUP, caller.group);
-    }
 }
 
 int refuse(Client &, const Request &)
@@ -58,10 +56,15 @@ int forward_answer(Client &client, const Request &request, ubus_msg_type type, u
 {
     const Object *object = find_object(request, UBUS_ATTR_OBJID);
     Client *caller = client_find(request.peer);
-    if (object != nullptr && object->client == &client && request.has(content) && caller != nullptr) {
+    if (object && object->client == &client && request.has(content) && caller) {
         Message message(type, request.seq, object->id.value);
         message.put_payload(request);
-        client_send(*caller, message);
+        if (type == UBUS_MSG_STATUS)
+            message.pass(request.descriptor);
+        if (client_pass_answer(*caller, message, client.id.value) != 0 && message.descriptor() >= 0) {
+            message.pass(-1); // too many of them wait
+            client_pass_answer(*caller, message, client.id.value);
+        }
     }
     return kNoAnswer;
 }
@@ -80,29 +83,25 @@ int handle_ping(Client &client, const Request &request)
 {
     Message message(UBUS_MSG_DATA, request.seq, request.peer);
     message.put_payload(request);
-    client_send(client, message);
-    return UBUS_STATUS_OK;
+    return client_answer(client, message) == 0 ? UBUS_STATUS_OK : UBUS_STATUS_NO_MEMORY;
 }
 
 int handle_invoke(Client &client, const Request &request)
 {
-    if (!request.has(UBUS_ATTR_OBJID) || !request.has(UBUS_ATTR_METHOD)) {
+    if (!request.has(UBUS_ATTR_OBJID) || !request.has(UBUS_ATTR_METHOD))
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
     const Object *object = find_object(request, UBUS_ATTR_OBJID);
-    if (object == nullptr) {
+    if (!object)
         return UBUS_STATUS_NOT_FOUND;
-    }
-    if (object->client == nullptr) {
+    if (!object->client)
         return events_call(client, request);
-    }
     Message message(UBUS_MSG_INVOKE, request.seq, client.id.value);
     put_call(message, request, client, object->id.value);
-    if (!message.fits()) {
+    if (!message.fits())
         return UBUS_STATUS_INVALID_ARGUMENT; // user and group made it longer than its owner would take
-    }
-    client_send(*object->client, message);
-    return kNoAnswer;
+    message.pass(request.descriptor);
+    // A call that finds no room is not passed on, which is what its caller would make of the silence.
+    return client_send(*object->client, message, client.id.value) == 0 ? kNoAnswer : UBUS_STATUS_TIMEOUT;
 }
 
 // The type an ADD_OBJECT means: one that is known, a new one, or none. UBUS_STATUS_*.
@@ -111,72 +110,61 @@ int find_type(const Request &request, ObjectType *&type)
     type = nullptr;
     if (request.has(UBUS_ATTR_OBJTYPE)) {
         type = type_find(request.number(UBUS_ATTR_OBJTYPE));
-        return type == nullptr ? UBUS_STATUS_INVALID_ARGUMENT : UBUS_STATUS_OK;
+        return !type ? UBUS_STATUS_INVALID_ARGUMENT : UBUS_STATUS_OK;
     }
-    if (request.has(UBUS_ATTR_SIGNATURE)) {
+    if (request.has(UBUS_ATTR_SIGNATURE))
         return type_add(payload_of(request.attributes[UBUS_ATTR_SIGNATURE]), type);
-    }
     return UBUS_STATUS_OK;
 }
 
 int handle_add_object(Client &client, const Request &request)
 {
     ObjectType *type;
-    if (int status = find_type(request, type); status != UBUS_STATUS_OK) {
+    if (int status = find_type(request, type); status != UBUS_STATUS_OK)
         return status;
-    }
     Object *object;
     if (int status = object_add(client, request.text(UBUS_ATTR_OBJPATH), type, object); status != UBUS_STATUS_OK) {
-        if (type != nullptr) {
+        if (type)
             type_release(type);
-        }
         return status;
     }
     Message message(UBUS_MSG_DATA, request.seq, request.peer);
     message.put_u32(UBUS_ATTR_OBJID, object->id.value);
-    if (request.has(UBUS_ATTR_SIGNATURE)) {
+    if (request.has(UBUS_ATTR_SIGNATURE))
         message.put_u32(UBUS_ATTR_OBJTYPE, type->id.value);
-    }
-    client_send(client, message);
+    client_answer(client, message);
     return UBUS_STATUS_OK;
 }
 
 int handle_remove_object(Client &client, const Request &request)
 {
-    if (!request.has(UBUS_ATTR_OBJID)) {
+    if (!request.has(UBUS_ATTR_OBJID))
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
     Object *object = find_object(request, UBUS_ATTR_OBJID);
-    if (object == nullptr) {
+    if (!object)
         return UBUS_STATUS_NOT_FOUND;
-    }
-    if (object->client != &client) {
+    if (object->client != &client)
         return UBUS_STATUS_PERMISSION_DENIED;
-    }
     Message message(UBUS_MSG_DATA, request.seq, request.peer);
     message.put_u32(UBUS_ATTR_OBJID, object->id.value);
-    if (object->type != nullptr && object->type->objects == 1) {
+    if (object->type && object->type->objects == 1)
         message.put_u32(UBUS_ATTR_OBJTYPE, object->type->id.value);
-    }
     object_remove(object);
-    client_send(client, message);
+    client_answer(client, message);
     return UBUS_STATUS_OK;
 }
 
 // Subscriptions are between an object of the client's own and one of another client.
 int change_subscription(Client &client, const Request &request, int (*change)(Object &subscriber, Object &target))
 {
-    if (!request.has(UBUS_ATTR_OBJID) || !request.has(UBUS_ATTR_TARGET)) {
+    if (!request.has(UBUS_ATTR_OBJID) || !request.has(UBUS_ATTR_TARGET))
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
     Object *subscriber = find_object(request, UBUS_ATTR_OBJID);
     Object *target = find_object(request, UBUS_ATTR_TARGET);
-    if (subscriber == nullptr || target == nullptr || target->client == nullptr) {
+    if (!subscriber || !target || !target->client)
         return UBUS_STATUS_NOT_FOUND;
-    }
-    if (subscriber->client != &client || target->client == &client) {
+    if (subscriber->client != &client || target->client == &client)
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
     return change(*subscriber, *target);
 }
 
@@ -196,15 +184,14 @@ int answer_subscribers(Client &client, const Request &request, const Object &obj
     blob_buf ids = {};
     bool complete = blob_buf_init(&ids, 0) == 0;
     const Subscription *subscription;
-    list_for_each_entry (subscription, &object.subscribers, in_target) {
-        complete = complete && blob_put_u32(&ids, 0, subscription->subscriber->id.value) != nullptr;
-    }
+    list_for_each_entry (subscription, &object.subscribers, in_target)
+        complete = complete && blob_put_u32(&ids, 0, subscription->subscriber->id.value);
     if (complete) {
         Message message(UBUS_MSG_STATUS, request.seq, request.peer);
         message.put_u32(UBUS_ATTR_OBJID, object.id.value);
         message.put(UBUS_ATTR_SUBSCRIBERS, blob_data(ids.head), blob_len(ids.head));
         message.put_u32(UBUS_ATTR_STATUS, UBUS_STATUS_OK);
-        complete = message.fits() && client_send(client, message) == 0;
+        complete = message.fits() && client_answer(client, message) == 0;
     }
     blob_buf_free(&ids);
     return complete ? UBUS_STATUS_OK : UBUS_STATUS_NO_MEMORY;
@@ -212,30 +199,25 @@ int answer_subscribers(Client &client, const Request &request, const Object &obj
 
 int handle_notify(Client &client, const Request &request)
 {
-    if (!request.has(UBUS_ATTR_OBJID) || !request.has(UBUS_ATTR_METHOD)) {
+    if (!request.has(UBUS_ATTR_OBJID) || !request.has(UBUS_ATTR_METHOD))
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
     const Object *object = find_object(request, UBUS_ATTR_OBJID);
-    if (object == nullptr) {
+    if (!object)
         return UBUS_STATUS_NOT_FOUND;
-    }
-    if (object->client != &client) {
+    if (object->client != &client)
         return UBUS_STATUS_PERMISSION_DENIED;
-    }
     Message message(UBUS_MSG_INVOKE, request.seq, client.id.value);
     put_call(message, request, client, 0);
-    if (!message.fits()) {
+    if (!message.fits())
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
     if (!request.flag(UBUS_ATTR_NO_REPLY)) {
-        if (int status = answer_subscribers(client, request, *object); status != UBUS_STATUS_OK) {
+        if (int status = answer_subscribers(client, request, *object); status != UBUS_STATUS_OK)
             return status;
-        }
     }
     const Subscription *subscription;
     list_for_each_entry (subscription, &object->subscribers, in_target) {
         message.set_first_u32(subscription->subscriber->id.value);
-        client_send(*subscription->subscriber->client, message);
+        client_send(*subscription->subscriber->client, message, client.id.value);
     }
     return kNoAnswer;
 }
@@ -260,13 +242,13 @@ static_assert(std::size(kHandlers) == UBUS_MSG_MONITOR + 1);
 
 } // namespace
 
-void handle_message(Client &client, std::span<uint8_t> bytes)
+void handle_message(Client &client, std::span<uint8_t> bytes, int descriptor)
 {
     Request request;
+    request.descriptor = descriptor;
     request_parse(request, bytes);
     Handler handler = request.type < std::size(kHandlers) ? kHandlers[request.type] : refuse;
     int status = handler(client, request);
-    if (status != kNoAnswer) {
+    if (status != kNoAnswer)
         answer_status(client, request, status);
-    }
 }

@@ -1,9 +1,8 @@
 #include "ids.h"
 
-#include <ubusmsg.h>
-
 #include <fcntl.h>
 #include <iterator>
+#include <ubusmsg.h>
 #include <unistd.h>
 
 namespace
@@ -26,19 +25,12 @@ int compare_ids(const void *left, const void *right, void *)
 int random_number(uint32_t &number)
 {
     if (pooled == 0) {
-        if (read(random_source, pool, sizeof(pool)) != sizeof(pool)) {
+        if (read(random_source, pool, sizeof(pool)) != sizeof(pool))
             return -1;
-        }
         pooled = std::size(pool);
     }
     number = pool[--pooled];
     return 0;
-}
-
-void file(avl_tree &tree, Id &id)
-{
-    id.node.key = &id.value;
-    avl_insert(&tree, &id.node);
 }
 
 } // namespace
@@ -56,23 +48,24 @@ void ids_init(avl_tree &tree)
 
 int ids_add(avl_tree &tree, Id &id)
 {
+    uint32_t value;
     do {
-        if (random_number(id.value) != 0) {
+        if (random_number(value) != 0)
             return -1;
-        }
-    } while (id.value < UBUS_SYSTEM_OBJECT_MAX || ids_find(tree, id.value) != nullptr);
-    file(tree, id);
+    } while (value < UBUS_SYSTEM_OBJECT_MAX || ids_find(tree, value));
+    ids_file(tree, id, value);
     return 0;
 }
 
-void ids_add_system(avl_tree &tree, Id &id, uint32_t value)
+void ids_file(avl_tree &tree, Id &id, uint32_t value)
 {
     id.value = value;
-    file(tree, id);
+    id.node.key = &id.value;
+    avl_insert(&tree, &id.node);
 }
 
 Id *ids_find(const avl_tree &tree, uint32_t value)
 {
     avl_node *node = avl_find(&tree, &value);
-    return node == nullptr ? nullptr : container_of(node, Id, node);
+    return !node ? nullptr : container_of(node, Id, node);
 }

@@ -1,10 +1,9 @@
 // The ids of clients, objects and types: random, so that none can be guessed from another, and unique in their tree.
-#ifndef UBUSD_IDS_H
-#define UBUSD_IDS_H
-
-#include "ubox.h"
+#pragma once
 
 #include <cstdint>
+
+#include "ubox.h"
 
 struct Id {
     avl_node node;
@@ -20,10 +19,9 @@ void ids_init(avl_tree &tree);
 // -1 where the source of random numbers fails.
 int ids_add(avl_tree &tree, Id &id);
 
-// Files one of the ids below UBUS_SYSTEM_OBJECT_MAX, which belong to the broker itself.
-void ids_add_system(avl_tree &tree, Id &id, uint32_t value);
+// Files an id of a given value, which the tree must not hold: one of those below UBUS_SYSTEM_OBJECT_MAX, which belong
+// to the broker itself, or one that was given elsewhere.
+void ids_file(avl_tree &tree, Id &id, uint32_t value);
 
 // The id of this value, or null.
 Id *ids_find(const avl_tree &tree, uint32_t value);
-
-#endif

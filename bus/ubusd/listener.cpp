@@ -31,7 +31,7 @@ void make_folders(const sockaddr_un &address)
     char folder[sizeof(sockaddr_un::sun_path)];
     memcpy(folder, address.sun_path, sizeof(folder));
     umask(0022); // every user is to reach the socket
-    for (char *slash = strchr(folder + 1, '/'); slash != nullptr; slash = strchr(slash + 1, '/')) {
+    for (char *slash = strchr(folder + 1, '/'); slash; slash = strchr(slash + 1, '/')) {
         *slash = '\0';
         mkdir(folder, 0755);
         *slash = '/';
@@ -42,9 +42,8 @@ void make_folders(const sockaddr_un &address)
 bool is_stale(const sockaddr_un &address)
 {
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) {
+    if (fd < 0)
         return false;
-    }
     struct stat file;
     bool stale = stat(address.sun_path, &file) == 0 && S_ISSOCK(file.st_mode) &&
                  connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 &&
@@ -55,12 +54,10 @@ bool is_stale(const sockaddr_un &address)
 
 int bind_and_listen(int fd, const sockaddr_un &address)
 {
-    if (is_stale(address)) {
+    if (is_stale(address))
         unlink(address.sun_path);
-    }
-    if (bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0) {
+    if (bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0)
         return -1;
-    }
     if (chmod(address.sun_path, 0666) != 0 || stat(address.sun_path, &own_file) != 0 || listen(fd, SOMAXCONN) != 0) {
         unlink(address.sun_path);
         return -1;
@@ -73,13 +70,11 @@ int bind_and_listen(int fd, const sockaddr_un &address)
 int listener_open(const char *path)
 {
     sockaddr_un address;
-    if (fill_address(address, path) != 0) {
+    if (fill_address(address, path) != 0)
         return -1;
-    }
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) {
+    if (fd < 0)
         return -1;
-    }
     make_folders(address);
     if (bind_and_listen(fd, address) != 0) {
         int error = errno;
@@ -93,7 +88,6 @@ int listener_open(const char *path)
 void listener_remove(const char *path)
 {
     struct stat file;
-    if (stat(path, &file) == 0 && file.st_dev == own_file.st_dev && file.st_ino == own_file.st_ino) {
+    if (stat(path, &file) == 0 && file.st_dev == own_file.st_dev && file.st_ino == own_file.st_ino)
         unlink(path);
-    }
 }

@@ -1,7 +1,6 @@
 // Listings: the answers to LOOKUP. A listing may be longer than a client's queue, so it goes on only as the client
 // reads, and until it is complete nothing else the client sent is handled.
-#ifndef UBUSD_LOOKUP_H
-#define UBUSD_LOOKUP_H
+#pragma once
 
 #include "message.h"
 
@@ -30,5 +29,3 @@ void lookup_cancel(Listing &listing);
 
 // The object is about to lose its path: listings go on behind it.
 void lookups_pass_over(const Object &object);
-
-#endif

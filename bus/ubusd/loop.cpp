@@ -1,12 +1,12 @@
 #include "loop.h"
 
-#include "client.h"
-
 #include <cerrno>
 #include <ctime>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "client.h"
 
 namespace
 {
@@ -14,6 +14,7 @@ namespace
 constexpr int kEventsPerTurn = 64;
 constexpr int kAcceptsPerTurn = 32;
 constexpr int kAcceptRetryMs = 1000;
+constexpr int kPauseMs = 5; // of clients that have passed many descriptors
 
 int epoll = -1;
 int listening = -1;
@@ -46,11 +47,14 @@ bool out_of_resources()
 void accept_clients()
 {
     for (int count = 0; count < kAcceptsPerTurn; count++) {
+        if (users_are_full()) {
+            set_accept_paused(true);
+            return;
+        }
         int fd = accept4(listening, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd < 0) {
-            if (out_of_resources()) {
+            if (out_of_resources())
                 set_accept_paused(true);
-            }
             return;
         }
         client_open(fd);
@@ -59,19 +63,19 @@ void accept_clients()
 
 int time_to_wait(bool busy)
 {
-    if (busy) {
+    if (busy)
         return 0;
-    }
+    if (clients_pause())
+        return kPauseMs;
     return accept_paused ? kAcceptRetryMs : -1;
 }
 
 void dispatch(const epoll_event &event)
 {
-    if (event.data.ptr == nullptr) {
+    if (!event.data.ptr)
         accept_clients();
-    } else {
+    else
         client_notice(*static_cast<Client *>(event.data.ptr), event.events);
-    }
 }
 
 } // namespace
@@ -90,6 +94,11 @@ int loop_add(int fd, Client *client)
     return epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event);
 }
 
+void loop_remove(int fd)
+{
+    epoll_ctl(epoll, EPOLL_CTL_DEL, fd, nullptr);
+}
+
 // Output is awaited only while some is stuck: otherwise every message the peer reads would wake the broker.
 void loop_await_output(int fd, Client *client, bool wanted)
 {
@@ -99,9 +108,8 @@ void loop_await_output(int fd, Client *client, bool wanted)
 
 void loop_descriptor_freed()
 {
-    if (accept_paused) {
+    if (accept_paused)
         set_accept_paused(false);
-    }
 }
 
 int loop_run(const volatile sig_atomic_t &stop, const sigset_t &mask)
@@ -110,16 +118,13 @@ int loop_run(const volatile sig_atomic_t &stop, const sigset_t &mask)
     bool busy = false;
     while (!stop) {
         int count = epoll_pwait(epoll, events, kEventsPerTurn, time_to_wait(busy), &mask);
-        if (count < 0 && errno != EINTR) {
+        if (count < 0 && errno != EINTR)
             return -1;
-        }
-        for (int i = 0; i < count; i++) {
+        for (int i = 0; i < count; i++)
             dispatch(events[i]);
-        }
         busy = clients_turn();
-        if (accept_paused && now_ms() >= accept_again_at) {
+        if (accept_paused && now_ms() >= accept_again_at)
             set_accept_paused(false);
-        }
     }
     return 0;
 }

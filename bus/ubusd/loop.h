@@ -1,7 +1,6 @@
 // The event loop. Not uloop: work here comes in turns over all clients, which need an end, and a next turn that does
 // not wait while somebody has work left.
-#ifndef UBUSD_LOOP_H
-#define UBUSD_LOOP_H
+#pragma once
 
 #include <csignal>
 
@@ -13,6 +12,9 @@ int loop_open(int listener);
 // Waits for input of a client, edge-triggered. 0, or -1 with errno set. Closing the descriptor ends it.
 int loop_add(int fd, Client *client);
 
+// Ends that for a descriptor that is closed later.
+void loop_remove(int fd);
+
 // Whether the client is also to be noticed when its socket takes output again.
 void loop_await_output(int fd, Client *client, bool wanted);
 
@@ -22,5 +24,3 @@ void loop_descriptor_freed();
 // Runs until a signal handler has set `stop`; `mask` is the signal mask while waiting. The signals that set it are to
 // be blocked at any other time. 0, or -1 with errno set.
 int loop_run(const volatile sig_atomic_t &stop, const sigset_t &mask);
-
-#endif

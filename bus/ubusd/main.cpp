@@ -1,21 +1,26 @@
 // ubusd, the broker of the bus.
 
-#include "client.h"
-#include "ids.h"
-#include "listener.h"
-#include "loop.h"
-#include "objects.h"
-
-#include <ubus_common.h>
-
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <sys/resource.h>
+#include <ubus_common.h>
 #include <unistd.h>
+
+#include "client.h"
+#include "descriptors.h"
+#include "ids.h"
+#include "listener.h"
+#include "loop.h"
+#include "memory.h"
+#include "objects.h"
 
 namespace
 {
+
+constexpr rlim_t kMostDescriptors = 65536;
+constexpr unsigned kOwnDescriptors = 6; // standard streams, random source, listening socket, epoll
 
 volatile sig_atomic_t stopped = 0;
 
@@ -36,19 +41,29 @@ void catch_signals(sigset_t &while_waiting)
         sigaction(ending_signal, &action, nullptr);
         sigaddset(&ending, ending_signal);
     }
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): the broker has one thread
-    sigprocmask(SIG_BLOCK, &ending, &while_waiting);
+    sigaddset(&ending, SIGALRM); // ends what a helper thread waits for
+    pthread_sigmask(SIG_BLOCK, &ending, &while_waiting);
+    sigaddset(&while_waiting, SIGALRM);
     sigdelset(&while_waiting, SIGINT);
     sigdelset(&while_waiting, SIGTERM);
     signal(SIGPIPE, SIG_IGN);
+}
+
+// How many connections there may be: what the process may open, but for its own descriptors and for those that a
+// message may pass along, which find no room otherwise.
+unsigned connection_limit(rlim_t descriptors)
+{
+    rlim_t passed = descriptors / 4 >= kMostPassed ? kMostPassed : descriptors / 8;
+    return static_cast<unsigned>(descriptors - passed - kOwnDescriptors);
 }
 
 void raise_descriptor_limit()
 {
     rlimit limit;
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
+        limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, kMostDescriptors);
         setrlimit(RLIMIT_NOFILE, &limit);
+        users_limit(connection_limit(limit.rlim_cur));
     }
 }
 
@@ -56,7 +71,7 @@ const char *default_path()
 {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): the broker has one thread
     const char *path = getenv(UBUS_SOCKET_VARIABLE);
-    return path == nullptr || path[0] == '\0' ? UBUS_UNIX_SOCKET : path;
+    return !path || path[0] == '\0' ? UBUS_UNIX_SOCKET : path;
 }
 
 // The socket's path by the command line, or null where that is wrong.
@@ -65,9 +80,8 @@ const char *path_argument(int argc, char **argv)
     const char *path = default_path();
     // NOLINTNEXTLINE(concurrency-mt-unsafe): the broker has one thread
     for (int option; (option = getopt(argc, argv, "s:")) != -1;) {
-        if (option != 's') {
+        if (option != 's')
             return nullptr;
-        }
         path = optarg;
     }
     return optind == argc ? path : nullptr;
@@ -78,6 +92,7 @@ int serve(const char *path)
     sigset_t while_waiting;
     catch_signals(while_waiting);
     raise_descriptor_limit();
+    memory_init();
     clients_init();
     objects_init();
     if (ids_open() != 0) {
@@ -90,9 +105,8 @@ int serve(const char *path)
         return -1;
     }
     int result = loop_open(listener) == 0 ? loop_run(stopped, while_waiting) : -1;
-    if (result != 0) {
+    if (result != 0)
         perror("ubusd: epoll");
-    }
     listener_remove(path);
     return result;
 }
@@ -102,7 +116,7 @@ int serve(const char *path)
 int main(int argc, char **argv)
 {
     const char *path = path_argument(argc, argv);
-    if (path == nullptr) {
+    if (!path) {
         fprintf(stderr, "usage: %s [-s socket]\n", argv[0]);
         return EXIT_FAILURE;
     }

@@ -45,13 +45,11 @@ void store_be32(uint8_t *bytes, uint32_t value)
 
 size_t message_length(std::span<const uint8_t> bytes)
 {
-    if (bytes.size() < kHeaderSize) {
+    if (bytes.size() < kHeaderSize)
         return 0;
-    }
     size_t length = load_be32(bytes.data() + kRootOffset) & BLOB_ATTR_LEN_MASK;
-    if (length < sizeof(blob_attr) || length > UBUS_MAX_MSGLEN) {
+    if (length < sizeof(blob_attr) || length > UBUS_MAX_MSGLEN)
         return kMalformed;
-    }
     return sizeof(ubus_msghdr) + length;
 }
 
@@ -103,9 +101,8 @@ void Message::put(uint32_t id, const void *data, size_t length)
 
 void Message::put_copy(const Request &request, ubus_msg_attr id)
 {
-    if (request.has(id)) {
+    if (request.has(id))
         put(id, blob_data(request.attributes[id]), blob_len(request.attributes[id]));
-    }
 }
 
 void Message::put_payload(const Request &request)

@@ -1,15 +1,13 @@
 // Messages of the bus: requests as they were received, and messages on their way out.
-#ifndef UBUSD_MESSAGE_H
-#define UBUSD_MESSAGE_H
-
-#include "ubox.h"
-
-#include <ubusmsg.h>
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <sys/uio.h>
+#include <ubusmsg.h>
+
+#include "ubox.h"
 
 inline constexpr size_t kHeaderSize = sizeof(ubus_msghdr) + sizeof(blob_attr);
 inline constexpr size_t kMaxMessage = sizeof(ubus_msghdr) + UBUS_MAX_MSGLEN;
@@ -25,16 +23,17 @@ struct Request {
     uint8_t type;
     uint16_t seq;
     uint32_t peer;
+    int descriptor;                   // that was passed along, or -1
     std::span<const uint8_t> payload; // all attributes, as they came
     blob_attr *attributes[UBUS_ATTR_MAX];
 
-    bool has(ubus_msg_attr id) const { return attributes[id] != nullptr; }
+    bool has(ubus_msg_attr id) const { return attributes[id]; }
     uint32_t number(ubus_msg_attr id) const { return blob_get_u32(attributes[id]); }
     const char *text(ubus_msg_attr id) const { return has(id) ? blob_get_string(attributes[id]) : nullptr; }
     bool flag(ubus_msg_attr id) const { return has(id) && blob_get_u8(attributes[id]) != 0; }
 };
 
-// `bytes` is one whole message, of the length that message_length() told.
+// `bytes` is one whole message, of the length that message_length() told. Leaves `descriptor` as it is.
 void request_parse(Request &request, std::span<uint8_t> bytes);
 
 // A message on its way out, as the pieces it is gathered from. Headers, numbers and padding stand in the message
@@ -53,12 +52,16 @@ class Message
     void put_copy(const Request &request, ubus_msg_attr id); // nothing where the request lacks it
     void put_payload(const Request &request);                // all attributes of the request, as they came
 
+    // The descriptor goes along; it stays the caller's.
+    void pass(int descriptor) { descriptor_ = descriptor; }
+
     // Changes the value of the first attribute, which must be a put_u32(): one message goes to many objects.
     void set_first_u32(uint32_t value);
 
     size_t length() const { return length_; }
     bool fits() const { return length_ <= kMaxMessage; }
     std::span<const iovec> pieces() const { return {pieces_, count_}; }
+    int descriptor() const { return descriptor_; }
 
   private:
     void add_word(uint32_t id, size_t length);
@@ -74,6 +77,5 @@ class Message
     size_t own_used_;
     size_t count_ = 1;
     size_t length_;
+    int descriptor_ = -1;
 };
-
-#endif

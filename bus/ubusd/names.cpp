@@ -14,10 +14,9 @@ namespace
 bool take_name(char *line, uint32_t id)
 {
     char *password = strchr(line, ':');
-    char *number = password == nullptr ? nullptr : strchr(password + 1, ':');
-    if (number == nullptr) {
+    char *number = !password ? nullptr : strchr(password + 1, ':');
+    if (!number)
         return false;
-    }
     char *end;
     unsigned long value = strtoul(number + 1, &end, 10);
     *password = '\0';
@@ -28,14 +27,12 @@ int find_name(const char *path, uint32_t id, char *&name)
 {
     name = nullptr;
     FILE *file = fopen(path, "re");
-    if (file == nullptr) {
+    if (!file)
         return errno == EMFILE || errno == ENFILE || errno == ENOMEM ? -1 : 0;
-    }
     size_t capacity = 0;
     bool found = false;
-    while (!found && getline(&name, &capacity, file) >= 0) {
+    while (!found && getline(&name, &capacity, file) >= 0)
         found = take_name(name, id);
-    }
     int result = found || feof(file) ? 0 : -1;
     fclose(file);
     if (!found) {

@@ -1,6 +1,5 @@
 // Names of users and groups, from the system's own files.
-#ifndef UBUSD_NAMES_H
-#define UBUSD_NAMES_H
+#pragma once
 
 #include <cstdint>
 
@@ -8,5 +7,3 @@
 // none. 0, or -1 where that could not be found out now, for want of a descriptor or memory.
 int name_of_user(uint32_t id, char *&name);
 int name_of_group(uint32_t id, char *&name);
-
-#endif

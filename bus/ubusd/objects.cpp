@@ -1,11 +1,12 @@
 #include "objects.h"
 
+#include <cstdlib>
+#include <cstring>
+
 #include "client.h"
 #include "events.h"
 #include "lookup.h"
-
-#include <cstdlib>
-#include <cstring>
+#include "work.h"
 
 namespace
 {
@@ -23,12 +24,21 @@ void init_links(Object &object)
 {
     INIT_LIST_HEAD(&object.in_client);
     INIT_LIST_HEAD(&object.subscribers);
-    INIT_LIST_HEAD(&object.targets);
+    ids_init(object.targets);
     INIT_LIST_HEAD(&object.patterns);
+}
+
+// What an object holds of names: a type shared by many counts for each of them, as it may outlive the first.
+size_t name_bytes(const char *path, const ObjectType &type)
+{
+    return strlen(path) + 1 + type.length;
 }
 
 void object_free(Object *object)
 {
+    if (object->path)
+        holdings_return(object->client->holdings, HELD_NAMES, name_bytes(object->path, *object->type));
+    holdings_return(object->client->holdings, HELD_OBJECTS, 1);
     free(object->path);
     free(object);
 }
@@ -39,7 +49,7 @@ void tell_owner(const Object &target)
     Message message(UBUS_MSG_NOTIFY, 0, 0);
     message.put_u32(UBUS_ATTR_OBJID, target.id.value);
     message.put_u8(UBUS_ATTR_ACTIVE, !list_empty(&target.subscribers));
-    client_send(*target.client, message);
+    client_send(*target.client, message, 0);
 }
 
 void tell_subscriber(const Subscription &subscription)
@@ -47,29 +57,26 @@ void tell_subscriber(const Subscription &subscription)
     Message message(UBUS_MSG_UNSUBSCRIBE, 0, 0);
     message.put_u32(UBUS_ATTR_OBJID, subscription.subscriber->id.value);
     message.put_u32(UBUS_ATTR_TARGET, subscription.target->id.value);
-    client_send(*subscription.subscriber->client, message);
+    client_send(*subscription.subscriber->client, message, 0);
 }
 
-Subscription *find_subscription(Object &subscriber, const Object &target)
+Subscription *find_subscription(const Object &subscriber, const Object &target)
 {
     Subscription *subscription;
-    list_for_each_entry (subscription, &subscriber.targets, in_subscriber) {
-        if (subscription->target == &target) {
-            return subscription;
-        }
-    }
-    return nullptr;
+    return avl_find_element(&subscriber.targets, &target.id.value, subscription, by_target);
 }
 
 void end_subscription(Subscription *subscription)
 {
     Object &target = *subscription->target;
+    Object &subscriber = *subscription->subscriber;
+    work_add(1);
     list_del(&subscription->in_target);
-    list_del(&subscription->in_subscriber);
+    avl_delete(&subscriber.targets, &subscription->by_target);
+    holdings_return(subscriber.client->holdings, HELD_SUBSCRIPTIONS, 1);
     free(subscription);
-    if (list_empty(&target.subscribers)) {
+    if (list_empty(&target.subscribers))
         tell_owner(target);
-    }
 }
 
 void end_subscriptions(Object &object)
@@ -79,38 +86,57 @@ void end_subscriptions(Object &object)
         tell_subscriber(*subscription);
         end_subscription(subscription);
     }
-    list_for_each_entry_safe (subscription, next, &object.targets, in_subscriber) {
+    avl_for_each_element_safe (&object.targets, subscription, by_target, next)
         end_subscription(subscription);
-    }
+}
+
+// Whether the path is another object's. That of a client that has ended makes room.
+bool is_taken(const char *path)
+{
+    Object *object = object_find_path(path);
+    if (!object || !object->client->ended)
+        return object;
+    object_remove(object);
+    return false;
 }
 
 int check_path(const char *path, const ObjectType &type)
 {
-    bool good = path[0] != '\0' && object_find_path(path) == nullptr &&
-                strlen(path) + type.length + kMostOverhead <= UBUS_MAX_MSGLEN;
+    bool good = path[0] != '\0' && !is_taken(path) && strlen(path) + type.length + kMostOverhead <= UBUS_MAX_MSGLEN;
     return good ? UBUS_STATUS_OK : UBUS_STATUS_INVALID_ARGUMENT;
+}
+
+int keep_path(Object &object, const char *path, const ObjectType &type)
+{
+    Holdings &holdings = object.client->holdings;
+    if (holdings_take(holdings, HELD_NAMES, name_bytes(path, type)) != 0)
+        return UBUS_STATUS_NO_MEMORY;
+    object.path = strdup(path);
+    if (!object.path)
+        holdings_return(holdings, HELD_NAMES, name_bytes(path, type));
+    return !object.path ? UBUS_STATUS_NO_MEMORY : UBUS_STATUS_OK;
 }
 
 // Gives the object its path and type, or neither. UBUS_STATUS_*.
 int name_object(Object &object, const char *path, ObjectType *type)
 {
-    if ((path != nullptr) != (type != nullptr)) {
+    if (!path != !type)
         return UBUS_STATUS_INVALID_ARGUMENT;
-    }
-    if (path == nullptr) {
+    if (!path)
         return UBUS_STATUS_OK;
-    }
-    if (int status = check_path(path, *type); status != UBUS_STATUS_OK) {
-        return status;
-    }
-    object.path = strdup(path);
-    object.type = type;
-    return object.path == nullptr ? UBUS_STATUS_NO_MEMORY : UBUS_STATUS_OK;
+    type->objects++; // so that it stays, also where the path's last owner goes
+    int status = check_path(path, *type);
+    if (status == UBUS_STATUS_OK)
+        status = keep_path(object, path, *type);
+    if (status == UBUS_STATUS_OK)
+        object.type = type;
+    else
+        type->objects--;
+    return status;
 }
 
 void file_path(Object &object)
 {
-    object.type->objects++;
     object.by_path.key = object.path;
     avl_insert(&paths, &object.by_path);
 }
@@ -120,7 +146,6 @@ void unfile_path(Object &object)
     lookups_pass_over(object);
     avl_delete(&paths, &object.by_path);
     object.type->objects--;
-    type_release(object.type);
 }
 
 } // namespace
@@ -131,13 +156,14 @@ void objects_init()
     ids_init(types);
     avl_init(&paths, avl_strcmp, false, nullptr);
     init_links(event_object);
-    ids_add_system(objects, event_object.id, UBUS_SYSTEM_OBJECT_EVENT);
+    ids_file(objects, event_object.id, UBUS_SYSTEM_OBJECT_EVENT);
+    events_init();
 }
 
 Object *object_find(uint32_t id)
 {
     Id *found = ids_find(objects, id);
-    return found == nullptr ? nullptr : container_of(found, Object, id);
+    return !found ? nullptr : container_of(found, Object, id);
 }
 
 Object *object_find_path(const char *path)
@@ -161,15 +187,14 @@ Object *object_after(const Object &object)
 ObjectType *type_find(uint32_t id)
 {
     Id *found = ids_find(types, id);
-    return found == nullptr ? nullptr : container_of(found, ObjectType, id);
+    return !found ? nullptr : container_of(found, ObjectType, id);
 }
 
 int type_add(std::span<const uint8_t> signature, ObjectType *&type)
 {
     type = static_cast<ObjectType *>(malloc(sizeof(ObjectType) + signature.size()));
-    if (type == nullptr) {
+    if (!type)
         return UBUS_STATUS_NO_MEMORY;
-    }
     type->objects = 0;
     type->length = signature.size();
     memcpy(type->signature, signature.data(), signature.size());
@@ -191,22 +216,26 @@ void type_release(ObjectType *type)
 
 int object_add(Client &client, const char *path, ObjectType *type, Object *&object)
 {
+    if (holdings_take(client.holdings, HELD_OBJECTS, 1) != 0)
+        return UBUS_STATUS_NO_MEMORY;
     object = static_cast<Object *>(calloc(1, sizeof(Object)));
-    if (object == nullptr) {
+    if (!object) {
+        holdings_return(client.holdings, HELD_OBJECTS, 1);
         return UBUS_STATUS_NO_MEMORY;
     }
     init_links(*object);
     object->client = &client;
     int status = name_object(*object, path, type);
-    if (status == UBUS_STATUS_OK && ids_add(objects, object->id) != 0) {
+    if (status == UBUS_STATUS_OK && ids_add(objects, object->id) != 0)
         status = UBUS_STATUS_SYSTEM_ERROR;
-    }
     if (status != UBUS_STATUS_OK) {
+        if (object->type)
+            object->type->objects--;
         object_free(object);
         return status;
     }
     list_add_tail(&object->in_client, &client.objects);
-    if (path != nullptr) {
+    if (path) {
         file_path(*object);
         events_tell_path("ubus.object.add", *object);
     }
@@ -215,51 +244,55 @@ int object_add(Client &client, const char *path, ObjectType *type, Object *&obje
 
 void object_remove(Object *object)
 {
+    work_add(1);
     end_subscriptions(*object);
     events_forget(*object);
     list_del(&object->in_client);
     avl_delete(&objects, &object->id.node);
-    if (object->path != nullptr) {
+    if (object->path) {
         unfile_path(*object);
         events_tell_path("ubus.object.remove", *object);
     }
+    ObjectType *type = object->type;
     object_free(object);
+    if (type)
+        type_release(type);
 }
 
-void objects_release(Client &client)
+bool objects_release(Client &client)
 {
-    Object *object, *next;
-    list_for_each_entry_safe (object, next, &client.objects, in_client) {
-        object_remove(object);
-    }
+    while (!list_empty(&client.objects) && !work_slice_is_over())
+        object_remove(list_first_entry(&client.objects, Object, in_client));
+    return list_empty(&client.objects);
 }
 
 int object_subscribe(Object &subscriber, Object &target)
 {
-    if (find_subscription(subscriber, target) != nullptr) {
+    if (find_subscription(subscriber, target))
         return UBUS_STATUS_OK;
-    }
+    if (holdings_take(subscriber.client->holdings, HELD_SUBSCRIPTIONS, 1) != 0)
+        return UBUS_STATUS_NO_MEMORY;
     auto *subscription = static_cast<Subscription *>(malloc(sizeof(Subscription)));
-    if (subscription == nullptr) {
+    if (!subscription) {
+        holdings_return(subscriber.client->holdings, HELD_SUBSCRIPTIONS, 1);
         return UBUS_STATUS_NO_MEMORY;
     }
     bool first = list_empty(&target.subscribers);
     subscription->target = &target;
     subscription->subscriber = &subscriber;
+    subscription->by_target.key = &target.id.value;
     list_add_tail(&subscription->in_target, &target.subscribers);
-    list_add_tail(&subscription->in_subscriber, &subscriber.targets);
-    if (first) {
+    avl_insert(&subscriber.targets, &subscription->by_target);
+    if (first)
         tell_owner(target);
-    }
     return UBUS_STATUS_OK;
 }
 
 int object_unsubscribe(Object &subscriber, Object &target)
 {
     Subscription *subscription = find_subscription(subscriber, target);
-    if (subscription == nullptr) {
+    if (!subscription)
         return UBUS_STATUS_NOT_FOUND;
-    }
     end_subscription(subscription);
     return UBUS_STATUS_OK;
 }

@@ -1,6 +1,5 @@
 // Objects, their types and who subscribes to whom.
-#ifndef UBUSD_OBJECTS_H
-#define UBUSD_OBJECTS_H
+#pragma once
 
 #include "ids.h"
 #include "message.h"
@@ -20,7 +19,7 @@ struct Object {
     avl_node by_path;
     list_head in_client;   // Client::objects
     list_head subscribers; // Subscription::in_target: who is told what this object notifies
-    list_head targets;     // Subscription::in_subscriber: whose notifications this object is told
+    avl_tree targets;      // Subscription::by_target: whose notifications this object is told
     list_head patterns;    // Pattern::in_object: the events this object is told
     uint64_t last_event;   // number of the last event this object was told
     Client *client;        // null for the broker's own
@@ -30,7 +29,7 @@ struct Object {
 
 struct Subscription {
     list_head in_target;
-    list_head in_subscriber;
+    avl_node by_target; // in Object::targets of the subscriber, by the target's id
     Object *target;
     Object *subscriber;
 };
@@ -38,7 +37,8 @@ struct Subscription {
 // Files the broker's own object, which takes events.
 void objects_init();
 
-// The object of this id, or of this path; null where there is none.
+// The object of this id, or of this path; null where there is none. Those of clients that have ended are still there
+// until it is their turn.
 Object *object_find(uint32_t id);
 Object *object_find_path(const char *path);
 
@@ -63,8 +63,8 @@ int object_add(Client &client, const char *path, ObjectType *type, Object *&obje
 // concerns.
 void object_remove(Object *object);
 
-// Takes away all objects of a client.
-void objects_release(Client &client);
+// Takes away the objects of a client, a slice of work at most; whether all are gone.
+bool objects_release(Client &client);
 
 // What `target` notifies goes to `subscriber` from now on; a second time changes nothing. UBUS_STATUS_*.
 int object_subscribe(Object &subscriber, Object &target);
@@ -74,5 +74,3 @@ int object_unsubscribe(Object &subscriber, Object &target);
 
 // Adds the attributes that describe an object with a path.
 void object_describe(Message &message, const Object &object);
-
-#endif

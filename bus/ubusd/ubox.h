@@ -1,6 +1,5 @@
 // The parts of libubox the broker uses. Its headers are C and carry no linkage guard, so they are included here only.
-#ifndef UBUSD_UBOX_H
-#define UBUSD_UBOX_H
+#pragma once
 
 extern "C" {
 #include <libubox/avl-cmp.h>
@@ -9,5 +8,3 @@ extern "C" {
 #include <libubox/blobmsg.h>
 #include <libubox/list.h>
 }
-
-#endif

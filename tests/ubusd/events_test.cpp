@@ -200,9 +200,8 @@ TEST_F(Events, RefusesRegistrations)
         {object_argument(ear ^ 1) + any, 4},
         {object_argument(ear) + any, 6}, // asked for by the sender, whose object it is not
     };
-    for (const auto &row : rows) {
+    for (const auto &row : rows)
         EXPECT_BYTES(sender.ask(call(1, "register", row.arguments)), status(1, 1, row.code));
-    }
     EXPECT_BYTES(listener.ask(registration(1, ear, "")), status(1, 1, 6));
     EXPECT_BYTES(sender.ask(sending(2, "x")), status(2, 1, 0));
     EXPECT_TRUE(listener.has_nothing_more());
@@ -223,9 +222,8 @@ TEST_F(Events, RefusesToSend)
         {blobmsg_text("id", "ubus.") + kNoData, 6},
         {blobmsg_text("id", "ubus") + kNoData, 0},
     };
-    for (const auto &row : rows) {
+    for (const auto &row : rows)
         EXPECT_BYTES(sender.ask(call(1, "send", row.arguments)), status(1, 1, row.code));
-    }
     EXPECT_BYTES(sender.ask(message(5, 2, 1, attribute(3, 1) + attribute(4, "send"))), status(2, 1, 2));
     EXPECT_BYTES(listener.receive(), event(ear, "ubus"));
     EXPECT_TRUE(listener.has_nothing_more());

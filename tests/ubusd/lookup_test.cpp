@@ -39,14 +39,12 @@ TEST_F(Lookup, TellsPathIdTypeAndSignature)
 TEST_F(Lookup, ListsInOrderOfTheBytesOfThePaths)
 {
     std::map<std::string, RawClient::Named> added;
-    for (const char *path : {"b", "a.c", "a", "a-b", "B", "\xc3\xa4", "a.b.c", "ab"}) {
+    for (const char *path : {"b", "a.c", "a", "a-b", "B", "\xc3\xa4", "a.b.c", "ab"})
         added[path] = owner.add_named(path);
-    }
     owner.add_anonymous(); // never listed
     caller.send(wire("0004 0001 00000000 00000004"));
-    for (const char *path : {"B", "a", "a-b", "a.b.c", "a.c", "ab", "b", "\xc3\xa4"}) {
+    for (const char *path : {"B", "a", "a-b", "a.b.c", "a.c", "ab", "b", "\xc3\xa4"})
         EXPECT_BYTES(caller.receive(), listed(1, path, added[path]));
-    }
     EXPECT_BYTES(caller.receive(), status(1, 0, 0));
 
     caller.send(ask_for(2, "a.*"));
@@ -55,15 +53,13 @@ TEST_F(Lookup, ListsInOrderOfTheBytesOfThePaths)
     EXPECT_BYTES(caller.receive(), status(2, 0, 0));
 
     caller.send(ask_for(3, "a*"));
-    for (const char *path : {"a", "a-b", "a.b.c", "a.c", "ab"}) {
+    for (const char *path : {"a", "a-b", "a.b.c", "a.c", "ab"})
         EXPECT_BYTES(caller.receive(), listed(3, path, added[path]));
-    }
     EXPECT_BYTES(caller.receive(), status(3, 0, 0));
 
     caller.send(ask_for(4, "*"));
-    for (const char *path : {"B", "a", "a-b", "a.b.c", "a.c", "ab", "b", "\xc3\xa4"}) {
+    for (const char *path : {"B", "a", "a-b", "a.b.c", "a.c", "ab", "b", "\xc3\xa4"})
         EXPECT_BYTES(caller.receive(), listed(4, path, added[path]));
-    }
     EXPECT_BYTES(caller.receive(), status(4, 0, 0));
     EXPECT_TRUE(caller.has_nothing_more());
 }
@@ -93,9 +89,8 @@ TEST_F(Lookup, ForgetsWhatItsOwnerTookAlong)
 {
     owner.add_named("test");
     owner.close();
-    while (caller.ask(ask_for(1, "test")) != status(1, 0, 4)) {
+    while (caller.ask(ask_for(1, "test")) != status(1, 0, 4))
         caller.receive(); // the broker has not seen the end of the owner yet
-    }
     EXPECT_TRUE(caller.has_nothing_more());
 }
 
@@ -154,9 +149,8 @@ TEST_F(LongListing, IsWholeForAReaderWhoComesLate)
 {
     caller.send(wire("0004 0001 00000000 00000004"));
     EXPECT_TRUE(owner.has_nothing_more()); // the broker has long begun, and waits
-    for (size_t i = 0; i < paths.size(); i++) {
+    for (size_t i = 0; i < paths.size(); i++)
         ASSERT_BYTES(caller.receive(), listed(1, paths[i], added[i]));
-    }
     EXPECT_BYTES(caller.receive(), status(1, 0, 0));
     EXPECT_TRUE(caller.has_nothing_more());
 }
@@ -165,9 +159,8 @@ TEST_F(LongListing, HoldsBackTheRequestsBehindIt)
 {
     caller.send(wire("0004 0001 00000000 00000004 0003 0002 00000000 00000004") + ask_for(3, paths[7]));
     EXPECT_TRUE(owner.has_nothing_more());
-    for (size_t i = 0; i < paths.size(); i++) {
+    for (size_t i = 0; i < paths.size(); i++)
         ASSERT_BYTES(caller.receive(), listed(1, paths[i], added[i]));
-    }
     EXPECT_BYTES(caller.receive(), status(1, 0, 0));
     EXPECT_BYTES(caller.receive(), wire("0002 0002 00000000 00000004"));
     EXPECT_BYTES(caller.receive(), status(2, 0, 0));

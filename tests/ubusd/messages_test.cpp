@@ -82,9 +82,8 @@ TEST_F(Messages, RefusesObjectsThatAreNeitherNamedNorAnonymous)
         wire("02000007 'new' 00") + signature,                     // a path without its end
         attribute(2, std::string(1048576 - 127, 'x')) + signature, // more than a listing could tell
     };
-    for (const Bytes &attributes : refused) {
+    for (const Bytes &attributes : refused)
         EXPECT_BYTES(caller.ask(message(6, 9, 0, attributes)), status(9, 0, 2));
-    }
     EXPECT_TRUE(caller.has_nothing_more());
     caller.add_named("new"); // none of them left anything behind
 }
@@ -234,9 +233,8 @@ TEST_F(Messages, DropsForgedAnswers)
         message(1, 1, gone.id(), attribute(3, own) + code),                         // to nobody
         message(1, 1, 0, attribute(3, own) + code),                                 //
     };
-    for (const Bytes &answer : forged) {
+    for (const Bytes &answer : forged)
         forger.send(answer);
-    }
     EXPECT_TRUE(forger.has_nothing_more());
     EXPECT_TRUE(caller.has_nothing_more());
     forger.send(message(1, 1, caller.id(), attribute(3, own) + code));

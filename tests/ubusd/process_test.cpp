@@ -129,9 +129,8 @@ TEST(Process, TakesTheSocketOfTheEnvironment)
     pid_t pid = start_broker({});
     unsetenv("UBUS_SOCKET");
     int fd = -1;
-    for (int i = 0; i < 5000 && (fd = connect_to(path)) < 0; i++) {
+    for (int i = 0; i < 5000 && (fd = connect_to(path)) < 0; i++)
         std::this_thread::sleep_for(2ms);
-    }
     EXPECT_GE(fd, 0);
     close(fd);
     kill(pid, SIGTERM);
@@ -142,9 +141,8 @@ TEST(Process, RaisesItsLimitOfDescriptors)
 {
     Broker broker({.limits = {.first_descriptors = 32, .descriptors = 100}});
     std::vector<RawClient> clients;
-    for (int i = 0; i < 80; i++) {
+    for (int i = 0; i < 80; i++)
         clients.emplace_back(broker);
-    }
     EXPECT_TRUE(clients[79].has_nothing_more());
 }
 
@@ -163,9 +161,8 @@ TEST(Process, WaitsForDescriptorsWithoutSpinning)
         return recv(fd, greeting, sizeof(greeting), MSG_WAITALL) == sizeof(greeting);
     };
     size_t served = 0;
-    while (served < waiting.size() && greeted(waiting[served], served == 0 ? 10s : 1s)) {
+    while (served < waiting.size() && greeted(waiting[served], served == 0 ? 10s : 1s))
         served++;
-    }
     EXPECT_GT(served, 20u);
     ASSERT_LT(served, 32u);
 
@@ -173,9 +170,8 @@ TEST(Process, WaitsForDescriptorsWithoutSpinning)
     std::this_thread::sleep_for(1s);
     EXPECT_LT(broker.cpu_seconds() - before, 0.3);
 
-    for (size_t i = 0; i < served; i++) {
+    for (size_t i = 0; i < served; i++)
         close(waiting[i]);
-    }
     for (size_t i = served; i < waiting.size(); i++) {
         EXPECT_TRUE(greeted(waiting[i], 10s));
         close(waiting[i]);
@@ -194,12 +190,10 @@ TEST(Process, WaitsForDescriptorsWithoutSpinning)
 
 TEST(Process, ServesWhileMemoryIsOut)
 {
-    if (ADDRESS_SANITIZER) {
+    if (ADDRESS_SANITIZER)
         GTEST_SKIP() << "AddressSanitizer does not live within a limit";
-    }
-    if (!kEmulator.empty()) {
+    if (!kEmulator.empty())
         GTEST_SKIP() << "an emulator passes no limit of memory on";
-    }
     Broker broker({.limits = {.memory = 12 << 20}});
     RawClient caller(broker);
     const Bytes data = attribute(7, Bytes(10000, 1));
@@ -211,9 +205,9 @@ TEST(Process, ServesWhileMemoryIsOut)
             for (unsigned j = 0; j < 150; j++) {
                 caller.send(message(5, 2, object, attribute(3, object) + attribute(4, "x") + data));
                 Bytes answer = caller.ask(wire("0003 0001 00000000 00000004"));
-                if (answer == status(2, object, 4)) { // it was left with half a message, and had to be dropped
+                // It was left with half a message and had to be dropped, or its queue takes no more.
+                if (answer == status(2, object, 4) || answer == status(2, object, 7))
                     answer = caller.receive();
-                }
                 ASSERT_BYTES(answer, wire("0002 0001 00000000 00000004"));
                 ASSERT_BYTES(caller.receive(), status(1, 0, 0));
                 ASSERT_BYTES(caller.ask(message(3, 1, 0, data)), message(2, 1, 0, data));

@@ -17,9 +17,8 @@ class Traffic : public testing::TestWithParam<unsigned>
 
     Traffic()
     {
-        for (int i = 0; i < kClients; i++) {
+        for (int i = 0; i < kClients; i++)
             clients_.push_back(std::make_unique<RawClient>(broker_));
-        }
     }
 
     unsigned below(unsigned limit) { return std::uniform_int_distribution<unsigned>(0, limit - 1)(random_); }
@@ -74,20 +73,17 @@ class Traffic : public testing::TestWithParam<unsigned>
     Bytes random_message()
     {
         Bytes attributes;
-        for (unsigned count = below(5); count != 0; count--) {
+        for (unsigned count = below(5); count != 0; count--)
             attributes = attributes + random_attribute();
-        }
         if (below(2) == 0) { // the attributes that most types need
             attributes = attributes + attribute(3, below(4) == 0 ? 1 : known_id()) + attribute(4, name()) +
                          attribute(8, known_id());
         }
         Bytes bytes = message(below(13), below(65536), known_id(), attributes);
-        if (below(20) == 0) {
+        if (below(20) == 0)
             bytes[below(bytes.size())] ^= 1 << below(8);
-        }
-        if (below(50) == 0) {
+        if (below(50) == 0)
             bytes.resize(below(bytes.size()));
-        }
         return bytes;
     }
 
@@ -119,9 +115,8 @@ class Traffic : public testing::TestWithParam<unsigned>
             Bytes bytes = random_message();
             ::send(client->fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         }
-        if (below(3) != 0) {
+        if (below(3) != 0)
             drain(*clients_[below(kClients)]);
-        }
     }
 
     Broker broker_;
@@ -132,16 +127,14 @@ class Traffic : public testing::TestWithParam<unsigned>
 
 TEST_P(Traffic, LeavesNothingBehind)
 {
-    for (int i = 0; i < kSteps; i++) {
+    for (int i = 0; i < kSteps; i++)
         step();
-    }
     clients_.clear();
     RawClient client(broker_);
     for (Bytes answer; (answer = client.ask(message(4, 1, 0, {}))) != status(1, 0, 0);) { // until all is released
         ASSERT_FALSE(answer.empty());
-        while (answer != status(1, 0, 0) && !answer.empty()) {
+        while (answer != status(1, 0, 0) && !answer.empty())
             answer = client.receive();
-        }
     }
     EXPECT_TRUE(client.has_nothing_more());
     client.add_named("a");

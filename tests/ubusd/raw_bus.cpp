@@ -28,9 +28,8 @@ constexpr auto kPatience = 10s * kSlowness;
 
 void append_be32(Bytes &bytes, uint32_t value)
 {
-    for (int shift = 24; shift >= 0; shift -= 8) {
+    for (int shift = 24; shift >= 0; shift -= 8)
         bytes.push_back(static_cast<uint8_t>(value >> shift));
-    }
 }
 
 std::string hex(const Bytes &bytes, size_t from)
@@ -58,13 +57,11 @@ bool read_all(int fd, uint8_t *data, size_t wanted)
 {
     while (wanted != 0) {
         pollfd waiting = {.fd = fd, .events = POLLIN};
-        if (poll(&waiting, 1, std::chrono::milliseconds(kPatience).count()) != 1) {
+        if (poll(&waiting, 1, std::chrono::milliseconds(kPatience).count()) != 1)
             return false;
-        }
         ssize_t count = recv(fd, data, wanted, 0);
-        if (count <= 0) {
+        if (count <= 0)
             return false;
-        }
         data += count;
         wanted -= count;
     }
@@ -141,20 +138,17 @@ Bytes status(unsigned seq, uint32_t peer, unsigned code)
 Bytes user_and_group()
 {
     Bytes attributes;
-    if (const passwd *user = getpwuid(geteuid())) {
+    if (const passwd *user = getpwuid(geteuid()))
         attributes = attributes + attribute(12, std::string_view(user->pw_name));
-    }
-    if (const group *group = getgrgid(getegid())) {
+    if (const group *group = getgrgid(getegid()))
         attributes = attributes + attribute(13, std::string_view(group->gr_name));
-    }
     return attributes;
 }
 
 testing::AssertionResult same(const Bytes &actual, const Bytes &expected)
 {
-    if (actual == expected) {
+    if (actual == expected)
         return testing::AssertionSuccess();
-    }
     size_t at = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end()).first - actual.begin();
     at -= at % 4;
     size_t from = at < 32 ? 0 : at - 16;
@@ -166,17 +160,15 @@ testing::AssertionResult same(const Bytes &actual, const Bytes &expected)
 
 uint32_t number_at(const Bytes &bytes, size_t offset)
 {
-    if (offset + 4 > bytes.size()) {
+    if (offset + 4 > bytes.size())
         return 0;
-    }
     return uint32_t{bytes[offset]} << 24 | bytes[offset + 1] << 16 | bytes[offset + 2] << 8 | bytes[offset + 3];
 }
 
 Folder::Folder() : path_(testing::TempDir() + "ubusd-XXXXXX")
 {
-    if (mkdtemp(path_.data()) == nullptr) {
+    if (mkdtemp(path_.data()) == nullptr)
         throw std::filesystem::filesystem_error("mkdtemp", path_, std::make_error_code(std::errc(errno)));
-    }
 }
 
 Folder::~Folder()
@@ -185,20 +177,18 @@ Folder::~Folder()
     std::filesystem::remove_all(path_, ignored);
 }
 
-pid_t start_broker(const std::vector<std::string> &arguments, const Limits &limits)
+pid_t start_broker(const std::vector<std::string> &arguments, const Limits &limits, const std::string &program)
 {
     pid_t pid = fork();
-    if (pid != 0) {
+    if (pid != 0)
         return pid;
-    }
     limit_resource(RLIMIT_NOFILE, limits.first_descriptors, limits.descriptors);
     limit_resource(RLIMIT_AS, limits.memory, limits.memory);
-    std::vector<std::string> command = emulated({BUILD_BIN_DIR "/ubusd"});
+    std::vector<std::string> command = emulated({program});
     command.insert(command.end(), arguments.begin(), arguments.end());
     std::vector<char *> argv;
-    for (std::string &word : command) {
+    for (std::string &word : command)
         argv.push_back(word.data());
-    }
     argv.push_back(nullptr);
     execvp(argv[0], argv.data());
     _exit(127);
@@ -212,7 +202,8 @@ int wait_for_exit(pid_t pid)
 }
 
 Broker::Broker(const Options &options)
-    : path_(options.path.value_or(folder_.path() + "/bus.sock")), pid_(start_broker({"-s", path_}, options.limits))
+    : path_(options.path.value_or(folder_.path() + "/bus.sock")),
+      pid_(start_broker({"-s", path_}, options.limits, options.program))
 {
     auto deadline = std::chrono::steady_clock::now() + kPatience;
     for (int fd; (fd = connect_to(path_)) < 0 || ::close(fd) != 0;) {
@@ -243,9 +234,8 @@ double Broker::cpu_seconds() const
 {
     std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
     std::string ignored;
-    for (int field = 0; field < 13; field++) {
+    for (int field = 0; field < 13; field++)
         file >> ignored;
-    }
     double user = 0;
     double system = 0;
     file >> user >> system;
@@ -289,9 +279,8 @@ void RawClient::send(const Bytes &bytes) const
 {
     for (size_t sent = 0; sent < bytes.size();) {
         ssize_t count = ::send(fd_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (count < 0) {
+        if (count < 0)
             return; // the test sees it by what does not come back
-        }
         sent += count;
     }
 }
@@ -299,9 +288,8 @@ void RawClient::send(const Bytes &bytes) const
 Bytes RawClient::receive() const
 {
     Bytes bytes(12);
-    if (!read_all(fd_, bytes.data(), 12)) {
+    if (!read_all(fd_, bytes.data(), 12))
         return {};
-    }
     size_t length = number_at(bytes, 8) & 0xffffff;
     bytes.resize(8 + length);
     return read_all(fd_, bytes.data() + 12, length - 4) ? bytes : Bytes{};

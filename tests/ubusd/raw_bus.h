@@ -1,6 +1,5 @@
 // A broker process of the test's own and clients that speak to it in bytes, without any bus library.
-#ifndef TESTS_UBUSD_RAW_BUS_H
-#define TESTS_UBUSD_RAW_BUS_H
+#pragma once
 
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -9,6 +8,8 @@
 #include <string_view>
 #include <sys/types.h>
 #include <vector>
+
+#include "tests/support/programs.h"
 
 using Bytes = std::vector<uint8_t>;
 
@@ -54,6 +55,7 @@ class Broker
     struct Options {
         std::optional<std::string> path; // of the socket; in a folder of the broker's own where not given
         Limits limits = {};
+        std::string program = built_program("ubusd");
     };
 
     Broker() : Broker(Options{}) {}
@@ -72,7 +74,8 @@ class Broker
 };
 
 // Starts the broker's program and returns its process id.
-pid_t start_broker(const std::vector<std::string> &arguments, const Limits &limits = {});
+pid_t start_broker(const std::vector<std::string> &arguments, const Limits &limits = {},
+                   const std::string &program = built_program("ubusd"));
 
 // Waits for the process; its exit status, or 128 + the signal that killed it.
 int wait_for_exit(pid_t pid);
@@ -122,5 +125,3 @@ Bytes status(unsigned seq, uint32_t peer, unsigned code);
 
 // The attributes by which the broker tells who calls: the tests' own user; nothing where the system knows no name.
 Bytes user_and_group();
-
-#endif
