@@ -5,16 +5,18 @@
 #include <cstring>
 #include <unistd.h>
 
-static constexpr int kDefaultTimeout = 30;
-
-static int timeout_ms(const Options &options)
+namespace
 {
-    return (options.timeout < 0 ? kDefaultTimeout : options.timeout) * 1000;
+
+int timeout_ms(const Options &options)
+{
+    constexpr int kDefaultTimeoutMs = 30 * 1000;
+    return options.has_timeout ? options.timeout : kDefaultTimeoutMs;
 }
 
 // -- list
 
-static const char *type_name(uint32_t type)
+const char *type_name(uint32_t type)
 {
     switch (type) {
     case BLOBMSG_TYPE_INT8:
@@ -32,10 +34,10 @@ static const char *type_name(uint32_t type)
 }
 
 // A signature's integers replaced by the types that they stand for.
-static void add_method(blob_buf *buf, const blob_attr *method)
+void add_method(blob_buf *buf, blob_attr *method)
 {
     void *table = blobmsg_open_table(buf, blobmsg_name(method));
-    const blob_attr *argument;
+    blob_attr *argument;
     size_t rem;
 
     blobmsg_for_each_attr (argument, method, rem)
@@ -45,12 +47,12 @@ static void add_method(blob_buf *buf, const blob_attr *method)
 }
 
 // The first value in the buffer, as one line; to be freed.
-static char *format_value(const blob_buf &buf)
+char *format_value(const blob_buf &buf)
 {
     return blobmsg_format_json(static_cast<blob_attr *>(blob_data(buf.head)), false);
 }
 
-static void print_method(const blob_attr *method)
+void print_method(blob_attr *method)
 {
     blob_buf buf = {};
 
@@ -66,12 +68,12 @@ static void print_method(const blob_attr *method)
     blob_buf_free(&buf);
 }
 
-static void print_path(ubus_context *, ubus_object_data *object, void *)
+void print_path(ubus_context *, ubus_object_data *object, void *)
 {
     puts(object->path);
 }
 
-static void print_object(ubus_context *, ubus_object_data *object, void *)
+void print_object(ubus_context *, ubus_object_data *object, void *)
 {
     blob_attr *method;
     size_t rem;
@@ -81,21 +83,26 @@ static void print_object(ubus_context *, ubus_object_data *object, void *)
         print_method(method);
 }
 
+} // namespace
+
 int list_objects(ubus_context *ctx, const Options &options, int argc, char **argv)
 {
-    bool const verbose = options.verbose && !options.simple;
+    const bool verbose = options.verbose && !options.simple;
     return ubus_lookup(ctx, argc > 0 ? argv[0] : nullptr, verbose ? print_object : print_path, nullptr);
 }
+
+namespace
+{
 
 // -- call
 
 // A message of what the text says, or an empty one.
-static bool build_message(blob_buf *buf, const char *json)
+bool build_message(blob_buf *buf, const char *json)
 {
     return blob_buf_init(buf, 0) == 0 && (!json || blobmsg_add_json_from_string(buf, json));
 }
 
-static void print_reply(ubus_request *req, int, blob_attr *msg)
+void print_reply(ubus_request *req, int, blob_attr *msg)
 {
     const auto *options = static_cast<const Options *>(req->priv);
 
@@ -107,7 +114,7 @@ static void print_reply(ubus_request *req, int, blob_attr *msg)
 
 // Scripts tell a failed call (the status counted down from 256) from an object that is not there; a person at a
 // terminal gets the plain status.
-static int call_failed(const Options &options, int argc, char **argv, int status)
+int call_failed(const Options &options, int argc, char **argv, int status)
 {
     if (options.simple || isatty(STDERR_FILENO))
         return status;
@@ -117,6 +124,24 @@ static int call_failed(const Options &options, int argc, char **argv, int status
     fprintf(stderr, "(%s)\n", ubus_strerror(status));
     return -status;
 }
+
+int call_object(ubus_context *ctx, const Options &options, uint32_t id, int argc, char **argv, blob_attr *message)
+{
+    const int timeout = timeout_ms(options);
+    ubus_request request;
+    int status;
+
+    if (timeout < 0) { // no time at all
+        status = ubus_invoke_async(ctx, id, argv[1], message, &request);
+        if (status == UBUS_STATUS_OK)
+            status = UBUS_STATUS_TIMEOUT;
+    } else {
+        status = ubus_invoke(ctx, id, argv[1], message, print_reply, const_cast<Options *>(&options), timeout);
+    }
+    return status == UBUS_STATUS_OK ? status : call_failed(options, argc, argv, status);
+}
+
+} // namespace
 
 int call_method(ubus_context *ctx, const Options &options, int argc, char **argv)
 {
@@ -128,90 +153,78 @@ int call_method(ubus_context *ctx, const Options &options, int argc, char **argv
         return call_failed(options, argc, argv, UBUS_STATUS_PARSE_ERROR);
     }
     int status = ubus_lookup_id(ctx, argv[0], &id);
-    if (status == UBUS_STATUS_OK) {
-        status = ubus_invoke(ctx, id, argv[1], message.head, print_reply, const_cast<Options *>(&options),
-                             timeout_ms(options));
-        if (status != UBUS_STATUS_OK)
-            status = call_failed(options, argc, argv, status);
-    }
+    if (status == UBUS_STATUS_NO_DATA) // it is there, but not for this client
+        status = call_failed(options, argc, argv, UBUS_STATUS_NOT_FOUND);
+    else if (status == UBUS_STATUS_OK)
+        status = call_object(ctx, options, id, argc, argv, message.head);
     blob_buf_free(&message);
     return status;
 }
 
+namespace
+{
+
 // -- the loop of subscribe, listen and wait_for
 
-static int loop_status;
+int loop_status;
 
-static void end_loop(int status)
+void end_loop(int status)
 {
     loop_status = status;
     uloop_end();
 }
 
-static void bus_lost(ubus_context *)
-{
-    end_loop(UBUS_STATUS_CONNECTION_FAILED);
-}
+// A script that goes on when the bus is back relies on it: who wants to know sets a time-out.
+void stay(ubus_context *) {}
 
-static void time_is_up(uloop_timeout *)
+void time_is_up(uloop_timeout *)
 {
     end_loop(UBUS_STATUS_TIMEOUT);
 }
 
-// How the loop was ended; a signal counts as no response.
-static int run_loop(ubus_context *ctx, int timeout)
-{
-    uloop_timeout limit = {.cb = time_is_up};
+enum class Limit { kNone, kTimeout };
 
-    loop_status = UBUS_STATUS_NO_DATA;
-    ctx->connection_lost = bus_lost;
+// How the loop was ended; a signal counts as no time left. A time-out that is not above 0 is over at once.
+int run_loop(ubus_context *ctx, Limit limit, int timeout)
+{
+    uloop_timeout timer = {.cb = time_is_up};
+
+    loop_status = UBUS_STATUS_TIMEOUT;
+    ctx->connection_lost = stay;
     ubus_add_uloop(ctx);
-    if (timeout > 0)
-        uloop_timeout_set(&limit, timeout);
+    if (limit == Limit::kTimeout)
+        uloop_timeout_set(&timer, timeout);
     uloop_run();
-    uloop_timeout_cancel(&limit);
+    uloop_timeout_cancel(&timer);
     return loop_status;
 }
 
 // -- subscribe and listen
 
-static char *format_name(const char *name)
+// Deliberate: the name as it is, nothing escaped, as every router's tool prints it. Whether anybody reads the lines
+// does not matter.
+void print_message(const char *name, blob_attr *msg)
 {
-    blob_buf buf = {};
-    char *text = nullptr;
-
-    if (blob_buf_init(&buf, 0) == 0 && blobmsg_add_string(&buf, nullptr, name) == 0)
-        text = format_value(buf);
-    blob_buf_free(&buf);
-    return text;
-}
-
-// Where nobody reads the lines any more, there is no use in going on.
-static void print_message(const char *name, blob_attr *msg)
-{
-    char *name_text = format_name(name);
     char *text = blobmsg_format_json(msg, true);
 
-    if (name_text && text)
-        printf("{ %s: %s }\n", name_text, text);
-    if (fflush(stdout) != 0)
-        end_loop(UBUS_STATUS_SYSTEM_ERROR);
-    free(name_text);
+    if (text)
+        printf("{ \"%s\": %s }\n", name, text);
+    fflush(stdout);
     free(text);
 }
 
-static int print_notification(ubus_context *, ubus_object *, ubus_request_data *, const char *method, blob_attr *msg)
+int print_notification(ubus_context *, ubus_object *, ubus_request_data *, const char *method, blob_attr *msg)
 {
     print_message(method, msg);
     return UBUS_STATUS_OK;
 }
 
-static void print_event(ubus_context *, ubus_event_handler *, const char *type, blob_attr *msg)
+void print_event(ubus_context *, ubus_event_handler *, const char *type, blob_attr *msg)
 {
     print_message(type, msg);
 }
 
-static int refused(const Options &options, const char *name, int status)
+int refused(const Options &options, const char *name, int status)
 {
     if (!options.simple)
         fprintf(stderr, "Error while registering for event '%s': %s\n", name, ubus_strerror(status));
@@ -219,30 +232,38 @@ static int refused(const Options &options, const char *name, int status)
 }
 
 // Their end is the time-out, or a signal.
-static int print_until_the_end(ubus_context *ctx, const Options &options)
+int print_until_the_end(ubus_context *ctx, const Options &options)
 {
-    int const status = run_loop(ctx, options.timeout < 0 ? 0 : timeout_ms(options));
-    return status == UBUS_STATUS_TIMEOUT || status == UBUS_STATUS_NO_DATA ? UBUS_STATUS_OK : status;
+    const bool is_limited = options.has_timeout && options.timeout != 0;
+    run_loop(ctx, is_limited ? Limit::kTimeout : Limit::kNone, options.timeout);
+    return UBUS_STATUS_OK;
 }
 
-static int subscribe_to(ubus_context *ctx, ubus_subscriber *subscriber, const char *path)
+int subscribe_to(ubus_context *ctx, ubus_subscriber *subscriber, const char *path)
 {
     uint32_t id;
-    int const status = ubus_lookup_id(ctx, path, &id);
+    const int status = ubus_lookup_id(ctx, path, &id);
     return status == UBUS_STATUS_OK ? ubus_subscribe(ctx, subscriber, id) : status;
 }
+
+} // namespace
 
 int subscribe_to_objects(ubus_context *ctx, const Options &options, int argc, char **argv)
 {
     static ubus_subscriber subscriber = {.cb = print_notification};
 
+    if (argc == 0) {
+        if (!options.simple)
+            fputs("You need to specify an object to subscribe to\n", stderr);
+        return -1;
+    }
     int status = ubus_register_subscriber(ctx, &subscriber);
     if (status != UBUS_STATUS_OK)
         return refused(options, argv[0], status);
     for (int i = 0; i < argc; i++) {
         status = subscribe_to(ctx, &subscriber, argv[i]);
         if (status != UBUS_STATUS_OK)
-            return refused(options, argv[i], status);
+            return refused(options, argv[0], status); // deliberate: the first path, whichever failed
     }
     return print_until_the_end(ctx, options);
 }
@@ -258,7 +279,7 @@ int listen_for_events(ubus_context *ctx, const Options &options, int argc, char 
         argv = all;
     }
     for (int i = 0; i < argc; i++) {
-        int const status = ubus_register_event_handler(ctx, &handler, argv[i]);
+        const int status = ubus_register_event_handler(ctx, &handler, argv[i]);
         if (status != UBUS_STATUS_OK)
             return refused(options, argv[i], status);
     }
@@ -278,6 +299,9 @@ int send_event(ubus_context *ctx, const Options &, int argc, char **argv)
     return status;
 }
 
+namespace
+{
+
 // -- wait_for
 
 struct Awaited {
@@ -286,17 +310,16 @@ struct Awaited {
     int count;
 };
 
-static void note_seen(Awaited *awaited, const char *path)
+void note_seen(Awaited *awaited, const char *path)
 {
-    for (int i = 0; i < awaited->count;) {
+    for (int i = 0; i < awaited->count;)
         if (strcmp(awaited->paths[i], path) == 0)
             awaited->paths[i] = awaited->paths[--awaited->count];
         else
             i++;
-    }
 }
 
-static void object_added(ubus_context *, ubus_event_handler *ev, const char *, blob_attr *msg)
+void object_added(ubus_context *, ubus_event_handler *ev, const char *, blob_attr *msg)
 {
     static const blobmsg_policy policy = {"path", BLOBMSG_TYPE_STRING};
     Awaited *awaited = container_of(ev, Awaited, added);
@@ -309,10 +332,12 @@ static void object_added(ubus_context *, ubus_event_handler *ev, const char *, b
         end_loop(UBUS_STATUS_OK);
 }
 
-static void object_there(ubus_context *, ubus_object_data *object, void *priv)
+void object_there(ubus_context *, ubus_object_data *object, void *priv)
 {
     note_seen(static_cast<Awaited *>(priv), object->path);
 }
+
+} // namespace
 
 // In this order no object is missed.
 int wait_for_objects(ubus_context *ctx, const Options &options, int argc, char **argv)
@@ -326,5 +351,5 @@ int wait_for_objects(ubus_context *ctx, const Options &options, int argc, char *
         status = ubus_lookup(ctx, nullptr, object_there, &awaited);
     if (status != UBUS_STATUS_OK || awaited.count == 0)
         return status;
-    return run_loop(ctx, timeout_ms(options));
+    return run_loop(ctx, Limit::kTimeout, timeout_ms(options));
 }
