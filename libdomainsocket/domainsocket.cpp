@@ -229,10 +229,9 @@ bool disconnects_at_thread_end()
 
 Connection &connection_to(const sockaddr_un &address)
 {
-    for (Connection &connection : connections.slots) {
+    for (Connection &connection : connections.slots)
         if (strcmp(connection.address.sun_path, address.sun_path) == 0)
             return connection;
-    }
     Connection &victim = connections.slots[connections.next_victim++ % std::size(connections.slots)];
     disconnect(victim);
     victim.address = address;
@@ -259,13 +258,22 @@ int connect_until(int fd, const sockaddr_un &address, int64_t deadline)
     return -1;
 }
 
+// Anybody may serve a path below a folder that everybody can write to. What listens there is known by its user.
+bool is_trusted(int fd)
+{
+    ucred service{};
+    socklen_t length = sizeof(service);
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &service, &length) == 0 &&
+           (service.uid == 0 || service.uid == geteuid());
+}
+
 bool open_connection(Connection &connection, int64_t deadline)
 {
     if (!disconnects_at_thread_end())
         return false;
     connection.fd = std::max(open_socket(), 0);
     if (connection.fd > 0 && connect_until(connection.fd, connection.address, deadline) == 0 &&
-        set_timeout(connection.fd, SO_RCVTIMEO, SOCKET_TIME_LIMIT * kSecond) == 0)
+        is_trusted(connection.fd) && set_timeout(connection.fd, SO_RCVTIMEO, SOCKET_TIME_LIMIT * kSecond) == 0)
         return true;
     disconnect(connection);
     return false;

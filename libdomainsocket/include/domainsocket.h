@@ -48,9 +48,13 @@ struct SOCKET_Request {
  * Returns the body of the answer, as it came, in a buffer of at least max(expected, 4) bytes: the return code, then the
  * record, cut at that length and zero-filled beyond what came. The caller releases it with free().
  *
- * Returns null where the service cannot be reached, closes, answers another type, fewer than 4 bytes or more than
- * SOCKET_LENGTH_LIMIT, or where connecting, sending and receiving together take more than SOCKET_TIME_LIMIT seconds;
- * also where `length` or `expected` is above SOCKET_LENGTH_LIMIT, `path` is too long, or memory or descriptors run out.
+ * Requests carry secrets and answers are believed: only a service that began to listen as root or as this process's own
+ * effective user is asked. To any other nothing is sent.
+ *
+ * Returns null where the service cannot be reached, is somebody else's, closes, answers another type, fewer than 4
+ * bytes or more than SOCKET_LENGTH_LIMIT, or where connecting, sending and receiving together take more than
+ * SOCKET_TIME_LIMIT seconds; also where `length` or `expected` is above SOCKET_LENGTH_LIMIT, `path` is too long, or
+ * memory or descriptors run out.
  *
  * Each thread keeps its connection to a path open for its next request, and closes it when the thread ends or an
  * exchange fails; so a late answer is never taken for that of a later request. A connection that the service has closed
@@ -74,8 +78,10 @@ int SOCKET_InitListenServer(const char *path);
 int SOCKET_AcceptClient(int listener);
 
 /*
- * One wait and one receive, without any framing: returns 0 with `*received` (1 to `capacity`) bytes in `buffer`, or
- * SOCKET_NOTHING, SOCKET_CLOSED or SOCKET_ERROR with `*received` 0. A negative time-out waits without limit.
+ * One wait and one receive, without any framing: a server of pushed events that reads each client once gets what the
+ * client's first write brought, so that a batch is to be sent in one write, of at most the reader's `capacity`. Returns
+ * 0 with `*received` (1 to `capacity`) bytes in `buffer`, or SOCKET_NOTHING, SOCKET_CLOSED or SOCKET_ERROR with
+ * `*received` 0. A negative time-out waits without limit.
  */
 int SOCKET_Recv(int client, void *buffer, uint32_t capacity, int timeout_seconds, uint32_t *received);
 

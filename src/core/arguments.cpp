@@ -5,14 +5,18 @@ int wexond_check_required(const blobmsg_policy *policy, blob_attr *const *table,
     for (size_t i = 0; i < count; i++) {
         if (table[i])
             continue;
-        wexond_fail(status, "required parameter: %s", policy[i].name);
+        if (status)
+            fail(*status, "required parameter: %s", policy[i].name);
         return -1;
     }
     return 0;
 }
 
+namespace
+{
+
 // An iterator on `element` where it is whole within the `left` bytes, else the end.
-static Elements::Iterator settle(const void *element, size_t left)
+Elements::Iterator settle(const void *element, size_t left)
 {
     auto *attr = static_cast<blob_attr *>(const_cast<void *>(element));
     if (left < sizeof(blob_attr) || blob_pad_len(attr) < sizeof(blob_attr) || blob_pad_len(attr) > left ||
@@ -20,6 +24,8 @@ static Elements::Iterator settle(const void *element, size_t left)
         return {nullptr, 0};
     return {attr, left};
 }
+
+} // namespace
 
 Elements::Elements(const blob_attr *array) : array_(array) {}
 
@@ -48,16 +54,17 @@ uint32_t element_number(const blob_attr *element)
     return be32_to_cpu(value);
 }
 
-int check_elements(const blob_attr *array, int type, const char *name, Status *status)
+int check_elements(Call &call, const blob_attr *array, size_t limit, int type, const char *name)
 {
-    size_t left = blobmsg_data_len(array);
-    for (const blob_attr *element : Elements(array)) {
-        if (blobmsg_type(element) != type)
-            break;
-        left -= blob_pad_len(element);
-    }
-    if (left == 0)
-        return 0;
-    wexond_fail(status, "unrecognized parameter: %s", name);
-    return -1;
+    return take_elements(
+        call, array, limit, type, name, [](const blob_attr *, size_t) { return 0; });
+}
+
+void log_argument(const Call &call, const char *name, const blob_attr *value, const char *number_format)
+{
+    auto *argument = const_cast<blob_attr *>(value);
+    if (blobmsg_type(value) == BLOBMSG_TYPE_STRING)
+        CALL_LOG(call, "%s:%s \n\n", name, blobmsg_get_string(argument));
+    else if (blobmsg_type(value) == BLOBMSG_TYPE_INT32)
+        CALL_LOG(call, number_format, name, blobmsg_get_u32(argument));
 }

@@ -4,6 +4,8 @@
 
 #include "core/backend.h"
 #include "core/bus.h"
+#include "core/call.h"
+#include "core/vocabulary.h"
 
 // 0 when the first `count` policy entries were supplied; otherwise -1 and, in the status (which may be null), the
 // reason "required parameter: <name of the first missing one>".
@@ -29,10 +31,13 @@ template <size_t N> class Arguments
     uint32_t number(size_t index) const { return blobmsg_get_u32(table_[index]); }
     const blob_attr *array(size_t index) const { return table_[index]; }
 
-    // True when all of the first `count` arguments are there.
-    bool require(Status *status, size_t count = N) const
+    blob_attr *value(size_t index) const { return table_[index]; }
+    const char *name(size_t index) const { return policy_[index].name; }
+
+    // True when all of the first `count` arguments are there; otherwise the call has failed.
+    bool require(Call &call, size_t count = N) const
     {
-        return wexond_check_required(policy_, table_, count, status) == 0;
+        return wexond_check_required(policy_, table_, count, &call.status) == 0;
     }
 
   private:
@@ -76,6 +81,93 @@ const char *element_text(const blob_attr *element);
 // The first 32 bits of an element's value, whatever its declared type; a shorter value counts as followed by zeros.
 uint32_t element_number(const blob_attr *element);
 
-// 0 when every element of an array argument has the type; otherwise, also for a malformed one, -1 and the reason
-// "unrecognized parameter: <name>" in the status.
-int check_elements(const blob_attr *array, int type, const char *name, Status *status);
+// Of an array argument whose elements all count.
+constexpr size_t kNoLimit = SIZE_MAX;
+
+// Walks the first `limit` elements of an array argument; further ones do not count, whatever they are. Each is judged
+// before the next is looked at: by its type (BLOBMSG_TYPE_UNSPEC takes any) and by take(element, position), which
+// returns 0 to go on, 1 where no more count, -1 where it has made the call fail. Returns 0, or -1 for the first wrong
+// element: where it is malformed or of another type, the call has failed for "unrecognized parameter: <name>".
+template <typename Take>
+int take_elements(Call &call, const blob_attr *array, size_t limit, int type, const char *name, Take take)
+{
+    size_t left = blobmsg_data_len(array), position = 0;
+    for (blob_attr *element : Elements(array)) {
+        if (position == limit || (type != BLOBMSG_TYPE_UNSPEC && blobmsg_type(element) != type))
+            break;
+        if (int result = take(element, position))
+            return std::min(result, 0);
+        left -= blob_pad_len(element);
+        position++;
+    }
+    if (left == 0 || position == limit)
+        return 0;
+    fail(call, "unrecognized parameter: %s", name);
+    return -1;
+}
+
+// The same by type alone, for arguments that are to be sound before anything is done with them.
+int check_elements(Call &call, const blob_attr *array, size_t limit, int type, const char *name);
+
+// --- Optional arguments ---
+
+// An argument that may be left out: where it is given, it fills a field of the request and sets its bit in the mask of
+// what the request changes.
+template <typename Record> struct Option {
+    size_t argument;
+    uint32_t bit;
+    bool (*fill)(const Call &call, Record &record, blob_attr *value); // false: the value is refused
+};
+
+// The record whose member a pointer names.
+template <typename Record, typename Field> Record record_of(Field Record::*);
+
+template <auto field> using RecordOf = decltype(record_of(field));
+
+// What options fill: an integer, a text cut at its field's end, the code of a word, the code of a number.
+template <auto field> bool fill_number(const Call &, RecordOf<field> &record, blob_attr *value)
+{
+    record.*field = blobmsg_get_u32(value);
+    return true;
+}
+
+template <auto field> bool fill_text(const Call &, RecordOf<field> &record, blob_attr *value)
+{
+    copy_text(record.*field, blobmsg_get_string(value));
+    return true;
+}
+
+template <auto field, uint32_t vocabulary> bool fill_word(const Call &, RecordOf<field> &record, blob_attr *value)
+{
+    record.*field = wexond_str_to_code(vocabulary, blobmsg_get_string(value));
+    return true;
+}
+
+template <auto field, uint32_t vocabulary> bool fill_code(const Call &, RecordOf<field> &record, blob_attr *value)
+{
+    record.*field = wexond_ubus_to_code(vocabulary, blobmsg_get_u32(value));
+    return true;
+}
+
+// Logs a given text or number: "<name>:<value>".
+void log_argument(const Call &call, const char *name, const blob_attr *value, const char *number_format);
+
+// Fills what was given, in the order of the options, and its bits in the mask. 0, or -1 with the first refused argument
+// as the call's failure: "unrecognized parameter: <name>".
+template <typename Record, size_t N, size_t Options>
+int fill_options(Call &call, const Arguments<N> &arguments, const Option<Record> (&options)[Options], Record &record,
+                 le32 Record::*mask, const char *number_format = "%s:%d \n\n")
+{
+    for (const Option<Record> &option : options) {
+        blob_attr *value = arguments.value(option.argument);
+        if (!value)
+            continue;
+        log_argument(call, arguments.name(option.argument), value, number_format);
+        if (!option.fill(call, record, value)) {
+            fail(call, "unrecognized parameter: %s", arguments.name(option.argument));
+            return -1;
+        }
+        record.*mask |= option.bit;
+    }
+    return 0;
+}

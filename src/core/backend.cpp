@@ -1,27 +1,13 @@
 #include "core/backend.h"
 
-#include <cstdarg>
-#include <cstdio>
 #include <domainsocket.h>
 
 #include "core/log.h"
 #include "core/paths.h"
 
-// NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
-void wexond_fail(Status *status, const char *format, ...)
-{
-    if (!status)
-        return;
-    status->failed = 1;
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(status->reason, sizeof(status->reason), format, arguments);
-    va_end(arguments);
-}
-
 void *wexond_send_msg(uint32_t type, uint32_t flag, const void *payload, uint32_t length, uint32_t expected)
 {
-    return SOCKET_SendMsgByType(wexond_paths().service, type, flag, payload, length, expected);
+    return SOCKET_SendMsgByType(paths().service, type, flag, payload, length, expected);
 }
 
 int wexond_check_ret(void **response, Status *status, const char *action)
@@ -36,14 +22,40 @@ int wexond_check_ret(void **response, Status *status, const char *action)
         free(*response);
         *response = nullptr;
     }
-    wexond_fail(status, "failed to %s", action ? action : "");
+    if (status)
+        fail(*status, "failed to %s", action ? action : "");
     return -1;
 }
 
-bool exchange(uint32_t type, const void *payload, uint32_t length, const char *action, Status *status)
+void *ask_for(Call &call, uint32_t type, const void *payload, uint32_t length, uint32_t expected, const char *action)
 {
-    void *response = wexond_send_msg(type, kRequestFlag, payload, length, sizeof(ReturnCode));
-    bool accepted = wexond_check_ret(&response, status, action) == 0;
+    void *response = wexond_send_msg(type, kRequestFlag, payload, length, expected);
+    wexond_check_ret(&response, &call.status, action);
+    return response;
+}
+
+bool read_record(Call &call, const Reading &reading, const void *payload, uint32_t length, void *record, uint32_t size)
+{
+    void *response = wexond_send_msg(reading.type, kRequestFlag, payload, length, sizeof(ReturnCode) + size);
+    if (reading.action)
+        wexond_check_ret(&response, &call.status, reading.action);
+    if (response)
+        memcpy(record, static_cast<char *>(response) + sizeof(ReturnCode), size);
+    else
+        CALL_LOG(call, "%s", reading.failure);
     free(response);
-    return accepted;
+    return response;
+}
+
+bool exchange(Call &call, uint32_t type, const void *payload, uint32_t length, const char *action)
+{
+    void *response = ask_for(call, type, payload, length, sizeof(ReturnCode), action);
+    free(response);
+    return response;
+}
+
+bool accepts(uint32_t type, const void *payload, uint32_t length)
+{
+    Answer<ReturnCode> answer(wexond_send_msg(type, kRequestFlag, payload, length, sizeof(ReturnCode)));
+    return answer.accepted();
 }

@@ -1,7 +1,5 @@
 #include "core/catalogue.h"
 
-#include <cstring>
-
 extern ubus_object wexond_object;
 extern ubus_object wexond_iptv_object;
 extern ubus_object wexond_ledswitch_object;
@@ -73,14 +71,6 @@ std::span<ubus_object *const> catalogue_objects()
         &wexond_devinfo_ext_object,
     };
     return kObjects;
-}
-
-ubus_object *catalogue_object(const char *name)
-{
-    for (ubus_object *object : catalogue_objects())
-        if (strcmp(object->name, name) == 0)
-            return object;
-    return nullptr;
 }
 
 const EntryTypes catalogue_entry_types = {

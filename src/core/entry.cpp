@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <span>
 
-#include "core/catalogue.h"
+#include "core/families.h"
 #include "core/log.h"
 
 EntryLists entry_lists;
@@ -21,18 +21,17 @@ struct Kind {
 };
 
 constexpr Kind kUrlFilter = {
-    "filterurl", "filterurl_register_ubus", "wexond.filter.url.%d", {&catalogue_entry_types.filterurl, 1}};
+    "filterurl", "filterurl_register_ubus", "wexond.filter.url.%d", {&families.entry_types.filterurl, 1}};
 constexpr Kind kDnsFilter = {
-    "filterdns", "filterdns_register_ubus", "wexond.filter.dns.%d", {&catalogue_entry_types.filterdns, 1}};
-constexpr Kind kLanHost = {
-    "laninfo", "laninfo_register_ubus", "wexond.laninfo.%d", {&catalogue_entry_types.laninfo, 1}};
+    "filterdns", "filterdns_register_ubus", "wexond.filter.dns.%d", {&families.entry_types.filterdns, 1}};
+constexpr Kind kLanHost = {"laninfo", "laninfo_register_ubus", "wexond.laninfo.%d", {&families.entry_types.laninfo, 1}};
 constexpr Kind kWifiTimer = {
-    "wifitimer", "wifitimer_register_ubus", "wexond.wifi.timer.%d", {&catalogue_entry_types.wifitimer, 1}};
+    "wifitimer", "wifitimer_register_ubus", "wexond.wifi.timer.%d", {&families.entry_types.wifitimer, 1}};
 constexpr Kind kWifiAp = {
-    "wifiap", "wifiap_register_ubus", "wexond.wifi.%d.ap.%d", {&catalogue_entry_types.wifi_aps[0], 2}};
+    "wifiap", "wifiap_register_ubus", "wexond.wifi.%d.ap.%d", {&families.entry_types.wifi_aps[0], 2}};
 
-// Entries that are in no list any more while their objects are still on the bus: put out by a second add of their key.
-Entry *displaced_entries;
+// Entries that are in no list any more and whose objects the bus did not let go: calls may still come for them.
+Entry *stranded_entries;
 
 Entry *entry_of(vlist_node *node)
 {
@@ -79,16 +78,37 @@ void release(Entry *entry)
     free(entry);
 }
 
-// Frees an entry that is in no list any more, unless the bus still knows its object: then its calls go on being
-// answered.
+// Frees an entry that is in no list any more, with its predecessor, unless the bus still knows the object.
 void release_unless_known(Entry *entry)
 {
+    if (entry->predecessor)
+        release_unless_known(entry->predecessor);
+    entry->predecessor = nullptr;
     if (entry->object.id == 0) {
         release(entry);
         return;
     }
-    entry->displaced = displaced_entries;
-    displaced_entries = entry;
+    entry->next_stranded = stranded_entries;
+    stranded_entries = entry;
+}
+
+// The one object of an entry that the bus knows, its own or the one that it took over; null where there is none.
+ubus_object *known_object(Entry *entry)
+{
+    if (entry->predecessor)
+        entry = entry->predecessor;
+    return entry->object.id == 0 ? nullptr : &entry->object;
+}
+
+// The new entry takes over the object that stands for the old one; an old one without an object of its own is freed.
+void take_over(Entry *entry, Entry *old)
+{
+    if (!old->predecessor) {
+        entry->predecessor = old;
+    } else {
+        entry->predecessor = old->predecessor;
+        release(old);
+    }
 }
 
 // What the five lists with objects do when a node was added, removed, or (with both given) added a second time. The log
@@ -98,13 +118,13 @@ void update(const Kind &kind, const char *function, vlist_node *added, vlist_nod
     Entry *entry = entry_of(removed ? removed : added);
     uint32_t index = entry->index;
     if (added && removed) {
-        // Deliberate: the new entry gets no object of its own.
+        // Deliberate: the new entry gets no object of its own, also where the old one has none.
         WEXOND_LOG_AS(function, "Update %s '%u'\n\n", kind.word, index);
-        release_unless_known(entry);
+        take_over(entry_of(added), entry);
     } else if (removed) {
         WEXOND_LOG_AS(function, "Remove %s '%u'\n\n", kind.word, index);
-        if (entry->object.id != 0)
-            ubus_remove_object(wexond_context, &entry->object);
+        if (ubus_object *object = known_object(entry))
+            ubus_remove_object(wexond_context, object);
     } else {
         WEXOND_LOG_AS(function, "Create %s '%u'\n\n", kind.word, index);
         register_object(kind, *entry);
@@ -195,13 +215,30 @@ Entry *entry_find(vlist_tree *list, uint32_t index)
     return nullptr;
 }
 
-Entry *entry_find_named(vlist_tree *list, const char *object_name)
+const Entry *entry_find_named(vlist_tree *list, const char *object_name)
+{
+    Entry *entry;
+    vlist_for_each_element (list, entry, node) {
+        const Entry *named = entry->predecessor ? entry->predecessor : entry;
+        if (named->object.name && strcmp(named->object.name, object_name) == 0)
+            return named;
+    }
+    return nullptr;
+}
+
+Entry *entry_owning(vlist_tree *list, const ubus_object *object)
 {
     Entry *entry;
     vlist_for_each_element (list, entry, node)
-        if (entry->object.name && strcmp(entry->object.name, object_name) == 0)
+        if (&entry->object == object || (entry->predecessor && &entry->predecessor->object == object))
             return entry;
     return nullptr;
+}
+
+bool entry_key_is_taken(vlist_tree *list, uint32_t index)
+{
+    const le32 key[] = {index, 0};
+    return avl_find(&list->avl, key);
 }
 
 void entry_reconcile(vlist_tree *list, const void *records, size_t stride, size_t count)

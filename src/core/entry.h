@@ -9,14 +9,15 @@
 // One entry, on the heap, owned by its list while it is in it.
 struct Entry {
     vlist_node node;
-    ubus_object object; // its name is heap text, null while the entry has no object of its own
+    ubus_object object; // its name is heap text, null where the entry has no object of its own
     // The list key: the four bytes of the index, least significant first, compared as a text. Indices whose lowest byte
     // is 0 (256, 512 and so on) have the empty key and are equal to one another; agents and service know indices below
     // that.
     le32 index;
     le32 key_end;         // always 0: ends the key of an index without a zero byte
     uint32_t band_number; // access points only: 1 for 2.4 GHz, 2 for 5 GHz
-    Entry *displaced;     // next in the chain of displaced entries
+    Entry *predecessor;   // owned: put out of the list by this one's equal key; its object stands for both
+    Entry *next_stranded; // see entry.cpp
 };
 
 struct EntryLists {
@@ -33,15 +34,25 @@ extern EntryLists entry_lists;
 void entry_lists_init();
 
 // Makes an entry of this index and adds it, which registers its object. An equal key already in the list leaves the
-// older entry's object as it is and puts the new entry into the list without one. Null when memory does not suffice.
+// older entry's object as it is and puts the new entry, which owns it from then on, into the list without one. Null
+// when memory does not suffice.
 Entry *entry_add(vlist_tree *list, uint32_t index, uint32_t band_number = 0);
 
-// Takes the entry out of its list, which withdraws its object, and frees it.
+// Takes the entry out of its list, which withdraws its object, or the one that it took over, and frees it.
 void entry_remove(vlist_tree *list, Entry *entry);
 
-// The first entry of this index, or whose object has this name; null where there is none.
+// The first entry of this index; null where there is none.
 Entry *entry_find(vlist_tree *list, uint32_t index);
-Entry *entry_find_named(vlist_tree *list, const char *object_name);
+
+// The entry on which an object of this name acts; null where there is none. It may be the predecessor of one in the
+// list: then their indices are equal, unless only their keys are.
+const Entry *entry_find_named(vlist_tree *list, const char *object_name);
+
+// The entry in the list that has this object or took it over; null where there is none.
+Entry *entry_owning(vlist_tree *list, const ubus_object *object);
+
+// Whether an entry in the list has the key of this index.
+bool entry_key_is_taken(vlist_tree *list, uint32_t index);
 
 // Brings a list into line with an answer of the service: entries whose index is not in the answer are removed, indices
 // without an entry are added in answer order. The indices are the first words of `count` records that are `stride`

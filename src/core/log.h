@@ -1,12 +1,13 @@
-// The debug log. A line is written to the console while the flag file exists; both are opened anew for each line, so
-// that the switch takes effect at the very next one and no descriptor is held. Nothing fails visibly: a console that
-// cannot be opened drops the line.
+// The debug log. A line is written to the console while the flag file exists; both are looked up anew for each line, so
+// that the switch takes effect at the very next one and no descriptor is held. Log lines tell passwords, and the flag
+// lies where everybody may make files: it counts only where root or the daemon's own user owns it. Nothing fails
+// visibly and nothing waits: a console that cannot be opened drops the line, one that is full what does not fit.
 #pragma once
 
-bool wexond_log_enabled();
+bool log_is_enabled();
 
 // Writes a line with the function's name and the line number before it. Called through the macros.
-void wexond_log_line(const char *function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
+void log_line(const char *function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 // A format and its arguments. Messages bring their own line ends. The arguments are not evaluated while the log is off.
 #define WEXOND_LOG(...) WEXOND_LOG_AS(__func__, __VA_ARGS__)
@@ -15,6 +16,6 @@ void wexond_log_line(const char *function, int line, const char *format, ...) __
 // name.
 #define WEXOND_LOG_AS(function, ...)                                                                                   \
     do {                                                                                                               \
-        if (wexond_log_enabled())                                                                                      \
-            wexond_log_line(function, __LINE__, __VA_ARGS__);                                                          \
+        if (log_is_enabled())                                                                                          \
+            log_line(function, __LINE__, __VA_ARGS__);                                                                 \
     } while (0)

@@ -1,6 +1,6 @@
 #include "core/paths.h"
 
-const Paths &wexond_paths()
+const Paths &paths()
 {
     static constexpr Paths kPaths = {
         .service = "/tmp/orvc.sock",

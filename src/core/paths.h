@@ -5,9 +5,9 @@
 struct Paths {
     const char *service;      // socket of the configuration service
     const char *event_socket; // socket on which the daemon takes events
-    const char *debug_flag;   // while this file exists, log lines are written
+    const char *debug_flag;   // while this file of root or of our own exists, log lines are written
     const char *console;      // where they are written
     const char *bus;          // socket of the bus; null for the bus library's default
 };
 
-const Paths &wexond_paths();
+const Paths &paths();

@@ -7,7 +7,6 @@ namespace
 {
 
 // The bus drops the connection of a sender whose message is larger; the message's other attributes fit in the margin.
-constexpr size_t kMessageLimit = size_t{1024} * 1024;
 constexpr size_t kMessageMargin = 64;
 
 constexpr const char *kOutOfMemory = "out of memory";
@@ -24,6 +23,13 @@ bool never_grow(blob_buf *, int)
 
 alignas(uint32_t) char outcome_bytes[256];
 blob_buf outcome_reply = {.head = nullptr, .grow = never_grow, .buflen = sizeof(outcome_bytes), .buf = outcome_bytes};
+
+// The library may leave the head pointing at what it freed.
+void release_reply()
+{
+    blob_buf_free(&reply);
+    reply = {};
+}
 
 // Nothing can be added to a message that could not be started.
 bool is_started()
@@ -61,7 +67,7 @@ void send_outcome(ubus_request_data *request, const Status &status, const uint32
 void send_failure(ubus_request_data *request, const char *reason)
 {
     Status outcome{};
-    wexond_fail(&outcome, "%s", reason);
+    fail(outcome, "%s", reason);
     send_outcome(request, outcome);
 }
 
@@ -70,7 +76,7 @@ const char *unsendable()
 {
     if (reply_incomplete || !is_started())
         return kOutOfMemory;
-    if (blob_pad_len(reply.head) + kMessageMargin > kMessageLimit)
+    if (blob_pad_len(reply.head) + kMessageMargin > UBUS_MAX_MSGLEN)
         return "reply too large for the bus";
     return nullptr;
 }
@@ -78,7 +84,7 @@ const char *unsendable()
 // A table that is fit to be sent; the bus may find no memory for it all the same.
 void send_table(ubus_request_data *request)
 {
-    if (ubus_send_reply(wexond_context, request, reply.head) == UBUS_STATUS_NO_MEMORY)
+    if (ubus_send_reply(wexond_context, request, reply.head) == kBusNoMemory)
         send_failure(request, kOutOfMemory);
 }
 
@@ -126,12 +132,23 @@ void reply_counter(const char *name, uint64_t value)
     reply_string(name, wexond_u64_to_str(static_cast<uint32_t>(value), static_cast<uint32_t>(value >> 32)));
 }
 
+void reply_word(const char *name, uint32_t vocabulary, uint32_t code)
+{
+    reply_string(name, wexond_code_to_str(vocabulary, static_cast<int32_t>(code)));
+}
+
+void reply_compact_mac(const char *name, char *text)
+{
+    wexond_mac_compact(text);
+    reply_string(name, text);
+}
+
 int reply_notify(ubus_object *object, const char *name)
 {
     int result = -1;
     if (object && !unsendable() && ubus_notify(wexond_context, object, name, reply.head, -1) == 0)
         result = 0;
-    blob_buf_free(&reply);
+    release_reply();
     return result;
 }
 
@@ -141,7 +158,7 @@ void reply_send(ubus_request_data *request)
         send_failure(request, reason);
     else
         send_table(request);
-    blob_buf_free(&reply);
+    release_reply();
 }
 
 int wexond_send_for_set(ubus_request_data *request, const Status *status)
@@ -161,19 +178,29 @@ int wexond_send_for_get(ubus_request_data *request, const Status *status)
     // Only the value 1 counts as failure here; any other sends the table.
     if (outcome.failed != 1)
         if (const char *reason = unsendable())
-            wexond_fail(&outcome, "%s", reason);
+            fail(outcome, "%s", reason);
     log_outcome(__func__, outcome);
     if (outcome.failed == 1)
         send_outcome(request, outcome);
     else
         send_table(request);
-    blob_buf_free(&reply);
+    release_reply();
     return 0;
 }
 
-int send_for_add(ubus_request_data *request, const Status &status, const char *function, const uint32_t *index)
+int send_for_set(const Call &call)
 {
-    log_outcome(function, status);
-    send_outcome(request, status, index);
+    return wexond_send_for_set(call.request, &call.status);
+}
+
+int send_for_get(const Call &call)
+{
+    return wexond_send_for_get(call.request, &call.status);
+}
+
+int send_for_add(const Call &call, const uint32_t *index)
+{
+    log_outcome(call.function, call.status);
+    send_outcome(call.request, call.status, index);
     return 0;
 }

@@ -25,6 +25,15 @@ template <size_t N> void reply_text(const char *name, const char (&field)[N])
     reply_string(name, read_text(field).data);
 }
 
+// The word for a code, and a MAC address of a record in its compact form.
+void reply_word(const char *name, uint32_t vocabulary, uint32_t code);
+void reply_compact_mac(const char *name, char *text);
+
+template <size_t N> void reply_mac(const char *name, const char (&field)[N])
+{
+    reply_compact_mac(name, read_text(field).data);
+}
+
 // Sends the message as a notification of the object, waiting for no answers. 0, or -1 when it was not sent.
 int reply_notify(ubus_object *object, const char *name);
 
@@ -40,6 +49,9 @@ int wexond_send_for_set(ubus_request_data *request, const Status *status);
 // -1 for a null status.
 int wexond_send_for_get(ubus_request_data *request, const Status *status);
 
-// The reply of the methods that add an entry: "result", "idx" where an index is given, "failreason". Logged under the
-// handler's name.
-int send_for_add(ubus_request_data *request, const Status &status, const char *function, const uint32_t *index);
+// The replies of a call, logged under its handler's name. What a handler returns to the bus: always 0.
+int send_for_set(const Call &call);
+int send_for_get(const Call &call);
+
+// Of the methods that add an entry: "result", "idx" where an index is given, "failreason".
+int send_for_add(const Call &call, const uint32_t *index);

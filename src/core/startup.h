@@ -11,4 +11,4 @@ extern uint32_t wexond_factory_flag;
 int wexond_main();
 
 // Ends the event loop for good. The bus library calls it when the broker goes away.
-void wexond_bus_lost(ubus_context *context);
+void end_with_bus(ubus_context *context);

@@ -26,6 +26,8 @@ template <typename Integer> class LittleEndian
         return static_cast<Integer>(value);
     }
 
+    LittleEndian &operator|=(Integer bits) { return *this = static_cast<Integer>(*this | bits); }
+
   private:
     uint8_t bytes_[sizeof(Integer)];
 };

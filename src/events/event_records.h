@@ -1,8 +1,11 @@
-// The messages of the event socket: a header, then the event's record. Records may arrive short; what is missing counts
-// as zero.
+// The messages of the event socket: a header, then the event's record. A client's messages are one batch, which it
+// sends in one write: the daemon receives once and closes the connection. Records may arrive short; what is missing
+// counts as zero.
 #pragma once
 
 #include "core/wire.h"
+
+constexpr uint32_t kBatchLimit = 16384; // bytes; what is beyond is lost
 
 struct EventHeader {
     le32 type;
@@ -159,3 +162,31 @@ static_assert(offsetof(VsieRecordEvent, band) == 24);
 static_assert(offsetof(VsieRecordEvent, length) == 28);
 static_assert(offsetof(VsieRecordEvent, data) == 32);
 static_assert(offsetof(VsieRecordEvent, oui) == 287);
+
+// --- All events ---
+
+// An event as the daemon, the lab and the tests know it.
+struct EventKind {
+    const char *name; // in the daemon's log
+    uint32_t type;
+    uint32_t size; // of its record, as far as a notification reads it; 0: a text of any length
+};
+
+// In the order in which they are notified.
+constexpr EventKind kEvents[] = {
+    {"New Sta", kEventNewStation, sizeof(StationEvent)},
+    {"Sta on/offline", kEventStationState, sizeof(StationEvent)},
+    {"wan ip change", kEventWanIpChange, sizeof(WanIpChangeEvent)},
+    {"wan up/down", kEventWanUpDown, sizeof(WanUpDownEvent)},
+    {"Led Switch", kEventLedSwitch, sizeof(SwitchEvent)},
+    {"Wifi Switch", kEventWifiSwitch, sizeof(SwitchEvent)},
+    {"Elink Switch", kEventElinkSwitch, sizeof(SwitchEvent)},
+    {"Wps Switch", kEventWpsSwitch, sizeof(WpsSwitchEvent)},
+    {"Wifi Pwd Err", kEventWifiPasswordError, sizeof(PasswordErrorEvent)},
+    {"channel change", kEventChannelChange, sizeof(ChannelChangeEvent)},
+    {"ssid change", kEventSsidChange, sizeof(SsidChangeEvent)},
+    {"PingResult", kEventPingResult, sizeof(PingResultEvent)},
+    {"TraceResult", kEventTraceResult, 0},
+    {"RoamingNotifi", kEventRoaming, sizeof(RoamingEvent)},
+    {"VsieNewRecord", kEventVsieNewRecord, sizeof(VsieRecordEvent)},
+};

@@ -1,9 +1,10 @@
 #include "events/event_server.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <domainsocket.h>
 #include <pthread.h>
 
-#include "core/catalogue.h"
 #include "core/log.h"
 #include "core/paths.h"
 #include "events/event_records.h"
@@ -12,7 +13,6 @@
 namespace
 {
 
-constexpr uint32_t kBatchLimit = 16384;
 constexpr int kReceiveTimeout = 5; // seconds
 constexpr int kNothingReceived = -5;
 
@@ -43,8 +43,9 @@ int WEXOND_Notify_ThreadInit()
 void *WEXOND_SocketServerRun(void *)
 {
     WEXOND_LOG("Run socket server for wexond.\n");
-    int listener = SOCKET_InitListenServer(wexond_paths().event_socket);
+    int listener = SOCKET_InitListenServer(paths().event_socket);
     if (listener < 1) {
+        fprintf(stderr, "Failed to listen on %s: %s\n", paths().event_socket, strerror(errno));
         WEXOND_LOG("Init failed.\n");
         return nullptr;
     }

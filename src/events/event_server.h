@@ -3,6 +3,9 @@
 
 #include <cstdint>
 
+// Starts the threads that receive events. 0, or 1 when they cannot be started.
+int WEXOND_Notify_ThreadInit();
+
 // Body of the receiving thread. Returns only when the socket cannot be set up; the daemon then runs on without events.
 void *WEXOND_SocketServerRun(void *);
 

@@ -5,13 +5,38 @@
 #include <cstring>
 #include <pthread.h>
 
-#include "core/catalogue.h"
 #include "core/log.h"
 #include "events/event_records.h"
 #include "events/notifications.h"
 
 namespace
 {
+
+constexpr size_t kRowCount = std::size(kEvents);
+
+struct Notification {
+    uint32_t type;
+    EventSender send;
+};
+
+// In the order of the events.
+constexpr Notification kNotifications[kRowCount] = {
+    {kEventNewStation, wexond_laninfo_newdevice},
+    {kEventStationState, wexond_laninfo_devicestatus},
+    {kEventWanIpChange, wexond_waninfo_ipchange},
+    {kEventWanUpDown, wexond_waninfo_updown},
+    {kEventLedSwitch, wexond_ledswitch_propertieschanged},
+    {kEventWifiSwitch, wexond_wifi_switch_propertieschanged},
+    {kEventElinkSwitch, wexond_elink_switch_propertieschanged},
+    {kEventWpsSwitch, wexond_wps_switch_propertieschanged},
+    {kEventWifiPasswordError, wexond_wifi_passworderror},
+    {kEventChannelChange, wexond_wifi_channelchanged},
+    {kEventSsidChange, wexond_wifi_ssidchanged},
+    {kEventPingResult, wexond_diagnostics_pingresult},
+    {kEventTraceResult, wexond_diagnostics_tracerouteresult},
+    {kEventRoaming, wexond_roaming_notification},
+    {kEventVsieNewRecord, wexond_wifi_vsie_proberx_newrecord},
+};
 
 struct EventRow {
     const char *name;
@@ -23,27 +48,25 @@ struct EventRow {
     uint32_t pending;
 };
 
-constexpr size_t kRowCount = 15;
-
-// One slot more than rows: the scans run up to and including the row count. It matches no type and is never pending.
-EventRow rows[kRowCount + 1] = {
-    {"New Sta", kEventNewStation, sizeof(StationEvent), wexond_laninfo_newdevice},
-    {"Sta on/offline", kEventStationState, sizeof(StationEvent), wexond_laninfo_devicestatus},
-    {"wan ip change", kEventWanIpChange, sizeof(WanIpChangeEvent), wexond_waninfo_ipchange},
-    {"wan up/down", kEventWanUpDown, sizeof(WanUpDownEvent), wexond_waninfo_updown},
-    {"Led Switch", kEventLedSwitch, sizeof(SwitchEvent), wexond_ledswitch_propertieschanged},
-    {"Wifi Switch", kEventWifiSwitch, sizeof(SwitchEvent), wexond_wifi_switch_propertieschanged},
-    {"Elink Switch", kEventElinkSwitch, sizeof(SwitchEvent), wexond_elink_switch_propertieschanged},
-    {"Wps Switch", kEventWpsSwitch, sizeof(WpsSwitchEvent), wexond_wps_switch_propertieschanged},
-    {"Wifi Pwd Err", kEventWifiPasswordError, sizeof(PasswordErrorEvent), wexond_wifi_passworderror},
-    {"channel change", kEventChannelChange, sizeof(ChannelChangeEvent), wexond_wifi_channelchanged},
-    {"ssid change", kEventSsidChange, sizeof(SsidChangeEvent), wexond_wifi_ssidchanged},
-    {"PingResult", kEventPingResult, sizeof(PingResultEvent), wexond_diagnostics_pingresult},
-    {"TraceResult", kEventTraceResult, 0, wexond_diagnostics_tracerouteresult},
-    {"RoamingNotifi", kEventRoaming, sizeof(RoamingEvent), wexond_roaming_notification},
-    {"VsieNewRecord", kEventVsieNewRecord, sizeof(VsieRecordEvent), wexond_wifi_vsie_proberx_newrecord},
-    {"", UINT32_MAX, 0, nullptr},
+struct EventTable {
+    // One slot more than rows: the scans run up to and including the row count. It matches no type and is never
+    // pending.
+    EventRow rows[kRowCount + 1];
 };
+
+consteval EventTable make_table()
+{
+    EventTable table{};
+    for (size_t i = 0; i < kRowCount; i++) {
+        if (kNotifications[i].type != kEvents[i].type)
+            __builtin_unreachable(); // in a constant expression: a compiler error
+        table.rows[i] = {kEvents[i].name, kEvents[i].type, kEvents[i].size, kNotifications[i].send};
+    }
+    table.rows[kRowCount] = {"", UINT32_MAX};
+    return table;
+}
+
+constinit EventTable table = make_table();
 
 // Ready before any thread runs: the bus thread is started before those that store.
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
@@ -85,7 +108,7 @@ void event_store(uint32_t type, const void *record, uint32_t length)
 {
     pthread_mutex_lock(&mutex);
     for (size_t i = 0; i <= kRowCount; i++)
-        if (rows[i].type == type && keep(rows[i], record, length))
+        if (table.rows[i].type == type && keep(table.rows[i], record, length))
             break;
     pthread_mutex_unlock(&mutex);
 }
@@ -94,8 +117,8 @@ int WEXOND_Event_NotifyDeal()
 {
     pthread_mutex_lock(&mutex);
     for (size_t i = 0; i <= kRowCount; i++)
-        if (rows[i].pending == 1)
-            deliver(rows[i]);
+        if (table.rows[i].pending == 1)
+            deliver(table.rows[i]);
     pthread_mutex_unlock(&mutex);
     return 0;
 }

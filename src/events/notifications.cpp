@@ -1,7 +1,8 @@
 #include "events/notifications.h"
 
-#include "core/catalogue.h"
+#include "core/bands.h"
 #include "core/entry.h"
+#include "core/families.h"
 #include "core/log.h"
 #include "core/reply.h"
 #include "core/vocabulary.h"
@@ -22,7 +23,7 @@ int notify(ubus_object *object, const char *name, const char *function)
 
 int notify(const char *object_name, const char *name, const char *function)
 {
-    return notify(catalogue_object(object_name), name, function);
+    return notify(static_object(object_name), name, function);
 }
 
 // The compact form of a record's MAC address.
@@ -179,7 +180,7 @@ int wexond_wifi_ssidchanged(const void *record, uint32_t)
     uint32_t band = event.band, ap_index = event.ap_index;
     if (band >= std::size(entry_lists.wifi_aps))
         return kNotSent;
-    const char *band_word = band == 0 ? "2.4G" : "5G";
+    const char *band_word = kRadioBands[band].word;
     Entry *entry = entry_find(&entry_lists.wifi_aps[band], ap_index);
     if (!entry || !entry->object.id) {
         WEXOND_LOG("%s:  No such %s %d AP \n\n", __func__, band_word, ap_index);

@@ -13,11 +13,10 @@
 #include "filters/filter_records.h"
 #include "filters/schedule.h"
 
-// One method: the type of its request, the reason when it fails, its handler's name in the log.
+// One method: the type of its request, and the reason when it fails.
 struct FilterMethod {
     uint32_t type;
     const char *failure;
-    const char *function;
 };
 
 template <typename Record> struct FilterKind {
@@ -31,9 +30,9 @@ template <typename Record> struct FilterKind {
     // Why an object that is no rule's, or one of index 0, cannot be called. Null: the reason names the object, and
     // `get` does not reply at all.
     const char *unknown_object;
-    // Fills the record from the arguments; -1 with the reason in the status. An add parses time ranges always, a set
+    // Fills the record from the call's arguments; -1 where the call has failed. An add parses time ranges always, a set
     // only where there are weekdays.
-    int (*parse)(blob_attr *message, bool is_add, const char *function, Record &record, Status *status);
+    int (*parse)(Call &call, bool is_add, Record &record);
     // The keys of a rule but "idx", with the lowest `weekday_bits` bits of its weekday mask.
     void (*add_keys)(const Record &record, uint32_t weekday_bits);
 };
@@ -43,12 +42,12 @@ constexpr uint32_t kListWeekdayBits = 8;
 constexpr uint32_t kGetWeekdayBits = 7;
 
 // The rule index of a called entry object; 0 where it has none.
-inline uint32_t filter_find_index(vlist_tree *entries, const ubus_object *object, const char *function)
+inline uint32_t filter_find_index(const Call &call, vlist_tree *entries)
 {
-    const Entry *entry = entry_find_named(entries, object->name);
+    const Entry *entry = entry_find_named(entries, call.object->name);
     if (entry && entry->index != 0)
         return entry->index;
-    WEXOND_LOG_AS(function, "%s:  %s can not found\n", function, object->name);
+    CALL_LOG(call, "%s:  %s can not found\n", call.function, call.object->name);
     return 0;
 }
 
@@ -59,60 +58,50 @@ template <typename Record> Record filter_record_of(uint32_t index)
     return record;
 }
 
-template <typename Record>
-void filter_fail_unknown(const FilterKind<Record> &kind, const ubus_object *object, Status *status)
+template <typename Record> void filter_fail_unknown(Call &call, const FilterKind<Record> &kind)
 {
     if (kind.unknown_object)
-        wexond_fail(status, "%s", kind.unknown_object);
+        fail(call, "%s", kind.unknown_object);
     else
-        wexond_fail(status, "%s can not found", object->name);
+        fail(call, "%s can not found", call.object->name);
 }
 
-template <typename Record>
-int filter_add(const FilterKind<Record> &kind, ubus_object *object, ubus_request_data *request, const char *method,
-               blob_attr *message)
+template <typename Record> int filter_add(Call &call, const FilterKind<Record> &kind)
 {
-    Call call(object, method, kind.add.function);
     Record record{};
-    if (kind.parse(message, true, kind.add.function, record, &call.status))
-        return send_for_add(request, call.status, kind.add.function, nullptr);
+    if (kind.parse(call, true, record))
+        return send_for_add(call, nullptr);
     Answer<Record> answer = ask<Record>(kind.add.type, record);
     if (!answer.accepted())
-        wexond_fail(&call.status, "%s", kind.add.failure);
+        fail(call, "%s", kind.add.failure);
     uint32_t index = 0;
     if (answer.present()) {
         index = answer->index;
         entry_add(kind.entries, index);
     }
-    return send_for_add(request, call.status, kind.add.function, answer.accepted() ? &index : nullptr);
+    return send_for_add(call, answer.accepted() ? &index : nullptr);
 }
 
-template <typename Record>
-int filter_delete(const FilterKind<Record> &kind, ubus_object *object, ubus_request_data *request, const char *method,
-                  blob_attr *message)
+template <typename Record> int filter_delete(Call &call, const FilterKind<Record> &kind)
 {
-    Call call(object, method, kind.remove.function);
-    Arguments<1> arguments(index_policy, message);
-    if (!arguments.require(&call.status))
-        return wexond_send_for_set(request, &call.status);
+    Arguments<1> arguments(index_policy, call.message);
+    if (!arguments.require(call))
+        return send_for_set(call);
     uint32_t index = arguments.number(IDX);
-    WEXOND_LOG_AS(kind.remove.function, "idx:%d \n\n", index);
+    CALL_LOG(call, "idx:%d \n\n", index);
     if (Entry *entry = entry_find(kind.entries, index)) {
         entry_remove(kind.entries, entry);
         if (!accepts(kind.remove.type, filter_record_of<Record>(index)))
-            wexond_fail(&call.status, "%s", kind.remove.failure);
+            fail(call, "%s", kind.remove.failure);
     } else {
-        wexond_fail(&call.status, "not found");
+        fail(call, "not found");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 // List is the answer's type; it holds Records.
-template <typename Record, typename List>
-int filter_list(const FilterKind<Record> &kind, ubus_object *object, ubus_request_data *request, const char *method,
-                blob_attr *)
+template <typename List, typename Record> int filter_list(Call &call, const FilterKind<Record> &kind)
 {
-    Call call(object, method, kind.list.function);
     Answer<List> answer = ask<List>(kind.list.type);
     if (answer.accepted()) {
         reply_start();
@@ -126,63 +115,57 @@ int filter_list(const FilterKind<Record> &kind, ubus_object *object, ubus_reques
         reply_close(array);
         entry_reconcile(kind.entries, *answer);
     } else {
-        wexond_fail(&call.status, "%s", kind.list.failure);
+        fail(call, "%s", kind.list.failure);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-template <typename Record>
-int filter_entry_set(const FilterKind<Record> &kind, ubus_object *object, ubus_request_data *request,
-                     const char *method, blob_attr *message)
+template <typename Record> int filter_entry_set(Call &call, const FilterKind<Record> &kind)
 {
-    Call call(object, method, kind.set.function);
-    uint32_t index = filter_find_index(kind.entries, object, kind.set.function);
+    uint32_t index = filter_find_index(call, kind.entries);
     auto record = filter_record_of<Record>(index);
     if (index == 0) {
-        filter_fail_unknown(kind, object, &call.status);
-    } else if (kind.parse(message, false, kind.set.function, record, &call.status) == 0) {
+        filter_fail_unknown(call, kind);
+    } else if (kind.parse(call, false, record) == 0) {
         Answer<Record> answer = ask<Record>(kind.set.type, record);
         if (!answer.accepted())
-            wexond_fail(&call.status, "%s", kind.set.failure);
+            fail(call, "%s", kind.set.failure);
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-template <typename Record>
-int filter_entry_get(const FilterKind<Record> &kind, ubus_object *object, ubus_request_data *request,
-                     const char *method, blob_attr *)
+template <typename Record> int filter_entry_get(Call &call, const FilterKind<Record> &kind)
 {
-    Call call(object, method, kind.get.function);
-    uint32_t index = filter_find_index(kind.entries, object, kind.get.function);
+    uint32_t index = filter_find_index(call, kind.entries);
     if (index == 0) {
         if (!kind.unknown_object)
             return 0;
-        filter_fail_unknown(kind, object, &call.status);
-        return wexond_send_for_get(request, &call.status);
+        filter_fail_unknown(call, kind);
+        return send_for_get(call);
     }
     Answer<Record> answer = ask<Record>(kind.get.type, filter_record_of<Record>(index));
     if (answer.accepted()) {
         reply_start();
-        void *table = reply_open_table(object->name);
+        void *table = reply_open_table(call.object->name);
         kind.add_keys(*answer, kGetWeekdayBits);
         reply_close(table);
     } else {
-        wexond_fail(&call.status, "%s", kind.get.failure);
+        fail(call, "%s", kind.get.failure);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-// Texts of an array argument into slots, each up to `limit` characters; further ones are passed over.
+// Texts of an array argument into slots, each up to `limit` characters.
 template <typename Slots>
-void copy_slots(const blob_attr *texts, Slots &slots, size_t limit, const char *function, const char *name)
+int take_slots(Call &call, const blob_attr *texts, Slots &slots, size_t limit, const char *name)
 {
-    size_t count = 0;
-    for (const blob_attr *element : Elements(texts)) {
-        if (count == std::size(slots))
-            break;
-        WEXOND_LOG_AS(function, "%s[%zu]:%s \n\n", name, count, element_text(element));
-        copy_text(slots[count++], element_text(element), limit);
-    }
+    return take_elements(
+        call, texts, std::size(slots), BLOBMSG_TYPE_STRING, name,
+        [&](const blob_attr *element, size_t position) {
+            CALL_LOG(call, "%s[%zu]:%s \n\n", name, position, element_text(element));
+            copy_text(slots[position], element_text(element), limit);
+            return 0;
+        });
 }
 
 // Slots of text: the first empty one ends them.

@@ -49,26 +49,23 @@ const Switch switches[] = {
     {SWITCH_8021P, kSetQos8021p, kGetQos8021p, "Set 8021p status failed"},
 };
 
-int wexond_qos_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                   blob_attr *message)
+int wexond_qos_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<3> arguments(qos_set_policy, message);
-    if (arguments.require(&call.status)) {
+    Arguments<3> arguments(qos_set_policy, call.message);
+    if (arguments.require(call)) {
         // Always all three; of several failures the last one is reported.
         for (const Switch &row : switches) {
             const char *text = arguments.text(row.argument);
-            WEXOND_LOG("%s:%s \n\n", qos_set_policy[row.argument].name, text);
+            CALL_LOG(call, "%s:%s \n\n", qos_set_policy[row.argument].name, text);
             if (!accepts(row.set_type, QosSwitchRecord{wexond_str_to_code(kYesNo, text)}))
-                wexond_fail(&call.status, "%s", row.failure);
+                fail(call, "%s", row.failure);
         }
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_qos_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_qos_get(Call &call)
 {
-    Call call(object, method, __func__);
     reply_start();
     void *table = reply_open_table("wexond.qos");
     // Deliberate: no return code is looked at, and a missing answer only leaves its key out.
@@ -78,7 +75,7 @@ int wexond_qos_get(ubus_context *, ubus_object *object, ubus_request_data *reque
             reply_string(qos_set_policy[row.argument].name, wexond_code_to_str(kYesNo, answer->code));
     }
     reply_close(table);
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // --- Classification ---
@@ -99,12 +96,11 @@ uint32_t find_protocol(const char *text)
     return 0;
 }
 
-ClassificationRecord parse_classification(const AddArguments &arguments)
+ClassificationRecord parse_classification(const Call &call, const AddArguments &arguments)
 {
-    WEXOND_LOG_AS("wexond_qos_classification_add",
-                  "priority:%d / dscp:%d / vlan8021p:%d / name:%s / protocol:%s / srcmac:%s / dstmac:%s \n\n",
-                  arguments.number(PRIORITY), arguments.number(DSCP), arguments.number(VLAN8021P), arguments.text(NAME),
-                  arguments.text(PROTOCOL), arguments.text(SRCMAC), arguments.text(DSTMAC));
+    CALL_LOG(call, "priority:%d / dscp:%d / vlan8021p:%d / name:%s / protocol:%s / srcmac:%s / dstmac:%s \n\n",
+             arguments.number(PRIORITY), arguments.number(DSCP), arguments.number(VLAN8021P), arguments.text(NAME),
+             arguments.text(PROTOCOL), arguments.text(SRCMAC), arguments.text(DSTMAC));
     ClassificationRecord record{};
     record.priority = static_cast<int32_t>(arguments.number(PRIORITY));
     record.dscp = static_cast<int32_t>(arguments.number(DSCP));
@@ -116,34 +112,30 @@ ClassificationRecord parse_classification(const AddArguments &arguments)
     return record;
 }
 
-int wexond_qos_classification_add(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                  blob_attr *message)
+int wexond_qos_classification_add(Call &call)
 {
-    Call call(object, method, __func__);
-    AddArguments arguments(add_policy, message);
-    if (arguments.require(&call.status) &&
-        exchange(kAddClassification, parse_classification(arguments), "add qos classification", &call.status))
+    AddArguments arguments(add_policy, call.message);
+    if (arguments.require(call) &&
+        exchange(call, kAddClassification, parse_classification(call, arguments), "add qos classification"))
         entry_add(&entry_lists.classifications, kAddedIndex);
-    return send_for_add(request, call.status, __func__, &kAddedIndex);
+    return send_for_add(call, &kAddedIndex);
 }
 
-int wexond_qos_classification_delete(ubus_context *, ubus_object *object, ubus_request_data *request,
-                                     const char *method, blob_attr *message)
+int wexond_qos_classification_delete(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(index_policy, message);
-    if (!arguments.require(&call.status))
-        return wexond_send_for_set(request, &call.status);
+    Arguments<1> arguments(index_policy, call.message);
+    if (!arguments.require(call))
+        return send_for_set(call);
     uint32_t index = arguments.number(IDX);
-    WEXOND_LOG("idx:%d \n\n", index);
+    CALL_LOG(call, "idx:%d \n\n", index);
     if (Entry *entry = entry_find(&entry_lists.classifications, index)) {
         // Deliberate: the entry goes before the service is asked, and whatever it answers.
         entry_remove(&entry_lists.classifications, entry);
-        exchange(kDeleteClassification, ClassificationIndexRecord{index}, "delete qos classification", &call.status);
+        exchange(call, kDeleteClassification, ClassificationIndexRecord{index}, "delete qos classification");
     } else {
-        wexond_fail(&call.status, "not found");
+        fail(call, "not found");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 // Appends the record's protocols to the text. Deliberate: the text is carried from one rule to the next, so that a rule
@@ -184,12 +176,10 @@ void add_classification(const ClassificationRecord &record, Text<31> &protocols)
     reply_close(table);
 }
 
-int wexond_qos_classification_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                   blob_attr *)
+int wexond_qos_classification_list(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<ClassificationList> answer = ask<ClassificationList>(kListClassifications);
-    if (answer.check("get qos classification list", &call.status)) {
+    if (Answer<ClassificationList> answer =
+            ask<ClassificationList>(call, kListClassifications, "get qos classification list")) {
         Text<31> protocols{};
         reply_start();
         void *array = reply_open_array("wexond.qos.classification");
@@ -198,22 +188,22 @@ int wexond_qos_classification_list(ubus_context *, ubus_object *object, ubus_req
         reply_close(array);
         entry_reconcile(&entry_lists.classifications, *answer);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method qos_methods[] = {
-    UBUS_METHOD("set", wexond_qos_set, qos_set_policy),
-    UBUS_METHOD_NOARG("get", wexond_qos_get),
+    UBUS_METHOD("set", SERVE(wexond_qos_set), qos_set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_qos_get)),
 };
 
 const ubus_method classification_methods[] = {
-    UBUS_METHOD("add", wexond_qos_classification_add, add_policy),
-    UBUS_METHOD("delete", wexond_qos_classification_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_qos_classification_list),
+    UBUS_METHOD("add", SERVE(wexond_qos_classification_add), add_policy),
+    UBUS_METHOD("delete", SERVE(wexond_qos_classification_delete), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE(wexond_qos_classification_list)),
 };
 
-ubus_object_type qos_type = UBUS_OBJECT_TYPE("wexond.qos", qos_methods);
-ubus_object_type classification_type = UBUS_OBJECT_TYPE("wexond.qos.classification", classification_methods);
+ubus_object_type qos_type = bus_object_type("wexond.qos", qos_methods);
+ubus_object_type classification_type = bus_object_type("wexond.qos.classification", classification_methods);
 
 } // namespace
 

@@ -6,7 +6,7 @@
 
 using TimeRanges = TimeRange[3];
 
-// Weekdays taken from an argument; further ones are passed over.
+// Weekdays taken from an argument; further ones do not count.
 constexpr size_t kMaxWeekdays = 7;
 
 // Day 1 is Monday, 7 (or 0) Sunday, which is bit 0.

@@ -71,23 +71,18 @@ template <typename Byte, size_t N> void reply_bytes(const char *key, const Byte 
 }
 
 // An add request that the common check judges, and its reply.
-template <typename Record>
-int add_checked(ubus_request_data *request, uint32_t type, const Record &record, const char *action,
-                const char *function, Status *status)
+template <typename Record> int add_checked(Call &call, uint32_t type, const Record &record, const char *action)
 {
-    Answer<VsieIndexRecord> answer = ask<VsieIndexRecord>(type, record);
-    if (!answer.check(action, status))
-        return send_for_add(request, *status, function, nullptr);
+    Answer<VsieIndexRecord> answer = ask<VsieIndexRecord>(call, type, record, action);
+    if (!answer)
+        return send_for_add(call, nullptr);
     uint32_t index = answer->index;
-    return send_for_add(request, *status, function, &index);
+    return send_for_add(call, &index);
 }
 
-int wexond_wifivsie_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                        blob_attr *)
+int wexond_wifivsie_get(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<VsieLimitsRecord> answer = ask<VsieLimitsRecord>(kGetVsieLimits);
-    if (answer.check("get vsie", &call.status)) {
+    if (Answer<VsieLimitsRecord> answer = ask<VsieLimitsRecord>(call, kGetVsieLimits, "get vsie")) {
         reply_start();
         void *table = reply_open_table("wexond.wifi.vsie");
         reply_int("maxbeacontxentry", answer->beacon_entries);
@@ -96,74 +91,68 @@ int wexond_wifivsie_get(ubus_context *, ubus_object *object, ubus_request_data *
         reply_int("maxproberespentry", answer->probe_response_entries);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // --- Sent in beacons. These handlers judge answers themselves; their texts' spellings are the agents'. ---
 
-int parse_beacon_ie(const Arguments<5> &arguments, BeaconIeRecord &record, Status *status)
+int parse_beacon_ie(Call &call, const Arguments<5> &arguments, BeaconIeRecord &record)
 {
     const blob_attr *data = arguments.array(BEACON_IEDATA);
-    if (check_elements(data, BLOBMSG_TYPE_INT32, "iedata", status))
+    // All of them count here, see below.
+    if (check_elements(call, data, kNoLimit, BLOBMSG_TYPE_INT32, "iedata"))
         return -1;
-    WEXOND_LOG_AS("wexond_wifivsie_beacontx_add", "servicename:%s / ssididx:%d / duration:%d / len:%d \n\n",
-                  arguments.text(BEACON_SERVICENAME), arguments.number(BEACON_SSIDIDX),
-                  arguments.number(BEACON_DURATION), arguments.number(BEACON_LEN));
+    CALL_LOG(call, "servicename:%s / ssididx:%d / duration:%d / len:%d \n\n", arguments.text(BEACON_SERVICENAME),
+             arguments.number(BEACON_SSIDIDX), arguments.number(BEACON_DURATION), arguments.number(BEACON_LEN));
     copy_text(record.service_name, arguments.text(BEACON_SERVICENAME));
     record.ssid_index = static_cast<int32_t>(arguments.number(BEACON_SSIDIDX));
     record.duration = static_cast<int32_t>(arguments.number(BEACON_DURATION));
     record.length = arguments.number(BEACON_LEN);
     uint32_t count = parse_bytes(data, record.data);
     if (record.length != count) {
-        wexond_fail(status, "required parameter: len(%d) != iedata len(%d)", arguments.number(BEACON_LEN), count);
+        fail(call, "required parameter: len(%d) != iedata len(%d)", arguments.number(BEACON_LEN), count);
         return -1;
     }
     // More bytes than a record holds are refused, not cut: the IE would not be the one that was given.
     if (count > std::size(record.data)) {
-        wexond_fail(status, "unrecognized parameter: iedata");
+        fail(call, "unrecognized parameter: iedata");
         return -1;
     }
     return 0;
 }
 
-int wexond_wifivsie_beacontx_add(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                 blob_attr *message)
+int wexond_wifivsie_beacontx_add(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<5> arguments(beacontx_add_policy, message);
+    Arguments<5> arguments(beacontx_add_policy, call.message);
     BeaconIeRecord record{};
-    if (!arguments.require(&call.status) || parse_beacon_ie(arguments, record, &call.status))
-        return send_for_add(request, call.status, __func__, nullptr);
+    if (!arguments.require(call) || parse_beacon_ie(call, arguments, record))
+        return send_for_add(call, nullptr);
     Answer<VsieIndexRecord> answer = ask<VsieIndexRecord>(kAddBeaconIe, record);
     if (!answer.accepted()) {
-        wexond_fail(&call.status, "failed to add wifivise beacontx");
-        return send_for_add(request, call.status, __func__, nullptr);
+        fail(call, "failed to add wifivise beacontx");
+        return send_for_add(call, nullptr);
     }
     uint32_t index = answer->index;
-    return send_for_add(request, call.status, __func__, &index);
+    return send_for_add(call, &index);
 }
 
-int wexond_wifivsie_beacontx_delete(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                    blob_attr *message)
+int wexond_wifivsie_beacontx_delete(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(index_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG("idx:%d \n\n", arguments.number(IDX));
+    Arguments<1> arguments(index_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "idx:%d \n\n", arguments.number(IDX));
         if (!accepts(kDeleteBeaconIe, VsieIndexRecord{arguments.number(IDX)}))
-            wexond_fail(&call.status, "failed to del wifivise beacontx");
+            fail(call, "failed to del wifivise beacontx");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_wifivsie_beacontx_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                  blob_attr *)
+int wexond_wifivsie_beacontx_list(Call &call)
 {
-    Call call(object, method, __func__);
     Answer<BeaconIeList> answer = ask<BeaconIeList>(kListBeaconIes);
     if (!answer.accepted()) {
-        wexond_fail(&call.status, "failed to get wifivsie beacontx list");
-        return wexond_send_for_get(request, &call.status);
+        fail(call, "failed to get wifivsie beacontx list");
+        return send_for_get(call);
     }
     reply_start();
     void *array = reply_open_array("wexond.wifi.vsie.beacontx");
@@ -179,63 +168,53 @@ int wexond_wifivsie_beacontx_list(ubus_context *, ubus_object *object, ubus_requ
         reply_close(table);
     }
     reply_close(array);
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // `start` and `stop` are one request with a flag.
 struct Run {
     uint32_t flag;
     const char *failure;
-    const char *function;
 };
 
-constexpr Run kStart = {1, "failed to start wifivise beacontx", "wexond_wifivsie_beacontx_start"};
-constexpr Run kStop = {0, "failed to stop wifivise beacontx", "wexond_wifivsie_beacontx_stop"};
+constexpr Run kStart = {1, "failed to start wifivise beacontx"};
+constexpr Run kStop = {0, "failed to stop wifivise beacontx"};
 
-int beacontx_run(const Run &run, ubus_object *object, ubus_request_data *request, const char *method,
-                 blob_attr *message)
+int beacontx_run(Call &call, const Run &run)
 {
-    Call call(object, method, run.function);
-    Arguments<1> arguments(index_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG_AS(run.function, "idx:%d \n\n", arguments.number(IDX));
+    Arguments<1> arguments(index_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "idx:%d \n\n", arguments.number(IDX));
         if (!accepts(kRunBeaconIe, BeaconIeRunRecord{arguments.number(IDX), run.flag}))
-            wexond_fail(&call.status, "%s", run.failure);
+            fail(call, "%s", run.failure);
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
-
-constexpr auto wexond_wifivsie_beacontx_start = handle_with<beacontx_run, kStart>;
-constexpr auto wexond_wifivsie_beacontx_stop = handle_with<beacontx_run, kStop>;
 
 // --- Watched for in probe requests ---
 
-int wexond_wifivsie_proberx_add(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                blob_attr *message)
+int wexond_wifivsie_proberx_add(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<3> arguments(proberx_add_policy, message);
-    if (!arguments.require(&call.status) ||
-        check_elements(arguments.array(WATCH_OUI), BLOBMSG_TYPE_INT32, "oui", &call.status))
-        return send_for_add(request, call.status, __func__, nullptr);
-    WEXOND_LOG("servicename:%s / band:%d \n\n", arguments.text(WATCH_SERVICENAME), arguments.number(WATCH_BAND));
+    Arguments<3> arguments(proberx_add_policy, call.message);
     ProbeWatchRecord record{};
+    if (!arguments.require(call) ||
+        check_elements(call, arguments.array(WATCH_OUI), std::size(record.oui), BLOBMSG_TYPE_INT32, "oui"))
+        return send_for_add(call, nullptr);
+    CALL_LOG(call, "servicename:%s / band:%d \n\n", arguments.text(WATCH_SERVICENAME), arguments.number(WATCH_BAND));
     copy_text(record.service_name, arguments.text(WATCH_SERVICENAME));
     record.band = arguments.number(WATCH_BAND) != 0;
     parse_bytes(arguments.array(WATCH_OUI), record.oui);
-    return add_checked(request, kAddProbeWatch, record, "add for vsie proberx", __func__, &call.status);
+    return add_checked(call, kAddProbeWatch, record, "add for vsie proberx");
 }
 
-int wexond_wifivsie_proberx_delete(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                   blob_attr *message)
+int wexond_wifivsie_proberx_delete(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(index_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG("idx:%d \n\n", arguments.number(IDX));
-        exchange(kDeleteProbeWatch, VsieIndexRecord{arguments.number(IDX)}, "delete for vsie proberx", &call.status);
+    Arguments<1> arguments(index_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "idx:%d \n\n", arguments.number(IDX));
+        exchange(call, kDeleteProbeWatch, VsieIndexRecord{arguments.number(IDX)}, "delete for vsie proberx");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 void add_frame(const ProbeWatchRecord &watch, const ProbeFrame &frame)
@@ -266,12 +245,9 @@ void add_watch(const ProbeWatchRecord &watch)
     reply_close(table);
 }
 
-int wexond_wifivsie_proberx_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                 blob_attr *)
+int wexond_wifivsie_proberx_list(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<ProbeWatchList> answer = ask<ProbeWatchList>(kListProbeWatches);
-    if (answer.check("list for vsie proberx", &call.status)) {
+    if (Answer<ProbeWatchList> answer = ask<ProbeWatchList>(call, kListProbeWatches, "list for vsie proberx")) {
         reply_start();
         void *array = reply_open_array("wexond.wifi.vsie.proberx");
         for (size_t i = 0; i < entry_count(*answer); i++)
@@ -279,55 +255,48 @@ int wexond_wifivsie_proberx_list(ubus_context *, ubus_object *object, ubus_reque
                 add_watch(answer->entries[i]);
         reply_close(array);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-int wexond_wifivsie_proberx_flush(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                  blob_attr *message)
+int wexond_wifivsie_proberx_flush(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(flush_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG("servicename:%s \n\n", arguments.text(FLUSH_SERVICENAME));
+    Arguments<1> arguments(flush_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "servicename:%s \n\n", arguments.text(FLUSH_SERVICENAME));
         ProbeFlushRecord record{};
         copy_text(record.service_name, arguments.text(FLUSH_SERVICENAME));
-        exchange(kFlushProbeWatch, record, "flush for vsie proberx", &call.status);
+        exchange(call, kFlushProbeWatch, record, "flush for vsie proberx");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 // --- Sent in probe responses ---
 
-int wexond_wifivsie_proberesp_add(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                  blob_attr *message)
+int wexond_wifivsie_proberesp_add(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<2> arguments(proberesp_add_policy, message);
-    if (!arguments.require(&call.status) ||
-        check_elements(arguments.array(RESPONSE_IEDATA), BLOBMSG_TYPE_INT32, "iedata", &call.status))
-        return send_for_add(request, call.status, __func__, nullptr);
-    WEXOND_LOG("mac:%s \n\n", arguments.text(RESPONSE_MAC));
+    Arguments<2> arguments(proberesp_add_policy, call.message);
     ProbeResponseIeRecord record{};
+    if (!arguments.require(call) ||
+        check_elements(call, arguments.array(RESPONSE_IEDATA), std::size(record.data), BLOBMSG_TYPE_INT32, "iedata"))
+        return send_for_add(call, nullptr);
+    CALL_LOG(call, "mac:%s \n\n", arguments.text(RESPONSE_MAC));
     copy_text(record.mac, arguments.text(RESPONSE_MAC));
     auto mac = read_text(record.mac);
     wexond_mac_colon(mac.data);
     copy_text(record.mac, mac.data);
     uint32_t count = parse_bytes(arguments.array(RESPONSE_IEDATA), record.data);
     record.length = std::min<uint32_t>(count, std::size(record.data));
-    return add_checked(request, kAddProbeResponseIe, record, "add for vsie proberesp", __func__, &call.status);
+    return add_checked(call, kAddProbeResponseIe, record, "add for vsie proberesp");
 }
 
-int wexond_wifivsie_proberesp_delete(ubus_context *, ubus_object *object, ubus_request_data *request,
-                                     const char *method, blob_attr *message)
+int wexond_wifivsie_proberesp_delete(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(index_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG("idx:%d \n\n", arguments.number(IDX));
-        exchange(kDeleteProbeResponseIe, VsieIndexRecord{arguments.number(IDX)}, "delete for vsie proberesp",
-                 &call.status);
+    Arguments<1> arguments(index_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "idx:%d \n\n", arguments.number(IDX));
+        exchange(call, kDeleteProbeResponseIe, VsieIndexRecord{arguments.number(IDX)}, "delete for vsie proberesp");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 void add_response_ie(const ProbeResponseIeRecord &record)
@@ -342,12 +311,10 @@ void add_response_ie(const ProbeResponseIeRecord &record)
     reply_close(table);
 }
 
-int wexond_wifivsie_proberesp_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                   blob_attr *)
+int wexond_wifivsie_proberesp_list(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<ProbeResponseIeList> answer = ask<ProbeResponseIeList>(kListProbeResponseIes);
-    if (answer.check("list for vsie proberesp", &call.status)) {
+    if (Answer<ProbeResponseIeList> answer =
+            ask<ProbeResponseIeList>(call, kListProbeResponseIes, "list for vsie proberesp")) {
         reply_start();
         void *array = reply_open_array("wexond.wifi.vsie.proberesp");
         for (size_t i = 0; i < entry_count(*answer); i++)
@@ -355,38 +322,38 @@ int wexond_wifivsie_proberesp_list(ubus_context *, ubus_object *object, ubus_req
                 add_response_ie(answer->entries[i]);
         reply_close(array);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method vsie_methods[] = {
-    UBUS_METHOD_NOARG("get", wexond_wifivsie_get),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_wifivsie_get)),
 };
 
 const ubus_method beacontx_methods[] = {
-    UBUS_METHOD("add", wexond_wifivsie_beacontx_add, beacontx_add_policy),
-    UBUS_METHOD("delete", wexond_wifivsie_beacontx_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_wifivsie_beacontx_list),
-    UBUS_METHOD("start", wexond_wifivsie_beacontx_start, index_policy),
-    UBUS_METHOD("stop", wexond_wifivsie_beacontx_stop, index_policy),
+    UBUS_METHOD("add", SERVE(wexond_wifivsie_beacontx_add), beacontx_add_policy),
+    UBUS_METHOD("delete", SERVE(wexond_wifivsie_beacontx_delete), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE(wexond_wifivsie_beacontx_list)),
+    UBUS_METHOD("start", SERVE_AS("wexond_wifivsie_beacontx_start", beacontx_run, kStart), index_policy),
+    UBUS_METHOD("stop", SERVE_AS("wexond_wifivsie_beacontx_stop", beacontx_run, kStop), index_policy),
 };
 
 const ubus_method proberx_methods[] = {
-    UBUS_METHOD("add", wexond_wifivsie_proberx_add, proberx_add_policy),
-    UBUS_METHOD("delete", wexond_wifivsie_proberx_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_wifivsie_proberx_list),
-    UBUS_METHOD("flush", wexond_wifivsie_proberx_flush, flush_policy),
+    UBUS_METHOD("add", SERVE(wexond_wifivsie_proberx_add), proberx_add_policy),
+    UBUS_METHOD("delete", SERVE(wexond_wifivsie_proberx_delete), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE(wexond_wifivsie_proberx_list)),
+    UBUS_METHOD("flush", SERVE(wexond_wifivsie_proberx_flush), flush_policy),
 };
 
 const ubus_method proberesp_methods[] = {
-    UBUS_METHOD("add", wexond_wifivsie_proberesp_add, proberesp_add_policy),
-    UBUS_METHOD("delete", wexond_wifivsie_proberesp_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_wifivsie_proberesp_list),
+    UBUS_METHOD("add", SERVE(wexond_wifivsie_proberesp_add), proberesp_add_policy),
+    UBUS_METHOD("delete", SERVE(wexond_wifivsie_proberesp_delete), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE(wexond_wifivsie_proberesp_list)),
 };
 
-ubus_object_type vsie_type = UBUS_OBJECT_TYPE("wexond.wifi.vsie", vsie_methods);
-ubus_object_type beacontx_type = UBUS_OBJECT_TYPE("wexond.wifi.vsie.beacontx", beacontx_methods);
-ubus_object_type proberx_type = UBUS_OBJECT_TYPE("wexond.wifi.vsie.proberx", proberx_methods);
-ubus_object_type proberesp_type = UBUS_OBJECT_TYPE("wexond.wifi.vsie.proberesp", proberesp_methods);
+ubus_object_type vsie_type = bus_object_type("wexond.wifi.vsie", vsie_methods);
+ubus_object_type beacontx_type = bus_object_type("wexond.wifi.vsie.beacontx", beacontx_methods);
+ubus_object_type proberx_type = bus_object_type("wexond.wifi.vsie.proberx", proberx_methods);
+ubus_object_type proberesp_type = bus_object_type("wexond.wifi.vsie.proberesp", proberesp_methods);
 
 } // namespace
 

@@ -36,10 +36,10 @@ void parse_time(const char *text, WifiTimerRecord &record)
     record.minute = minute;
 }
 
-WifiTimerRecord parse_timer(const Arguments<3> &arguments, uint32_t index, const char *function)
+WifiTimerRecord parse_timer(Call &call, const Arguments<3> &arguments, uint32_t index)
 {
-    WEXOND_LOG_AS(function, "weekday:%s / time:%s / enable:%s \n\n", arguments.text(WEEKDAY), arguments.text(TIME),
-                  arguments.text(ENABLE));
+    CALL_LOG(call, "weekday:%s / time:%s / enable:%s \n\n", arguments.text(WEEKDAY), arguments.text(TIME),
+             arguments.text(ENABLE));
     WifiTimerRecord record{};
     record.index = index;
     record.fixed1 = 1;
@@ -54,51 +54,44 @@ void add_timer(const WifiTimerRecord &record)
 {
     char time[32];
     snprintf(time, sizeof(time), "%02d:%02d", static_cast<int>(record.hour), static_cast<int>(record.minute));
-    reply_string("weekday", wexond_code_to_str(kWeekday, record.weekday));
+    reply_word("weekday", kWeekday, record.weekday);
     reply_string("time", time);
-    reply_string("enable", wexond_code_to_str(kYesNo, record.enable));
+    reply_word("enable", kYesNo, record.enable);
 }
 
-int wexond_wifitimer_add(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                         blob_attr *message)
+int wexond_wifitimer_add(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<3> arguments(timer_policy, message);
-    if (!arguments.require(&call.status))
-        return send_for_add(request, call.status, __func__, nullptr);
-    auto answer = ask<WifiTimerIndexRecord>(kAddWifiTimer, parse_timer(arguments, 0, __func__));
-    if (!answer.check("add wifitimer", &call.status))
-        return send_for_add(request, call.status, __func__, nullptr);
+    Arguments<3> arguments(timer_policy, call.message);
+    if (!arguments.require(call))
+        return send_for_add(call, nullptr);
+    auto answer = ask<WifiTimerIndexRecord>(call, kAddWifiTimer, parse_timer(call, arguments, 0), "add wifitimer");
+    if (!answer)
+        return send_for_add(call, nullptr);
     uint32_t index = answer->index;
     entry_add(&entry_lists.wifi_timers, index);
-    return send_for_add(request, call.status, __func__, &index);
+    return send_for_add(call, &index);
 }
 
-int wexond_wifitimer_delete(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                            blob_attr *message)
+int wexond_wifitimer_delete(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(index_policy, message);
-    if (!arguments.require(&call.status))
-        return wexond_send_for_set(request, &call.status);
+    Arguments<1> arguments(index_policy, call.message);
+    if (!arguments.require(call))
+        return send_for_set(call);
     uint32_t index = arguments.number(IDX);
-    WEXOND_LOG("idx:%d \n\n", index);
+    CALL_LOG(call, "idx:%d \n\n", index);
     if (Entry *entry = entry_find(&entry_lists.wifi_timers, index)) {
         // Deliberate: the entry goes before the service is asked, and whatever it answers.
         entry_remove(&entry_lists.wifi_timers, entry);
-        exchange(kDeleteWifiTimer, WifiTimerIndexRecord{index}, "delete wifitimer", &call.status);
+        exchange(call, kDeleteWifiTimer, WifiTimerIndexRecord{index}, "delete wifitimer");
     } else {
-        wexond_fail(&call.status, "failed to delete wifitimer");
+        fail(call, "failed to delete wifitimer");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_wifitimer_list(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                          blob_attr *)
+int wexond_wifitimer_list(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<WifiTimerList> answer = ask<WifiTimerList>(kListWifiTimers);
-    if (answer.check("list wifitimer", &call.status)) {
+    if (Answer<WifiTimerList> answer = ask<WifiTimerList>(call, kListWifiTimers, "list wifitimer")) {
         reply_start();
         void *array = reply_open_array("wexond.wifi.timer");
         for (size_t i = 0; i < entry_count(*answer); i++) {
@@ -110,57 +103,53 @@ int wexond_wifitimer_list(ubus_context *, ubus_object *object, ubus_request_data
         reply_close(array);
         entry_reconcile(&entry_lists.wifi_timers, *answer);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-int wexond_wifitimer1_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                          blob_attr *message)
+int wexond_wifitimer1_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<3> arguments(timer_policy, message);
-    const Entry *entry = entry_find_named(&entry_lists.wifi_timers, object->name);
+    Arguments<3> arguments(timer_policy, call.message);
+    const Entry *entry = entry_find_named(&entry_lists.wifi_timers, call.object->name);
     if (!entry)
-        wexond_fail(&call.status, "failed to set wifitimer");
-    else if (arguments.require(&call.status))
-        exchange(kSetWifiTimer, parse_timer(arguments, entry->index, __func__), "set wifitimer", &call.status);
-    return wexond_send_for_set(request, &call.status);
+        fail(call, "failed to set wifitimer");
+    else if (arguments.require(call))
+        exchange(call, kSetWifiTimer, parse_timer(call, arguments, entry->index), "set wifitimer");
+    return send_for_set(call);
 }
 
-int wexond_wifitimer1_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                          blob_attr *)
+int wexond_wifitimer1_get(Call &call)
 {
-    Call call(object, method, __func__);
-    const Entry *entry = entry_find_named(&entry_lists.wifi_timers, object->name);
+    const Entry *entry = entry_find_named(&entry_lists.wifi_timers, call.object->name);
     if (!entry) {
-        wexond_fail(&call.status, "failed to get wifitimer");
-        return wexond_send_for_get(request, &call.status);
+        fail(call, "failed to get wifitimer");
+        return send_for_get(call);
     }
-    auto answer = ask<WifiTimerRecord>(kGetWifiTimer, WifiTimerIndexRecord{entry->index});
-    if (answer.check("get wifitimer", &call.status)) {
+    auto answer = ask<WifiTimerRecord>(call, kGetWifiTimer, WifiTimerIndexRecord{entry->index}, "get wifitimer");
+    if (answer) {
         reply_start();
-        void *table = reply_open_table(object->name);
+        void *table = reply_open_table(call.object->name);
         add_timer(*answer);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD("add", wexond_wifitimer_add, timer_policy),
-    UBUS_METHOD("delete", wexond_wifitimer_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_wifitimer_list),
+    UBUS_METHOD("add", SERVE(wexond_wifitimer_add), timer_policy),
+    UBUS_METHOD("delete", SERVE(wexond_wifitimer_delete), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE(wexond_wifitimer_list)),
 };
 
 const ubus_method entry_methods[] = {
-    UBUS_METHOD("set", wexond_wifitimer1_set, timer_policy),
-    UBUS_METHOD_NOARG("get", wexond_wifitimer1_get),
+    UBUS_METHOD("set", SERVE(wexond_wifitimer1_set), timer_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_wifitimer1_get)),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.wifi.timer", methods);
+ubus_object_type type = bus_object_type("wexond.wifi.timer", methods);
 
 } // namespace
 
-ubus_object_type wexond_wifitimer_entry_type = UBUS_OBJECT_TYPE("wexond.wifi.timer.", entry_methods);
+ubus_object_type wexond_wifitimer_entry_type = bus_object_type("wexond.wifi.timer.", entry_methods);
 
 ubus_object wexond_wifi_timer_object = {
     .name = "wexond.wifi.timer",

@@ -20,46 +20,42 @@ const blobmsg_policy upgrade_policy[] = {
 
 constexpr size_t kUrlLimit = 256; // of a wider field
 
-int wexond_upgrade(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                   blob_attr *message)
+int wexond_upgrade(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<4> arguments(upgrade_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG("downurl:%s / filesize:%d / chksum:%s / isreboot:%s \n\n", arguments.text(DOWNURL),
-                   arguments.number(FILESIZE), arguments.text(CHKSUM), arguments.text(ISREBOOT));
+    Arguments<4> arguments(upgrade_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "downurl:%s / filesize:%d / chksum:%s / isreboot:%s \n\n", arguments.text(DOWNURL),
+                 arguments.number(FILESIZE), arguments.text(CHKSUM), arguments.text(ISREBOOT));
         UpgradeRecord record{};
         copy_text(record.url, arguments.text(DOWNURL), kUrlLimit);
         record.file_size = static_cast<int32_t>(arguments.number(FILESIZE));
         copy_text(record.checksum, arguments.text(CHKSUM));
         // Deliberate: only the text "0" means no; "no", "false" and the empty text mean yes.
         record.reboot = strcmp(arguments.text(ISREBOOT), "0") != 0;
-        exchange(kUpgrade, record, "upgrade", &call.status);
+        exchange(call, kUpgrade, record, "upgrade");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_reboot(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_reboot(Call &call)
 {
-    Call call(object, method, __func__);
-    exchange(kReboot, RebootRecord{}, "reboot", &call.status);
-    return wexond_send_for_set(request, &call.status);
+    exchange(call, kReboot, RebootRecord{}, "reboot");
+    return send_for_set(call);
 }
 
-int wexond_reset(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_reset(Call &call)
 {
-    Call call(object, method, __func__);
-    exchange(kReset, nullptr, 0, "reset", &call.status);
-    return wexond_send_for_set(request, &call.status);
+    exchange(call, kReset, nullptr, 0, "reset");
+    return send_for_set(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD("upgrade", wexond_upgrade, upgrade_policy),
-    UBUS_METHOD_NOARG("reboot", wexond_reboot),
-    UBUS_METHOD_NOARG("reset", wexond_reset),
+    UBUS_METHOD("upgrade", SERVE(wexond_upgrade), upgrade_policy),
+    UBUS_METHOD_NOARG("reboot", SERVE(wexond_reboot)),
+    UBUS_METHOD_NOARG("reset", SERVE(wexond_reset)),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond", methods);
+ubus_object_type type = bus_object_type("wexond", methods);
 
 } // namespace
 

@@ -37,43 +37,17 @@ struct DeviceRecords {
     WanStatusRecord wan;
 };
 
-struct Step {
-    uint32_t type;
-    uint16_t offset;
-    uint16_t size;
-    const char *failure;
-};
-
-#define STEP(type, member, failure)                                                                                    \
-    {                                                                                                                  \
-        type, offsetof(DeviceRecords, member), sizeof(DeviceRecords::member), failure                                  \
-    }
-const Step steps[] = {
-    STEP(kGetFwInfo, firmware, "Failed to get fwinfo\n"),
-    STEP(kGetManageInfo, management, "Failed to get manage info\n"),
-    STEP(kGetFuncSupport, functions, "Failed to func support\n"),
-    STEP(kGetOpvmBasicInfo, operator_info, "Failed to opvm basic info\n"),
-    STEP(kGetManuInfo, manufacture, "Failed to manu info\n"),
-    STEP(kGetPortNum, ports, "Failed to port num\n"),
-    STEP(kGetUplinkSupport, uplink, "Failed to uplink support\n"),
-    STEP(kGetWanStatus, wan, "Failed to get wan status\n"),
-};
-#undef STEP
-
 // Deliberate: only a missing answer stops the sequence, a return code is not looked at.
-int read_records(DeviceRecords &records)
+bool read_records(Call &call, DeviceRecords &records)
 {
-    for (const Step &step : steps) {
-        void *response = wexond_send_msg(step.type, kRequestFlag, nullptr, 0, sizeof(ReturnCode) + uint32_t{step.size});
-        if (!response) {
-            WEXOND_LOG_AS("wexond_devinfo_get", "%s", step.failure);
-            return -1;
-        }
-        memcpy(reinterpret_cast<char *>(&records) + step.offset, static_cast<char *>(response) + sizeof(ReturnCode),
-               step.size);
-        free(response);
-    }
-    return 0;
+    return read(call, {kGetFwInfo, nullptr, "Failed to get fwinfo\n"}, records.firmware) &&
+           read(call, {kGetManageInfo, nullptr, "Failed to get manage info\n"}, records.management) &&
+           read(call, {kGetFuncSupport, nullptr, "Failed to func support\n"}, records.functions) &&
+           read(call, {kGetOpvmBasicInfo, nullptr, "Failed to opvm basic info\n"}, records.operator_info) &&
+           read(call, {kGetManuInfo, nullptr, "Failed to manu info\n"}, records.manufacture) &&
+           read(call, {kGetPortNum, nullptr, "Failed to port num\n"}, records.ports) &&
+           read(call, {kGetUplinkSupport, nullptr, "Failed to uplink support\n"}, records.uplink) &&
+           read(call, {kGetWanStatus, nullptr, "Failed to get wan status\n"}, records.wan);
 }
 
 // Port numbers are words of the layout record from `first` on; 0 is no port. Deliberate: a count above the slots of its
@@ -120,9 +94,9 @@ void add_device(const HwInfoRecord &hardware, const DeviceRecords &records)
     reply_string("devtype", "AP");
     reply_text("swversion", records.firmware.software_version);
     reply_text("ipaddr", records.management.address);
-    reply_string("vpn", wexond_code_to_str(kYesNo, records.functions.vpn));
-    reply_string("usb", wexond_code_to_str(kYesNo, records.functions.usb));
-    reply_string("dualband", wexond_code_to_str(kYesNo, records.functions.dual_band));
+    reply_word("vpn", kYesNo, records.functions.vpn);
+    reply_word("usb", kYesNo, records.functions.usb);
+    reply_word("dualband", kYesNo, records.functions.dual_band);
     reply_int("mesh", mesh_kind(records.functions));
     reply_text("vunq", records.operator_info.equipment_id);
     reply_text("ifversion", records.operator_info.interface_version);
@@ -131,52 +105,49 @@ void add_device(const HwInfoRecord &hardware, const DeviceRecords &records)
     add_ports("lanports", records.ports, 1, records.ports.lan_count);
     add_ports("wanports", records.ports, 10, records.ports.wan_count);
     reply_string("suggestworkmode", any_mode ? "any" : "router");
-    reply_string("workmode", wexond_code_to_str(kWorkMode, records.wan.work_mode));
+    reply_word("workmode", kWorkMode, records.wan.work_mode);
     reply_string("wireless", records.wan.work_mode == kRepeater ? "yes" : "no");
     reply_string("triband", "no");
 }
 
-int wexond_devinfo_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                       blob_attr *message)
+int wexond_devinfo_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(set_policy, message);
-    if (arguments.require(&call.status)) {
+    Arguments<1> arguments(set_policy, call.message);
+    if (arguments.require(call)) {
         const char *mode = arguments.text(WORKMODE);
-        WEXOND_LOG("workmode:%s \n\n", mode);
+        CALL_LOG(call, "workmode:%s \n\n", mode);
         // Deliberate: a mode that is no word of the vocabulary changes nothing and is reported as a success.
         switch (wexond_str_to_code(kWorkMode, mode)) {
         case kRouter:
-            exchange(kSetDhcp, SetDhcpRecord{kDhcpValue}, "set devinfo", &call.status);
+            exchange(call, kSetDhcp, SetDhcpRecord{kDhcpValue}, "set devinfo");
             break;
         case kBridge:
-            exchange(kSetBridge, SetBridgeRecord{1}, "set devinfo", &call.status);
+            exchange(call, kSetBridge, SetBridgeRecord{1}, "set devinfo");
             break;
         case kRepeater:
             // Deliberate: the vocabulary knows the repeater, this method refuses it.
-            WEXOND_LOG("Repeater is not support\n");
-            wexond_fail(&call.status, "unrecognized parameter: workmode");
+            CALL_LOG(call, "Repeater is not support\n");
+            fail(call, "unrecognized parameter: workmode");
             break;
         }
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_devinfo_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_devinfo_get(Call &call)
 {
-    Call call(object, method, __func__);
     reply_start();
     void *table = reply_open_table("wexond.devinfo");
-    Answer<HwInfoRecord> hardware = ask<HwInfoRecord>(kGetHwInfo);
+    Answer<HwInfoRecord> hardware = ask<HwInfoRecord>(call, kGetHwInfo, "get devinfo");
     DeviceRecords records;
-    if (!hardware.check("get devinfo", &call.status)) {
-        WEXOND_LOG("Failed to get hwinfo\n");
-    } else if (read_records(records) == 0) {
+    if (!hardware) {
+        CALL_LOG(call, "Failed to get hwinfo\n");
+    } else if (read_records(call, records)) {
         add_device(*hardware, records);
         reply_close(table);
     }
     // Deliberate: after a later request without an answer the table stays open, and the reply decodes to no key at all.
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // The standards that either radio offers, joined by "/", in the order in which agents know them.
@@ -200,12 +171,9 @@ void add_wifi_standards(uint32_t offered)
 // The service counts rates in thousands.
 constexpr uint32_t kRateUnit = 1000;
 
-int wexond_devinfoext_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                          blob_attr *)
+int wexond_devinfoext_get(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<HwInfoRecord> hardware = ask<HwInfoRecord>(kGetHwInfo);
-    if (hardware.check("get devinfo", &call.status)) {
+    if (Answer<HwInfoRecord> hardware = ask<HwInfoRecord>(call, kGetHwInfo, "get devinfo")) {
         reply_start();
         void *table = reply_open_table("wexond.devinfo.ext");
         add_wifi_standards(hardware->standards1 | hardware->standards2);
@@ -217,22 +185,22 @@ int wexond_devinfoext_get(ubus_context *, ubus_object *object, ubus_request_data
         reply_close(array);
         reply_close(table);
     } else {
-        WEXOND_LOG("Failed to get hwinfo\n");
+        CALL_LOG(call, "Failed to get hwinfo\n");
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD("set", wexond_devinfo_set, set_policy),
-    UBUS_METHOD_NOARG("get", wexond_devinfo_get),
+    UBUS_METHOD("set", SERVE(wexond_devinfo_set), set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_devinfo_get)),
 };
 
 const ubus_method ext_methods[] = {
-    UBUS_METHOD_NOARG("get", wexond_devinfoext_get),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_devinfoext_get)),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.devinfo", methods);
-ubus_object_type ext_type = UBUS_OBJECT_TYPE("wexond.devinfo.ext", ext_methods);
+ubus_object_type type = bus_object_type("wexond.devinfo", methods);
+ubus_object_type ext_type = bus_object_type("wexond.devinfo.ext", ext_methods);
 
 } // namespace
 

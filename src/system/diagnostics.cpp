@@ -27,51 +27,41 @@ const blobmsg_policy traceroute_policy[] = {
     {.name = "maxhop", .type = BLOBMSG_TYPE_INT32},
 };
 
-// An optional number of a job: its argument, its field, its bit in the mask of given fields.
-template <typename Record> struct Option {
-    size_t argument;
-    le32 Record::*field;
-    uint32_t bit;
-    uint32_t divisor;
-};
-
 const Option<PingRecord> ping_options[] = {
-    {PING_NUM, &PingRecord::count, 2, 1},
-    {PING_TIMEOUT, &PingRecord::timeout, 4, 1},
-    {PING_BLOCKSIZE, &PingRecord::block_size, 8, 1},
+    {PING_NUM, kGivenPingCount, fill_number<&PingRecord::count>},
+    {PING_TIMEOUT, kGivenTimeout, fill_number<&PingRecord::timeout>},
+    {PING_BLOCKSIZE, kGivenBlockSize, fill_number<&PingRecord::block_size>},
 };
 
 // Deliberate: the time-out is divided here and is not for a ping.
+bool fill_seconds(const Call &, TracerouteRecord &record, blob_attr *milliseconds)
+{
+    record.timeout = blobmsg_get_u32(milliseconds) / 1000;
+    return true;
+}
+
 const Option<TracerouteRecord> traceroute_options[] = {
-    {TRACE_NUMOFTRIES, &TracerouteRecord::tries, 16, 1},
-    {TRACE_TIMEOUT, &TracerouteRecord::timeout, 4, 1000},
-    {TRACE_BLOCKSIZE, &TracerouteRecord::block_size, 8, 1},
-    {TRACE_MAXHOP, &TracerouteRecord::max_hops, 32, 1},
+    {TRACE_NUMOFTRIES, kGivenTries, fill_number<&TracerouteRecord::tries>},
+    {TRACE_TIMEOUT, kGivenTimeout, fill_seconds},
+    {TRACE_BLOCKSIZE, kGivenBlockSize, fill_number<&TracerouteRecord::block_size>},
+    {TRACE_MAXHOP, kGivenMaxHops, fill_number<&TracerouteRecord::max_hops>},
 };
 
 // Host and options of a job, the host being the first argument of both policies.
-template <typename Record, size_t Policies, size_t Options>
-void fill_job(Record &record, const blobmsg_policy (&policy)[Policies], const Arguments<Policies> &arguments,
-              const Option<Record> (&options)[Options], const char *function)
+template <typename Record, size_t N, size_t Options>
+void fill_job(Call &call, const Arguments<N> &arguments, const Option<Record> (&options)[Options], Record &record)
 {
     copy_text(record.host, arguments.text(0));
-    WEXOND_LOG_AS(function, "host:%s \n\n", arguments.text(0));
-    for (const Option<Record> &option : options) {
-        if (!arguments.has(option.argument))
-            continue;
-        uint32_t value = arguments.number(option.argument);
-        WEXOND_LOG_AS(function, "%s:%u \n\n", policy[option.argument].name, value);
-        record.*option.field = value / option.divisor;
-        record.given_mask = record.given_mask | option.bit;
-    }
+    CALL_LOG(call, "host:%s \n\n", arguments.text(0));
+    fill_options(call, arguments, options, record, &Record::given_mask, "%s:%u \n\n");
 }
 
 // False where the handler is to reply at once.
-bool add_cpu(Status *status)
+bool add_cpu(Call &call)
 {
     Answer<CpuRateRecord> answer = ask<CpuRateRecord>(kGetCpuRate);
     if (!answer.accepted()) {
-        wexond_fail(status, "failed to get cpu rate");
+        fail(call, "failed to get cpu rate");
         // Deliberate: the other requests are still made after a missing answer, and not after a refusal.
         return !answer.present();
     }
@@ -80,23 +70,23 @@ bool add_cpu(Status *status)
     return true;
 }
 
-bool add_memory(Status *status)
+bool add_memory(Call &call)
 {
     Answer<MemoryRateRecord> answer = ask<MemoryRateRecord>(kGetMemoryRate);
     if (!answer.accepted()) {
-        wexond_fail(status, "failed to get mem rate");
+        fail(call, "failed to get mem rate");
         return false;
     }
     reply_int("memusage", answer->usage);
     return true;
 }
 
-bool add_flash(Status *status)
+bool add_flash(Call &call)
 {
     Answer<FlashRateRecord> answer = ask<FlashRateRecord>(kGetFlashRate);
     if (!answer.accepted()) {
         // Deliberate: a refusal's text lacks the word "get".
-        wexond_fail(status, answer.present() ? "failed to flash rate" : "failed to get flash rate");
+        fail(call, answer.present() ? "failed to flash rate" : "failed to get flash rate");
         return false;
     }
     reply_int("flashusage", answer->usage);
@@ -104,11 +94,11 @@ bool add_flash(Status *status)
     return true;
 }
 
-bool add_open_ports(uint32_t type, const char *key, const char *failure, Status *status)
+bool add_open_ports(Call &call, uint32_t type, const char *key, const char *failure)
 {
     Answer<OpenPortsRecord> answer = ask<OpenPortsRecord>(type);
     if (!answer.accepted()) {
-        wexond_fail(status, "%s", failure);
+        fail(call, "%s", failure);
         return false;
     }
     void *array = reply_open_array(key);
@@ -119,64 +109,56 @@ bool add_open_ports(uint32_t type, const char *key, const char *failure, Status 
     return true;
 }
 
-int wexond_diagnostics_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                           blob_attr *)
+int wexond_diagnostics_get(Call &call)
 {
-    Call call(object, method, __func__);
     reply_start();
     void *table = reply_open_table("wexond.diagnostics");
-    if (add_cpu(&call.status) && add_memory(&call.status) && add_flash(&call.status))
+    if (add_cpu(call) && add_memory(call) && add_flash(call))
         reply_close(table);
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-int wexond_diagnostics_netstat(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                               blob_attr *)
+int wexond_diagnostics_netstat(Call &call)
 {
-    Call call(object, method, __func__);
     reply_start();
-    if (add_open_ports(kGetTcpPorts, "tcp", "failed to get tcp open port", &call.status))
-        add_open_ports(kGetUdpPorts, "udp", "failed to get udp open port", &call.status);
-    return wexond_send_for_get(request, &call.status);
+    if (add_open_ports(call, kGetTcpPorts, "tcp", "failed to get tcp open port"))
+        add_open_ports(call, kGetUdpPorts, "udp", "failed to get udp open port");
+    return send_for_get(call);
 }
 
-int wexond_diagnostics_ping(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                            blob_attr *message)
+int wexond_diagnostics_ping(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<4> arguments(ping_policy, message);
-    if (arguments.require(&call.status, 1)) {
+    Arguments<4> arguments(ping_policy, call.message);
+    if (arguments.require(call, 1)) {
         PingRecord record{};
-        fill_job(record, ping_policy, arguments, ping_options, __func__);
+        fill_job(call, arguments, ping_options, record);
         if (!accepts(kPing, record))
-            wexond_fail(&call.status, "failed to ping");
+            fail(call, "failed to ping");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_diagnostics_traceroute(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                  blob_attr *message)
+int wexond_diagnostics_traceroute(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<5> arguments(traceroute_policy, message);
-    if (arguments.require(&call.status, 1)) {
+    Arguments<5> arguments(traceroute_policy, call.message);
+    if (arguments.require(call, 1)) {
         TracerouteRecord record{};
-        fill_job(record, traceroute_policy, arguments, traceroute_options, __func__);
+        fill_job(call, arguments, traceroute_options, record);
         record.fixed = 1;
         if (!accepts(kTraceroute, record))
-            wexond_fail(&call.status, "failed to traceroute");
+            fail(call, "failed to traceroute");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD_NOARG("get", wexond_diagnostics_get),
-    UBUS_METHOD_NOARG("netstat", wexond_diagnostics_netstat),
-    UBUS_METHOD("ping", wexond_diagnostics_ping, ping_policy),
-    UBUS_METHOD("traceroute", wexond_diagnostics_traceroute, traceroute_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_diagnostics_get)),
+    UBUS_METHOD_NOARG("netstat", SERVE(wexond_diagnostics_netstat)),
+    UBUS_METHOD("ping", SERVE(wexond_diagnostics_ping), ping_policy),
+    UBUS_METHOD("traceroute", SERVE(wexond_diagnostics_traceroute), traceroute_policy),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.diagnostics", methods);
+ubus_object_type type = bus_object_type("wexond.diagnostics", methods);
 
 } // namespace
 

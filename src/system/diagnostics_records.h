@@ -38,13 +38,20 @@ static_assert(sizeof(OpenPortsRecord) == 128);
 // both are so on the service's side.
 constexpr uint32_t kPing = 50;
 
+// Bits of the given fields of both jobs.
+constexpr uint32_t kGivenPingCount = 2;
+constexpr uint32_t kGivenTimeout = 4;
+constexpr uint32_t kGivenBlockSize = 8;
+constexpr uint32_t kGivenTries = 16;
+constexpr uint32_t kGivenMaxHops = 32;
+
 struct PingRecord {
     char host[64]; // may fill its field
     le32 count;
     le32 timeout; // as given
     le32 block_size;
     char reserved[68];
-    le32 given_mask; // 2 count, 4 timeout, 8 block size
+    le32 given_mask; // which of the options a request gives
 };
 static_assert(sizeof(PingRecord) == 148);
 static_assert(offsetof(PingRecord, count) == 64);
@@ -60,8 +67,8 @@ struct TracerouteRecord {
     le32 timeout; // a thousandth of what is given
     le32 block_size;
     le32 max_hops;
-    le32 fixed;      // always 1
-    le32 given_mask; // 4 timeout, 8 block size, 16 tries, 32 hops
+    le32 fixed; // always 1
+    le32 given_mask;
 };
 static_assert(sizeof(TracerouteRecord) == 88);
 static_assert(offsetof(TracerouteRecord, tries) == 64);

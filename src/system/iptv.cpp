@@ -34,12 +34,12 @@ const Membership memberships[] = {
 };
 
 // Deliberate: an element counts by its low eight bits, whatever its type; what is no bit of the mask sets none.
-uint32_t parse_mask(const blob_attr *ports, const char *log_word)
+uint32_t parse_mask(const Call &call, const blob_attr *ports, const char *log_word)
 {
     uint32_t mask = 0;
     for (const blob_attr *element : Elements(ports)) {
         uint32_t port = element_number(element);
-        WEXOND_LOG_AS("wexond_iptv_set", "%s port:%d \n\n", log_word, port);
+        CALL_LOG(call, "%s port:%d \n\n", log_word, port);
         if ((port & 0xFF) < 32)
             mask |= 1u << (port & 0xFF);
     }
@@ -53,28 +53,25 @@ void add_mask(uint32_t mask, uint32_t bits)
             reply_int("", bit);
 }
 
-int wexond_iptv_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                    blob_attr *message)
+int wexond_iptv_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<5> arguments(set_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG("enable:%s / vlanid:%d \n\n", arguments.text(ENABLE), arguments.number(VLANID));
+    Arguments<5> arguments(set_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "enable:%s / vlanid:%d \n\n", arguments.text(ENABLE), arguments.number(VLANID));
         IptvRecord record{};
         record.enable = strcmp(arguments.text(ENABLE), "yes") == 0;
         record.vlans[0].vlan_id = arguments.number(VLANID);
         for (const Membership &membership : memberships)
-            record.vlans[0].*membership.mask = parse_mask(arguments.array(membership.argument), membership.log_word);
-        exchange(kSetIptv, record, "set iptv", &call.status);
+            record.vlans[0].*membership.mask =
+                parse_mask(call, arguments.array(membership.argument), membership.log_word);
+        exchange(call, kSetIptv, record, "set iptv");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_iptv_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_iptv_get(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<IptvRecord> answer = ask<IptvRecord>(kGetIptv);
-    if (answer.check("get iptv", &call.status)) {
+    if (Answer<IptvRecord> answer = ask<IptvRecord>(call, kGetIptv, "get iptv")) {
         reply_start();
         void *table = reply_open_table("wexond.iptv");
         reply_int("vlanid", answer->vlans[0].vlan_id);
@@ -89,15 +86,15 @@ int wexond_iptv_get(ubus_context *, ubus_object *object, ubus_request_data *requ
         reply_close(reply_open_array("5G-2"));
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD("set", wexond_iptv_set, set_policy),
-    UBUS_METHOD_NOARG("get", wexond_iptv_get),
+    UBUS_METHOD("set", SERVE(wexond_iptv_set), set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_iptv_get)),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.iptv", methods);
+ubus_object_type type = bus_object_type("wexond.iptv", methods);
 
 } // namespace
 

@@ -8,6 +8,7 @@
 
 #include "core/arguments.h"
 #include "core/call.h"
+#include "core/clock.h"
 #include "core/entry.h"
 #include "core/reply.h"
 #include "core/vocabulary.h"
@@ -76,8 +77,8 @@ void add_identity(const StationRecord &station)
 // The time of the last change of state stands under the key of the state that it led to.
 void add_state(const StationRecord &station)
 {
-    char text[80];
-    write_local_time(text, sizeof(text), station.changed_at);
+    char text[20];
+    write_local_time(text, station.changed_at);
     bool active = station.active == 1;
 
     reply_int("active", active);
@@ -96,10 +97,10 @@ void add_link(const StationRecord &station, uint32_t rate_unit)
     reply_string("band", wired ? "" : band);
     reply_string("ssid", wired ? "" : read_text(station.ssid).data);
     reply_int("rssi", wired ? 0 : static_cast<int32_t>(station.rssi));
-    reply_string("downloadspeed", wexond_code_to_str(kPlainNumber, station.download_speed));
-    reply_string("uploadspeed", wexond_code_to_str(kPlainNumber, station.upload_speed));
+    reply_word("downloadspeed", kPlainNumber, station.download_speed);
+    reply_word("uploadspeed", kPlainNumber, station.upload_speed);
     reply_int("negorate", rate_unit * station.rate);
-    reply_string("duplexmode", wexond_code_to_str(kDuplex, station.duplex));
+    reply_word("duplexmode", kDuplex, station.duplex);
 }
 
 void add_counters(const StationRecord &station)
@@ -129,13 +130,17 @@ struct Bandwidths {
     uint32_t upstream;
 };
 
-// Deliberate: the return code is not looked at, only a missing answer is noticed. `list` reports a limit only where one
-// is set, entry `get` whatever the answer holds.
-Bandwidths ask_bandwidths(const StationMac &mac, bool only_if_limited, const char *function)
+// Deliberate: the return code is not looked at, only a missing answer is noticed.
+Answer<StationRateLimitRecord> ask_rate_limit(const StationMac &mac)
 {
-    auto answer = ask<StationRateLimitRecord>(kGetRateLimit, record_for<StationRateLimitRecord>(mac));
+    return ask<StationRateLimitRecord>(kGetRateLimit, record_for<StationRateLimitRecord>(mac));
+}
+
+// `list` reports a limit only where one is set, entry `get` whatever the answer holds.
+Bandwidths bandwidths_of(const Call &call, const Answer<StationRateLimitRecord> &answer, bool only_if_limited)
+{
     if (!answer.present()) {
-        WEXOND_LOG_AS(function, "Failed to get sta rate limit\n");
+        CALL_LOG(call, "Failed to get sta rate limit\n");
         return {0, 0};
     }
     if (only_if_limited && answer->limited != 1)
@@ -162,8 +167,6 @@ void add_station(const StationRecord &station, uint32_t rate_unit)
 
 // --- list ---
 
-constexpr const char *kListHandler = "wexond_laninfo_list";
-
 int reset_mac_index(uint32_t capacity)
 {
     free(mac_index.items);
@@ -179,24 +182,42 @@ void append_mac(const StationMac &mac)
     memcpy(item.mac, mac, sizeof(item.mac));
 }
 
-void add_listed_station(const StationRecord &station)
+// A service that stops answering costs one `list` one time limit, not one for each station: when the requests without
+// an answer have taken this long in all, the rest count as not answered and are not made. Those that fail at once take
+// next to nothing and are all made.
+constexpr int64_t kPatienceMs = 2000;
+
+// Adds the time that a missing answer took to `waited`.
+Bandwidths ask_listed_bandwidths(const Call &call, const StationMac &mac, int64_t &waited)
+{
+    if (waited >= kPatienceMs)
+        return bandwidths_of(call, Answer<StationRateLimitRecord>(nullptr), true);
+    int64_t start = monotonic_ms();
+    auto answer = ask_rate_limit(mac);
+    if (!answer.present())
+        waited += monotonic_ms() - start;
+    return bandwidths_of(call, answer, true);
+}
+
+void add_listed_station(const Call &call, const StationRecord &station, int64_t &waited)
 {
     append_mac(station.mac);
     void *table = reply_open_table("");
     reply_int("idx", mac_index.count);
     add_station(station, kListRateUnit);
-    add_access(station, ask_bandwidths(station.mac, true, kListHandler));
+    add_access(station, ask_listed_bandwidths(call, station.mac, waited));
     reply_close(table);
 }
 
-void add_stations(const StationRecord *stations, uint32_t count)
+void add_stations(Call &call, const StationRecord *stations, uint32_t count)
 {
     tzset(); // the zone may have been changed, and localtime_r need not look
     reply_start();
     void *array = reply_open_array("wexond.laninfo");
+    int64_t waited = 0; // for answers that did not come
     for (uint32_t i = 0; i < count; i++) {
-        WEXOND_LOG_AS(kListHandler, "Scan sta[%d]\n", i);
-        add_listed_station(stations[i]);
+        CALL_LOG(call, "Scan sta[%d]\n", i);
+        add_listed_station(call, stations[i], waited);
     }
     reply_close(array);
 }
@@ -205,19 +226,17 @@ void add_stations(const StationRecord *stations, uint32_t count)
 // many, it is returned.
 Entry *align_entries(const ubus_object *called)
 {
-    Entry *entry, *next, *own = nullptr;
-    vlist_for_each_element_safe (&entry_lists.lan_hosts, entry, node, next) {
-        if (entry->index <= mac_index.count)
-            continue;
-        if (&entry->object == called)
-            own = entry;
-        else
+    Entry *own = entry_owning(&entry_lists.lan_hosts, called);
+    Entry *entry, *next;
+    vlist_for_each_element_safe (&entry_lists.lan_hosts, entry, node, next)
+        if (entry->index > mac_index.count && entry != own)
             entry_remove(&entry_lists.lan_hosts, entry);
-    }
     for (uint32_t number = 1; number <= mac_index.count; number++)
         if (!entry_find(&entry_lists.lan_hosts, number))
             entry_add(&entry_lists.lan_hosts, number);
-    return own;
+    // Looked for anew: a number of an equal key may have taken its place.
+    own = entry_owning(&entry_lists.lan_hosts, called);
+    return own && own->index > mac_index.count ? own : nullptr;
 }
 
 // A count that no answer can carry is not asked for and counts as no answer.
@@ -232,56 +251,51 @@ Answer<StationListHeader> ask_stations(uint32_t count)
 
 // Builds the reply and brings table and entry objects into line with it. Returns what align_entries does; null, too,
 // for a failure.
-Entry *list_stations(const ubus_object *called, Status *status)
+Entry *list_stations(Call &call)
 {
     constexpr const char *action = "get laninfo list";
-    Answer<StationCountsRecord> counts = ask<StationCountsRecord>(kGetStationCounts);
-    if (!counts.check(action, status)) {
-        WEXOND_LOG_AS(kListHandler, "Failed to get sta num\n");
+    Answer<StationCountsRecord> counts = ask<StationCountsRecord>(call, kGetStationCounts, action);
+    if (!counts) {
+        CALL_LOG(call, "Failed to get sta num\n");
         return nullptr;
     }
     uint32_t announced = counts->total;
-    WEXOND_LOG_AS(kListHandler, "All Sta num = %d\n", announced);
+    CALL_LOG(call, "All Sta num = %d\n", announced);
 
     Answer<StationListHeader> list = ask_stations(announced);
-    if (!list.check(action, status)) {
-        WEXOND_LOG_AS(kListHandler, "Failed to get sta list\n");
+    if (!list.check(action, &call.status)) {
+        CALL_LOG(call, "Failed to get sta list\n");
         return nullptr;
     }
     if (reset_mac_index(announced)) {
-        WEXOND_LOG_AS(kListHandler, "Failed to malloc mac&index list\n");
-        wexond_fail(status, "failed to %s", action);
+        CALL_LOG(call, "Failed to malloc mac&index list\n");
+        fail(call, "failed to %s", action);
         return nullptr;
     }
     // No more than were announced, asked for and delivered.
     uint32_t listed = list->count;
-    WEXOND_LOG_AS(kListHandler, "Sta num = %d\n", listed);
-    add_stations(reinterpret_cast<const StationRecord *>(&*list + 1), std::min(listed, announced));
-    return align_entries(called);
+    CALL_LOG(call, "Sta num = %d\n", listed);
+    add_stations(call, reinterpret_cast<const StationRecord *>(&*list + 1), std::min(listed, announced));
+    return align_entries(call.object);
 }
 
-int wexond_laninfo_list(ubus_context *context, ubus_object *object, ubus_request_data *request, const char *method,
-                        blob_attr *)
+int wexond_laninfo_list(Call &call)
 {
-    Call call(object, method, __func__);
-    Entry *surplus = list_stations(object, &call.status);
+    Entry *surplus = list_stations(call);
     if (!surplus)
-        return wexond_send_for_get(request, &call.status);
+        return send_for_get(call);
     // The broker carries no answer of an object that is gone: one that its own call withdraws answers to the end first.
     ubus_request_data answered;
-    ubus_defer_request(context, request, &answered);
+    ubus_defer_request(wexond_context, call.request, &answered);
     wexond_send_for_get(&answered, &call.status);
-    ubus_complete_deferred_request(context, &answered, UBUS_STATUS_OK);
+    ubus_complete_deferred_request(wexond_context, &answered, UBUS_STATUS_OK);
     entry_remove(&entry_lists.lan_hosts, surplus);
     return 0;
 }
 
-int wexond_terminalnum_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                           blob_attr *)
+int wexond_terminalnum_get(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<StationCountsRecord> counts = ask<StationCountsRecord>(kGetStationCounts);
-    if (counts.check("get terminalnum", &call.status)) {
+    if (Answer<StationCountsRecord> counts = ask<StationCountsRecord>(call, kGetStationCounts, "get terminalnum")) {
         reply_start();
         void *table = reply_open_table("wexond.laninfo");
         reply_int("wired", counts->wired);
@@ -289,27 +303,24 @@ int wexond_terminalnum_get(ubus_context *, ubus_object *object, ubus_request_dat
         reply_int("5G", counts->wifi_5g);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // --- One station ---
 
 // How finding the station of a called object is logged and reported by each of its two users.
 struct Finding {
-    const char *function;
     const char *found;
     const char *failure;
 };
 
-constexpr const char *kSetHandler = "wexond_laninfo1_set";
-
-const Finding get_finding = {"wexond_laninfo1_get", "Succeed to find index", "failed to get laninfo"};
-const Finding set_finding = {kSetHandler, "Succeed to get sta num", "failed to set laninfo"};
+constexpr Finding kGetFinding = {"Succeed to find index", "failed to get laninfo"};
+constexpr Finding kSetFinding = {"Succeed to get sta num", "failed to set laninfo"};
 
 // The station number of a called object; 0 for an object that is no entry's.
 uint32_t find_number(const ubus_object *object)
 {
-    Entry *entry = entry_find_named(&entry_lists.lan_hosts, object->name);
+    const Entry *entry = entry_find_named(&entry_lists.lan_hosts, object->name);
     return entry ? static_cast<uint32_t>(entry->index) : 0;
 }
 
@@ -322,71 +333,69 @@ const StationMac *find_mac(uint32_t number)
     return nullptr;
 }
 
-// The MAC address of the called object's station; null with the reason in the status.
-const StationMac *find_station(const ubus_object *object, const Finding &finding, Status *status)
+// The MAC address of the called object's station; null where the call has failed.
+const StationMac *find_station(Call &call, const Finding &finding)
 {
-    uint32_t number = find_number(object);
+    uint32_t number = find_number(call.object);
     if (number == 0) {
-        WEXOND_LOG_AS(finding.function, "Failed to find index\n");
-        wexond_fail(status, "%s", finding.failure);
+        CALL_LOG(call, "Failed to find index\n");
+        fail(call, "%s", finding.failure);
         return nullptr;
     }
-    WEXOND_LOG_AS(finding.function, "%s = %d\n", finding.found, number);
+    CALL_LOG(call, "%s = %d\n", finding.found, number);
     const StationMac *mac = find_mac(number);
     if (!mac) {
-        WEXOND_LOG_AS(finding.function, "Failed to find mac\n");
-        wexond_fail(status, "%s", finding.failure);
+        CALL_LOG(call, "Failed to find mac\n");
+        fail(call, "%s", finding.failure);
         return nullptr;
     }
-    WEXOND_LOG_AS(finding.function, "Succeed to find mac = %s\n", read_text(*mac).data);
+    CALL_LOG(call, "Succeed to find mac = %s\n", read_text(*mac).data);
     return mac;
 }
 
-int wexond_laninfo1_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                        blob_attr *)
+int wexond_laninfo1_get(Call &call)
 {
-    Call call(object, method, __func__);
-    const StationMac *mac = find_station(object, get_finding, &call.status);
+    const StationMac *mac = find_station(call, kGetFinding);
     if (!mac)
-        return wexond_send_for_get(request, &call.status);
-    Answer<StationRecord> station = ask<StationRecord>(kGetStation, record_for<StationRecord>(*mac));
-    if (station.check("get laninfo", &call.status)) {
+        return send_for_get(call);
+    if (Answer<StationRecord> station =
+            ask<StationRecord>(call, kGetStation, record_for<StationRecord>(*mac), "get laninfo")) {
         tzset(); // the zone may have been changed, and localtime_r need not look
         reply_start();
-        void *table = reply_open_table(object->name);
+        void *table = reply_open_table(call.object->name);
         add_station(*station, kEntryRateUnit);
-        add_access(*station, ask_bandwidths(*mac, false, __func__));
+        add_access(*station, bandwidths_of(call, ask_rate_limit(*mac), false));
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // Sends a setter's record; false, logged, where it failed.
-template <typename Record> bool change(uint32_t type, const Record &record, const char *action, Status *status)
+template <typename Record> bool change(Call &call, uint32_t type, const Record &record, const char *action)
 {
-    if (exchange(type, record, action, status))
+    if (exchange(call, type, record, action))
         return true;
-    WEXOND_LOG_AS(kSetHandler, "Failed to %s\n", action);
+    CALL_LOG(call, "Failed to %s\n", action);
     return false;
 }
 
 // The setters: each does nothing and succeeds where its arguments are absent.
-bool set_name(const SetArguments &arguments, const StationMac &mac, Status *status)
+bool set_name(Call &call, const SetArguments &arguments, const StationMac &mac)
 {
     if (!arguments.has(DEVNAME))
         return true;
-    WEXOND_LOG_AS(kSetHandler, "devname:%s \n\n", arguments.text(DEVNAME));
+    CALL_LOG(call, "devname:%s \n\n", arguments.text(DEVNAME));
     auto record = record_for<StationNameRecord>(mac);
     copy_text(record.device_name, arguments.text(DEVNAME));
-    return change(kSetStationName, record, "set devname", status);
+    return change(call, kSetStationName, record, "set devname");
 }
 
-bool set_access(const SetArguments &arguments, const StationMac &mac, Status *status)
+bool set_access(Call &call, const SetArguments &arguments, const StationMac &mac)
 {
     if (!arguments.has(INTERNETACCESS))
         return true;
     uint32_t access = arguments.number(INTERNETACCESS);
-    WEXOND_LOG_AS(kSetHandler, "internetaccess:%d \n\n", access);
+    CALL_LOG(call, "internetaccess:%d \n\n", access);
     // Deliberate: both requests go out for an unknown access too, then without a station.
     StationAccessRecord internet{}, wifi{};
     if (access <= 2) {
@@ -394,75 +403,65 @@ bool set_access(const SetArguments &arguments, const StationMac &mac, Status *st
         internet.flag = access == 2;
         wifi.flag = access >= 1;
     }
-    return change(kSetInternetAccess, internet, "set internetaccess", status) &&
-           change(kSetWifiAccess, wifi, "set wifiaccess", status);
+    return change(call, kSetInternetAccess, internet, "set internetaccess") &&
+           change(call, kSetWifiAccess, wifi, "set wifiaccess");
 }
 
-bool set_storage_access(const SetArguments &arguments)
+bool set_storage_access(const Call &call, const SetArguments &arguments)
 {
     // Deliberate: storage access can be read but not changed; the argument is taken and nothing is sent.
     if (arguments.has(STORAGEACCESS))
-        WEXOND_LOG_AS(kSetHandler, "storageaccess:%d \n\n", arguments.number(STORAGEACCESS));
+        CALL_LOG(call, "storageaccess:%d \n\n", arguments.number(STORAGEACCESS));
     return true;
 }
 
-bool set_bandwidth(const SetArguments &arguments, const StationMac &mac, Status *status)
+const Option<StationRateLimitRecord> bandwidth_options[] = {
+    {USBANDWIDTH, kChangeStationUpstream, fill_number<&StationRateLimitRecord::upstream>},
+    {DSBANDWIDTH, kChangeStationDownstream, fill_number<&StationRateLimitRecord::downstream>},
+};
+
+bool set_bandwidth(Call &call, const SetArguments &arguments, const StationMac &mac)
 {
     auto record = record_for<StationRateLimitRecord>(mac);
-    if (arguments.has(USBANDWIDTH)) {
-        WEXOND_LOG_AS(kSetHandler, "usbandwidth:%d \n\n", arguments.number(USBANDWIDTH));
-        record.upstream = arguments.number(USBANDWIDTH);
-        record.change_mask = record.change_mask | 1;
-    }
-    if (arguments.has(DSBANDWIDTH)) {
-        WEXOND_LOG_AS(kSetHandler, "dsbandwidth:%d \n\n", arguments.number(DSBANDWIDTH));
-        record.downstream = arguments.number(DSBANDWIDTH);
-        record.change_mask = record.change_mask | 2;
-    }
-    return record.change_mask == 0 || change(kSetRateLimit, record, "set bandwidth", status);
+    fill_options(call, arguments, bandwidth_options, record, &StationRateLimitRecord::change_mask);
+    return record.change_mask == 0 || change(call, kSetRateLimit, record, "set bandwidth");
 }
 
-bool set_model(const SetArguments &arguments, const StationMac &mac, Status *status)
+const Option<StationModelRecord> model_options[] = {
+    {BRAND, kChangeBrand, fill_text<&StationModelRecord::brand>},
+    {MODEL, kChangeModel, fill_text<&StationModelRecord::model>},
+};
+
+bool set_model(Call &call, const SetArguments &arguments, const StationMac &mac)
 {
     auto record = record_for<StationModelRecord>(mac);
-    if (arguments.has(BRAND)) {
-        WEXOND_LOG_AS(kSetHandler, "brand:%s \n\n", arguments.text(BRAND));
-        copy_text(record.brand, arguments.text(BRAND));
-        record.change_mask = record.change_mask | 1;
-    }
-    if (arguments.has(MODEL)) {
-        WEXOND_LOG_AS(kSetHandler, "model:%s \n\n", arguments.text(MODEL));
-        copy_text(record.model, arguments.text(MODEL));
-        record.change_mask = record.change_mask | 2;
-    }
-    return record.change_mask == 0 || change(kSetStationModel, record, "set model or brand", status);
+    fill_options(call, arguments, model_options, record, &StationModelRecord::change_mask);
+    return record.change_mask == 0 || change(call, kSetStationModel, record, "set model or brand");
 }
 
-int wexond_laninfo1_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                        blob_attr *message)
+int wexond_laninfo1_set(Call &call)
 {
-    Call call(object, method, __func__);
-    if (const StationMac *mac = find_station(object, set_finding, &call.status)) {
-        SetArguments arguments(set_policy, message);
+    if (const StationMac *mac = find_station(call, kSetFinding)) {
+        SetArguments arguments(set_policy, call.message);
         // The first failure ends the sequence; what was changed before it stays changed.
-        (void)(set_name(arguments, *mac, &call.status) && set_access(arguments, *mac, &call.status) &&
-               set_storage_access(arguments) && set_bandwidth(arguments, *mac, &call.status) &&
-               set_model(arguments, *mac, &call.status));
+        (void)(set_name(call, arguments, *mac) && set_access(call, arguments, *mac) &&
+               set_storage_access(call, arguments) && set_bandwidth(call, arguments, *mac) &&
+               set_model(call, arguments, *mac));
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD_NOARG("list", wexond_laninfo_list),
-    UBUS_METHOD_NOARG("getnum", wexond_terminalnum_get),
-    UBUS_METHOD("set", wexond_laninfo1_set, set_policy),
-    UBUS_METHOD_NOARG("get", wexond_laninfo1_get),
+    UBUS_METHOD_NOARG("list", SERVE(wexond_laninfo_list)),
+    UBUS_METHOD_NOARG("getnum", SERVE(wexond_terminalnum_get)),
+    UBUS_METHOD("set", SERVE(wexond_laninfo1_set), set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_laninfo1_get)),
 };
 
 } // namespace
 
 // Shared, methods and all, by the static object and every entry object.
-ubus_object_type wexond_laninfo_type = UBUS_OBJECT_TYPE("wexond.laninfo", methods);
+ubus_object_type wexond_laninfo_type = bus_object_type("wexond.laninfo", methods);
 
 ubus_object wexond_laninfo_object = {
     .name = "wexond.laninfo",

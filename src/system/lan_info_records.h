@@ -108,11 +108,15 @@ static_assert(sizeof(StationNameRecord) == 96);
 
 constexpr uint32_t kSetStationModel = 107;
 
+// Bits of the change mask.
+constexpr uint32_t kChangeBrand = 1;
+constexpr uint32_t kChangeModel = 2;
+
 struct StationModelRecord {
     StationMac mac;
-    char brand[32];   // may fill its field
-    char model[32];   // may fill its field
-    le32 change_mask; // 1 brand, 2 model
+    char brand[32]; // may fill its field
+    char model[32]; // may fill its field
+    le32 change_mask;
 };
 static_assert(sizeof(StationModelRecord) == 100);
 static_assert(offsetof(StationModelRecord, change_mask) == 96);
@@ -129,13 +133,17 @@ static_assert(sizeof(StationAccessRecord) == 36);
 constexpr uint32_t kGetRateLimit = 135; // request and answer
 constexpr uint32_t kSetRateLimit = 136;
 
+// Bits of the change mask.
+constexpr uint32_t kChangeStationUpstream = 1;
+constexpr uint32_t kChangeStationDownstream = 2;
+
 struct StationRateLimitRecord {
     le32 limited; // answers only: 1 where a limit is set
     StationMac mac;
     char reserved[32];
     le32 downstream;
     le32 upstream;
-    le32 change_mask; // set requests only: 1 upstream, 2 downstream
+    le32 change_mask; // set requests only
 };
 static_assert(sizeof(StationRateLimitRecord) == 80);
 static_assert(offsetof(StationRateLimitRecord, mac) == 4);

@@ -16,40 +16,35 @@ const blobmsg_policy set_policy[] = {
     {.name = "status", .type = BLOBMSG_TYPE_STRING},
 };
 
-int wexond_ledswitch_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                         blob_attr *message)
+int wexond_ledswitch_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(set_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG("status[%s] \n\n", arguments.text(STATUS));
+    Arguments<1> arguments(set_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "status[%s] \n\n", arguments.text(STATUS));
         LedSwitchRecord record{};
         record.status = wexond_str_to_code(kStatusSwitch, arguments.text(STATUS));
-        exchange(kSetLedSwitch, record, "set ledswitch", &call.status);
+        exchange(call, kSetLedSwitch, record, "set ledswitch");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_ledswitch_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                         blob_attr *)
+int wexond_ledswitch_get(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<LedSwitchRecord> answer = ask<LedSwitchRecord>(kGetLedSwitch);
-    if (answer.check("get ledswitch", &call.status)) {
+    if (Answer<LedSwitchRecord> answer = ask<LedSwitchRecord>(call, kGetLedSwitch, "get ledswitch")) {
         reply_start();
         void *table = reply_open_table("wexond.ledswitch");
-        reply_string("status", wexond_code_to_str(kStatusSwitch, answer->status));
+        reply_word("status", kStatusSwitch, answer->status);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD("set", wexond_ledswitch_set, set_policy),
-    UBUS_METHOD_NOARG("get", wexond_ledswitch_get),
+    UBUS_METHOD("set", SERVE(wexond_ledswitch_set), set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_ledswitch_get)),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.ledswitch", methods);
+ubus_object_type type = bus_object_type("wexond.ledswitch", methods);
 
 } // namespace
 

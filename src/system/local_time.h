@@ -1,8 +1,7 @@
 // A moment as the router's clock on the wall shows it.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 // Writes "2023-11-15 03:43:20" for a number of seconds since the epoch, in the time zone that tzset read last.
-void write_local_time(char *text, size_t size, uint32_t seconds);
+void write_local_time(char (&text)[20], uint32_t seconds);

@@ -12,27 +12,24 @@ namespace
 
 void add_neighbour(uint32_t band, const NeighbourRecord &neighbour)
 {
-    auto bssid = read_text(neighbour.bssid);
-    wexond_mac_compact(bssid.data);
     void *table = reply_open_table("");
-    reply_string("band", wexond_code_to_str(kRadioBand, band));
+    reply_word("band", kRadioBand, band);
     reply_text("ssid", neighbour.ssid);
-    reply_string("bssid", bssid.data);
+    reply_mac("bssid", neighbour.bssid);
     reply_string("networktype", "AP");
     reply_int("channel", neighbour.channel);
     reply_int("rssi", neighbour.rssi);
-    reply_string("standard", wexond_code_to_str(kRadioStandard, neighbour.standards));
+    reply_word("standard", kRadioStandard, neighbour.standards);
     reply_close(table);
 }
 
-bool add_band(uint32_t band, Status *status)
+bool add_band(Call &call, uint32_t band)
 {
     NeighbourRequest request{};
     request.band = band;
-    Answer<NeighbourList> answer = ask<NeighbourList>(kGetNeighbours, request);
-    if (!answer.check("get neighbourinfo", status)) {
-        WEXOND_LOG_AS("wexond_neighbourinfo_get", "Failed to get neighbour info of %s\n",
-                      wexond_code_to_str(kRadioBand, band));
+    Answer<NeighbourList> answer = ask<NeighbourList>(call, kGetNeighbours, request, "get neighbourinfo");
+    if (!answer) {
+        CALL_LOG(call, "Failed to get neighbour info of %s\n", wexond_code_to_str(kRadioBand, band));
         return false;
     }
     for (size_t i = 0; i < entry_count(*answer); i++)
@@ -40,22 +37,20 @@ bool add_band(uint32_t band, Status *status)
     return true;
 }
 
-int wexond_neighbourinfo_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                             blob_attr *)
+int wexond_neighbourinfo_get(Call &call)
 {
-    Call call(object, method, __func__);
     reply_start();
     void *array = reply_open_array("wexond.neighbourinfo");
-    if (add_band(0, &call.status) && add_band(1, &call.status))
+    if (add_band(call, 0) && add_band(call, 1))
         reply_close(array);
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD_NOARG("get", wexond_neighbourinfo_get),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_neighbourinfo_get)),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.neighbourinfo", methods);
+ubus_object_type type = bus_object_type("wexond.neighbourinfo", methods);
 
 } // namespace
 

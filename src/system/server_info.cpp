@@ -19,95 +19,60 @@ const blobmsg_policy set_policy[] = {
 
 using Field = char[65];
 
-// The single texts: argument name and reply key, argument, field. The argument's place is also its bit in the mask.
-struct TextField {
-    const char *name;
-    size_t argument;
-    Field ServerInfoRecord::*field;
-};
-
-const TextField text_fields[] = {
-    {"bssaddr", BSSADDR, &ServerInfoRecord::bssaddr},
-    {"abiaddr", ABIADDR, &ServerInfoRecord::abiaddr},
-    {"devtoken", DEVTOKEN, &ServerInfoRecord::devtoken},
-    {"devid", DEVID, &ServerInfoRecord::devid},
-};
-
 // Fields keep their NUL: a longer text is refused, not cut.
 bool fits(const char *text)
 {
     return text && strlen(text) < sizeof(Field);
 }
 
-void refuse(const char *name, Status *status)
+template <Field ServerInfoRecord::*field> bool fill_server(const Call &, ServerInfoRecord &record, blob_attr *value)
 {
-    wexond_fail(status, "unrecognized parameter: %s", name);
+    const char *text = blobmsg_get_string(value);
+    if (!fits(text))
+        return false;
+    copy_text(record.*field, text);
+    return true;
 }
 
-void give(ServerInfoRecord &record, size_t argument)
-{
-    record.given_mask = record.given_mask | 1u << argument;
-}
-
-int fill_backup(const blob_attr *servers, ServerInfoRecord &record)
+bool fill_backup(const Call &call, ServerInfoRecord &record, blob_attr *servers)
 {
     uint32_t count = 0;
     for (const blob_attr *element : Elements(servers)) {
         const char *text = element_text(element);
-        WEXOND_LOG_AS("wexond_serverinfo_set", "backup[%u]: %s \n\n", count, text ? text : "");
+        CALL_LOG(call, "backup[%u]: %s \n\n", count, text ? text : "");
         if (!fits(text) || count == std::size(record.backup))
-            return -1;
+            return false;
         copy_text(record.backup[count++], text);
     }
-    return 0;
+    return true;
 }
 
-// 0 when every given text was taken; -1 with the first refused one in the status.
-int fill(const Arguments<5> &arguments, ServerInfoRecord &record, Status *status)
-{
-    for (const TextField &field : text_fields) {
-        if (!arguments.has(field.argument))
-            continue;
-        const char *text = arguments.text(field.argument);
-        WEXOND_LOG_AS("wexond_serverinfo_set", "%s:%s \n\n", field.name, text);
-        if (!fits(text)) {
-            refuse(field.name, status);
-            return -1;
-        }
-        copy_text(record.*field.field, text);
-        give(record, field.argument);
-    }
-    if (arguments.has(BACKUP)) {
-        if (fill_backup(arguments.array(BACKUP), record)) {
-            refuse("backup", status);
-            return -1;
-        }
-        give(record, BACKUP);
-    }
-    return 0;
-}
+const Option<ServerInfoRecord> options[] = {
+    {BSSADDR, kGivenBssaddr, fill_server<&ServerInfoRecord::bssaddr>},
+    {ABIADDR, kGivenAbiaddr, fill_server<&ServerInfoRecord::abiaddr>},
+    {DEVTOKEN, kGivenDevtoken, fill_server<&ServerInfoRecord::devtoken>},
+    {DEVID, kGivenDevid, fill_server<&ServerInfoRecord::devid>},
+    {BACKUP, kGivenBackup, fill_backup},
+};
 
-int wexond_serverinfo_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                          blob_attr *message)
+int wexond_serverinfo_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<5> arguments(set_policy, message);
+    Arguments<5> arguments(set_policy, call.message);
     ServerInfoRecord record{};
-    if (fill(arguments, record, &call.status) == 0)
-        exchange(kSetServerInfo, record, "set serverinfo", &call.status);
-    return wexond_send_for_set(request, &call.status);
+    if (fill_options(call, arguments, options, record, &ServerInfoRecord::given_mask) == 0)
+        exchange(call, kSetServerInfo, record, "set serverinfo");
+    return send_for_set(call);
 }
 
-int wexond_serverinfo_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                          blob_attr *)
+int wexond_serverinfo_get(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<ServerInfoRecord> answer = ask<ServerInfoRecord>(kGetServerInfo);
-    if (answer.check("get serverinfo", &call.status)) {
+    if (Answer<ServerInfoRecord> answer = ask<ServerInfoRecord>(call, kGetServerInfo, "get serverinfo")) {
         reply_start();
         void *table = reply_open_table("wexond.serverinfo");
-        for (const TextField &field : text_fields)
-            reply_text(field.name, (*answer).*field.field);
+        reply_text("bssaddr", answer->bssaddr);
+        reply_text("abiaddr", answer->abiaddr);
+        reply_text("devtoken", answer->devtoken);
+        reply_text("devid", answer->devid);
         void *backup = reply_open_array("backup");
         for (const Field &server : answer->backup) {
             if (!server[0])
@@ -117,15 +82,15 @@ int wexond_serverinfo_get(ubus_context *, ubus_object *object, ubus_request_data
         reply_close(backup);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD("set", wexond_serverinfo_set, set_policy),
-    UBUS_METHOD_NOARG("get", wexond_serverinfo_get),
+    UBUS_METHOD("set", SERVE(wexond_serverinfo_set), set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_serverinfo_get)),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.serverinfo", methods);
+ubus_object_type type = bus_object_type("wexond.serverinfo", methods);
 
 } // namespace
 

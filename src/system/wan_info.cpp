@@ -40,60 +40,42 @@ struct WanReadings {
     Ipv6InfoRecord ipv6;
 };
 
-// A checked answer copied into its record; a failure is logged under the reading handler's name.
-template <typename Record>
-bool take(Answer<Record> answer, Record &record, const char *action, const char *failure, Status *status)
+bool read_pppoe(Call &call, WanReadings &r)
 {
-    if (!answer.check(action, status)) {
-        WEXOND_LOG_AS("wexond_waninfo_get", "%s", failure);
-        return false;
-    }
-    record = *answer;
-    return true;
+    return r.status.work_mode != kPppoeConnection ||
+           read(call, {kGetPppoe, "get waninfo", "Failed to get PPPoE\n"}, r.pppoe);
 }
 
 // The requests for the WAN port carry the answer's own record. A layout without a WAN port asks for port 0.
-template <typename Record> Answer<Record> ask_port(uint32_t type, const PortNumRecord &ports)
+template <typename Record>
+bool read_port(Call &call, const Reading &reading, const PortNumRecord &ports, Record &record)
 {
-    Record request{};
-    request.kind = kWanPortKind;
-    request.port = ports.wan_ports[0];
-    return ask<Record>(type, request);
+    record.kind = kWanPortKind;
+    record.port = ports.wan_ports[0];
+    return read(call, reading, record, record);
 }
 
-bool read_pppoe(WanReadings &r, Status *status)
+bool read_ports(Call &call, WanReadings &r)
 {
-    return r.status.work_mode != kPppoeConnection ||
-           take(ask<PppoeRecord>(kGetPppoe), r.pppoe, "get waninfo", "Failed to get PPPoE\n", status);
+    return read(call, {kGetPortNum, "get wanindex", "Failed to get port index\n"}, PortNumRecord{}, r.ports) &&
+           read_port(call, {kGetPortStatus, "get waninfo", "Failed to get port status\n"}, r.ports, r.port_status) &&
+           read_port(call, {kGetPortRate, "get waninfo", "Failed to get port rate\n"}, r.ports, r.port_rate) &&
+           read_port(call, {kGetPortTraffic, "get waninfo", "Failed to get port traffic\n"}, r.ports, r.port_traffic);
 }
 
-bool read_port(WanReadings &r, Status *status)
+// The first failure ends the sequence. The readings begin as zero.
+bool read_wan(Call &call, WanReadings &r)
 {
-    return take(ask<PortNumRecord>(kGetPortNum, PortNumRecord{}), r.ports, "get wanindex", "Failed to get port index\n",
-                status) &&
-           take(ask_port<PortStatusRecord>(kGetPortStatus, r.ports), r.port_status, "get waninfo",
-                "Failed to get port status\n", status) &&
-           take(ask_port<PortRateRecord>(kGetPortRate, r.ports), r.port_rate, "get waninfo",
-                "Failed to get port rate\n", status) &&
-           take(ask_port<PortTrafficRecord>(kGetPortTraffic, r.ports), r.port_traffic, "get waninfo",
-                "Failed to get port traffic\n", status);
-}
-
-// The first failure ends the sequence.
-bool read_wan(WanReadings &r, Status *status)
-{
-    return take(ask<WanStatusRecord>(kGetWanStatus), r.status, "get waninfo", "Failed to get wanstatus\n", status) &&
-           read_pppoe(r, status) &&
-           take(ask<RunTimeRecord>(kGetRunTime), r.run_time, "get waninfo", "Failed to get run time\n", status) &&
-           read_port(r, status) &&
-           take(ask<Ipv6InfoRecord>(kGetIpv6Info), r.ipv6, "get waninfo", "Failed to get IPv6 info\n", status);
+    return read(call, {kGetWanStatus, "get waninfo", "Failed to get wanstatus\n"}, r.status) && read_pppoe(call, r) &&
+           read(call, {kGetRunTime, "get waninfo", "Failed to get run time\n"}, r.run_time) && read_ports(call, r) &&
+           read(call, {kGetIpv6Info, "get waninfo", "Failed to get IPv6 info\n"}, r.ipv6);
 }
 
 void add_ipv6_addresses(const Ipv6InfoRecord &ipv6)
 {
     reply_text("ipaddr6", ipv6.address);
     reply_text("prefix6", ipv6.prefix);
-    reply_string("prefixlen6", wexond_code_to_str(kPlainNumber, ipv6.prefix_length));
+    reply_word("prefixlen6", kPlainNumber, ipv6.prefix_length);
     reply_text("gateway6", ipv6.gateway);
     reply_text("dns61", ipv6.dns1);
     reply_text("dns62", ipv6.dns2);
@@ -101,7 +83,7 @@ void add_ipv6_addresses(const Ipv6InfoRecord &ipv6)
 
 void add_ipv6_link(const Ipv6InfoRecord &ipv6)
 {
-    reply_string("status6", wexond_code_to_str(kLinkState, ipv6.link));
+    reply_word("status6", kLinkState, ipv6.link);
 }
 
 void add_wan(const WanReadings &r)
@@ -111,13 +93,13 @@ void add_wan(const WanReadings &r)
     reply_text("gateway", r.status.gateway);
     reply_text("dns1", r.status.dns1);
     reply_text("dns2", r.status.dns2);
-    reply_string("status", wexond_code_to_str(kLinkState, r.status.link));
-    reply_string("networktype", wexond_code_to_str(kConnectionType, r.status.work_mode));
+    reply_word("status", kLinkState, r.status.link);
+    reply_word("networktype", kConnectionType, r.status.work_mode);
     reply_text("pppoename", r.pppoe.name);
     reply_text("pppoepwd", r.pppoe.password);
     reply_int("onlinetime", r.run_time.online_time);
     reply_int("negorate", kRateUnit * r.port_status.rate);
-    reply_string("duplexmode", wexond_code_to_str(kDuplex, r.port_status.duplex));
+    reply_word("duplexmode", kDuplex, r.port_status.duplex);
     reply_counter("downloadspeed", r.port_rate.download);
     reply_counter("uploadspeed", r.port_rate.upload);
     reply_counter("bytessent", r.port_traffic.bytes_sent);
@@ -130,59 +112,54 @@ void add_wan(const WanReadings &r)
     add_ipv6_link(r.ipv6);
 }
 
-constexpr const char *kSetHandler = "wexond_waninfo_set";
-
-void set_pppoe(const Arguments<3> &arguments, Status *status)
+void set_pppoe(Call &call, const Arguments<3> &arguments)
 {
     if (!arguments.has(PPPOENAME) || !arguments.has(PPPOEPWD)) {
-        wexond_fail(status, "required parameter: %s or %s", "pppoename", "pppoepwd");
+        fail(call, "required parameter: %s or %s", "pppoename", "pppoepwd");
         return;
     }
-    WEXOND_LOG_AS(kSetHandler, "pppoename:%s / pppoepwd:%s \n\n", arguments.text(PPPOENAME), arguments.text(PPPOEPWD));
+    CALL_LOG(call, "pppoename:%s / pppoepwd:%s \n\n", arguments.text(PPPOENAME), arguments.text(PPPOEPWD));
     PppoeRecord record{};
     copy_text(record.name, arguments.text(PPPOENAME));
     copy_text(record.password, arguments.text(PPPOEPWD));
     record.value = kPppoeValue;
-    if (!exchange(kSetPppoe, record, "set PPPoE", status))
-        WEXOND_LOG_AS(kSetHandler, "Failed to set PPPoE\n");
+    if (!exchange(call, kSetPppoe, record, "set PPPoE"))
+        CALL_LOG(call, "Failed to set PPPoE\n");
 }
 
-void set_dhcp(Status *status)
+void set_dhcp(Call &call)
 {
-    if (!exchange(kSetDhcp, SetDhcpRecord{kDhcpValue}, "set DHCP", status))
-        WEXOND_LOG_AS(kSetHandler, "Failed to set DHCP\n");
+    if (!exchange(call, kSetDhcp, SetDhcpRecord{kDhcpValue}, "set DHCP"))
+        CALL_LOG(call, "Failed to set DHCP\n");
 }
 
-int wexond_waninfo_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                       blob_attr *message)
+int wexond_waninfo_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<3> arguments(waninfo_set_policy, message);
-    if (arguments.require(&call.status, 1)) {
+    Arguments<3> arguments(waninfo_set_policy, call.message);
+    if (arguments.require(call, 1)) {
         const char *network_type = arguments.text(NETWORKTYPE);
-        WEXOND_LOG("networktype:%s \n\n", network_type);
+        CALL_LOG(call, "networktype:%s \n\n", network_type);
         // "STATIC" is read back by `get` but cannot be chosen here.
         if (strcmp(network_type, "PPPOE") == 0)
-            set_pppoe(arguments, &call.status);
+            set_pppoe(call, arguments);
         else if (strcmp(network_type, "DHCP") == 0)
-            set_dhcp(&call.status);
+            set_dhcp(call);
         else
-            wexond_fail(&call.status, "unrecognized parameter: networktype");
+            fail(call, "unrecognized parameter: networktype");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int wexond_waninfo_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_waninfo_get(Call &call)
 {
-    Call call(object, method, __func__);
     WanReadings readings{};
-    if (read_wan(readings, &call.status)) {
+    if (read_wan(call, readings)) {
         reply_start();
         void *table = reply_open_table("wexond.waninfo");
         add_wan(readings);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // 1, 0, or -1 for an argument that is missing or neither "yes" nor "no".
@@ -195,55 +172,51 @@ int parse_enable(const Arguments<1> &arguments)
     return strcmp(arguments.text(ENABLE), "no") == 0 ? 0 : -1;
 }
 
-int wexond_ipv6_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                    blob_attr *message)
+int wexond_ipv6_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(ipv6_set_policy, message);
+    Arguments<1> arguments(ipv6_set_policy, call.message);
     int enable = parse_enable(arguments);
     if (enable < 0) {
-        wexond_fail(&call.status, "required parameter: %s", "enable");
-        return wexond_send_for_set(request, &call.status);
+        fail(call, "required parameter: %s", "enable");
+        return send_for_set(call);
     }
-    WEXOND_LOG("IPv6Enable: %s \n\n", arguments.text(ENABLE));
+    CALL_LOG(call, "IPv6Enable: %s \n\n", arguments.text(ENABLE));
     Ipv6EnableRecord record{};
     record.enable = enable;
     Answer<ReturnCode> answer(wexond_send_msg(kSetIpv6Enable, 0, &record, sizeof(record), sizeof(ReturnCode)));
     // Deliberate: a request that fails is only logged, the caller is told of success.
-    if (!answer.check("set IPv6 enable", nullptr))
-        WEXOND_LOG("Failed to set IPv6Enable.\n");
-    return wexond_send_for_set(request, &call.status);
+    if (!answer.check("set IPv6 enable"))
+        CALL_LOG(call, "Failed to set IPv6Enable.\n");
+    return send_for_set(call);
 }
 
-int wexond_ipv6_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_ipv6_get(Call &call)
 {
-    Call call(object, method, __func__);
-    Answer<Ipv6InfoRecord> answer = ask<Ipv6InfoRecord>(kGetIpv6Info);
-    if (answer.check("get ipv6 info.", &call.status)) {
+    if (Answer<Ipv6InfoRecord> answer = ask<Ipv6InfoRecord>(call, kGetIpv6Info, "get ipv6 info.")) {
         reply_start();
         void *table = reply_open_table("wexond.ipv6");
-        reply_string("enable", wexond_code_to_str(kYesNo, answer->enable));
+        reply_word("enable", kYesNo, answer->enable);
         add_ipv6_link(*answer);
         add_ipv6_addresses(*answer);
         reply_close(table);
     } else {
-        WEXOND_LOG("Failed to get ipv6 info.\n");
+        CALL_LOG(call, "Failed to get ipv6 info.\n");
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method waninfo_methods[] = {
-    UBUS_METHOD("set", wexond_waninfo_set, waninfo_set_policy),
-    UBUS_METHOD_NOARG("get", wexond_waninfo_get),
+    UBUS_METHOD("set", SERVE(wexond_waninfo_set), waninfo_set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_waninfo_get)),
 };
 
 const ubus_method ipv6_methods[] = {
-    UBUS_METHOD("set", wexond_ipv6_set, ipv6_set_policy),
-    UBUS_METHOD_NOARG("get", wexond_ipv6_get),
+    UBUS_METHOD("set", SERVE(wexond_ipv6_set), ipv6_set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_ipv6_get)),
 };
 
-ubus_object_type waninfo_type = UBUS_OBJECT_TYPE("wexond.waninfo", waninfo_methods);
-ubus_object_type ipv6_type = UBUS_OBJECT_TYPE("wexond.ipv6", ipv6_methods);
+ubus_object_type waninfo_type = bus_object_type("wexond.waninfo", waninfo_methods);
+ubus_object_type ipv6_type = bus_object_type("wexond.ipv6", ipv6_methods);
 
 } // namespace
 

@@ -27,9 +27,6 @@ struct AccessList {
     const char *add_action;
     const char *delete_action;
     const char *list_action;
-    const char *add_name;
-    const char *delete_name;
-    const char *list_name;
 };
 
 constexpr AccessList kBlacklist = {
@@ -40,9 +37,6 @@ constexpr AccessList kBlacklist = {
     .add_action = "add wifi blacklist",
     .delete_action = "delete wifi blacklist",
     .list_action = "list wifi blacklist",
-    .add_name = "wexond_wifiblacklist_add",
-    .delete_name = "wexond_wifiblacklist_delete",
-    .list_name = "wexond_wifiblacklist_list",
 };
 
 constexpr AccessList kWhitelist = {
@@ -53,53 +47,43 @@ constexpr AccessList kWhitelist = {
     .add_action = "add wifi whitelist",
     .delete_action = "delete wifi whitelist",
     .list_action = "list wifi whitelist",
-    .add_name = "wexond_wifiwhitelist_add",
-    .delete_name = "wexond_wifiwhitelist_delete",
-    .list_name = "wexond_wifiwhitelist_list",
 };
 
 // The service assigns the index.
-bool add_station(const AccessList &list, const Arguments<2> &arguments, uint32_t &index, Status *status)
+bool add_station(Call &call, const AccessList &list, const Arguments<2> &arguments, uint32_t &index)
 {
-    WEXOND_LOG_AS(list.add_name, "mac:%s / name:%s \n\n", arguments.text(MAC), arguments.text(NAME));
+    CALL_LOG(call, "mac:%s / name:%s \n\n", arguments.text(MAC), arguments.text(NAME));
     AccessListRecord record{};
     copy_text(record.name, arguments.text(NAME));
     copy_text(record.mac, arguments.text(MAC));
-    Answer<AccessListRecord> answer = ask<AccessListRecord>(list.add_type, record);
-    if (!answer.check(list.add_action, status))
+    Answer<AccessListRecord> answer = ask<AccessListRecord>(call, list.add_type, record, list.add_action);
+    if (!answer)
         return false;
     index = answer->index;
     return true;
 }
 
-int access_list_add(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,
-                    blob_attr *message)
+int access_list_add(Call &call, const AccessList &list)
 {
-    Call call(object, method, list.add_name);
-    Arguments<2> arguments(add_policy, message);
+    Arguments<2> arguments(add_policy, call.message);
     uint32_t index;
-    bool added = arguments.require(&call.status) && add_station(list, arguments, index, &call.status);
-    return send_for_add(request, call.status, list.add_name, added ? &index : nullptr);
+    bool added = arguments.require(call) && add_station(call, list, arguments, index);
+    return send_for_add(call, added ? &index : nullptr);
 }
 
-int access_list_delete(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,
-                       blob_attr *message)
+int access_list_delete(Call &call, const AccessList &list)
 {
-    Call call(object, method, list.delete_name);
-    Arguments<1> arguments(index_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG_AS(list.delete_name, "idx:%d \n\n", arguments.number(IDX));
-        exchange(list.delete_type, AccessListIndexRecord{arguments.number(IDX)}, list.delete_action, &call.status);
+    Arguments<1> arguments(index_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "idx:%d \n\n", arguments.number(IDX));
+        exchange(call, list.delete_type, AccessListIndexRecord{arguments.number(IDX)}, list.delete_action);
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int access_list_list(const AccessList &list, ubus_object *object, ubus_request_data *request, const char *method,
-                     blob_attr *)
+int access_list_list(Call &call, const AccessList &list)
 {
-    Call call(object, method, list.list_name);
-    Answer<AccessListAnswer> answer = ask<AccessListAnswer>(list.list_type);
-    if (answer.check(list.list_action, &call.status)) {
+    if (Answer<AccessListAnswer> answer = ask<AccessListAnswer>(call, list.list_type, list.list_action)) {
         reply_start();
         void *array = reply_open_array(list.object);
         for (size_t i = 0; i < entry_count(*answer); i++) {
@@ -113,30 +97,23 @@ int access_list_list(const AccessList &list, ubus_object *object, ubus_request_d
         }
         reply_close(array);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-constexpr auto wexond_wifiblacklist_add = handle_with<access_list_add, kBlacklist>;
-constexpr auto wexond_wifiblacklist_delete = handle_with<access_list_delete, kBlacklist>;
-constexpr auto wexond_wifiblacklist_list = handle_with<access_list_list, kBlacklist>;
-constexpr auto wexond_wifiwhitelist_add = handle_with<access_list_add, kWhitelist>;
-constexpr auto wexond_wifiwhitelist_delete = handle_with<access_list_delete, kWhitelist>;
-constexpr auto wexond_wifiwhitelist_list = handle_with<access_list_list, kWhitelist>;
-
 const ubus_method blacklist_methods[] = {
-    UBUS_METHOD("add", wexond_wifiblacklist_add, add_policy),
-    UBUS_METHOD("delete", wexond_wifiblacklist_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_wifiblacklist_list),
+    UBUS_METHOD("add", SERVE_AS("wexond_wifiblacklist_add", access_list_add, kBlacklist), add_policy),
+    UBUS_METHOD("delete", SERVE_AS("wexond_wifiblacklist_delete", access_list_delete, kBlacklist), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE_AS("wexond_wifiblacklist_list", access_list_list, kBlacklist)),
 };
 
 const ubus_method whitelist_methods[] = {
-    UBUS_METHOD("add", wexond_wifiwhitelist_add, add_policy),
-    UBUS_METHOD("delete", wexond_wifiwhitelist_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_wifiwhitelist_list),
+    UBUS_METHOD("add", SERVE_AS("wexond_wifiwhitelist_add", access_list_add, kWhitelist), add_policy),
+    UBUS_METHOD("delete", SERVE_AS("wexond_wifiwhitelist_delete", access_list_delete, kWhitelist), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE_AS("wexond_wifiwhitelist_list", access_list_list, kWhitelist)),
 };
 
-ubus_object_type blacklist_type = UBUS_OBJECT_TYPE("wexond.wifi.blacklist", blacklist_methods);
-ubus_object_type whitelist_type = UBUS_OBJECT_TYPE("wexond.wifi.whitelist", whitelist_methods);
+ubus_object_type blacklist_type = bus_object_type("wexond.wifi.blacklist", blacklist_methods);
+ubus_object_type whitelist_type = bus_object_type("wexond.wifi.whitelist", whitelist_methods);
 
 } // namespace
 

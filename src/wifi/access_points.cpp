@@ -7,12 +7,13 @@
 #include <cstdio>
 
 #include "core/arguments.h"
+#include "core/bands.h"
 #include "core/call.h"
 #include "core/entry.h"
 #include "core/reply.h"
 #include "core/startup.h"
-#include "core/threads.h"
 #include "core/vocabulary.h"
+#include "wifi/deferred_settings.h"
 
 namespace
 {
@@ -32,81 +33,54 @@ using SettingsArguments = Arguments<std::size(settings_policy)>;
 
 // The bands are one implementation; this is what differs.
 struct Band {
-    uint32_t index;  // in records, and of the entry list
-    uint32_t number; // in object names
+    const RadioBand &radio;
     uint32_t interface_kind;
     bool defers_and_syncs; // entry `set` sends some settings later, and others to the twin of the other band
     const char *object;
-    const char *default_ssid_format;
     const char *add_action;
     const char *delete_action;
     const char *get_action;
     const char *stats_action;
     const char *set_not_found;
     const char *set_rate_limit_failure;
-    const char *add_name;
-    const char *delete_name;
-    const char *list_name;
-    const char *stats_name;
-    const char *entry_set_name;
-    const char *entry_get_name;
-    const char *entry_stats_name;
 };
 
 constexpr Band k2g = {
-    .index = 0,
-    .number = 1,
+    .radio = kRadioBands[0],
     .interface_kind = 3,
     .defers_and_syncs = true,
     .object = "wexond.wifi.1.ap",
-    .default_ssid_format = "KVQ_%d",
     .add_action = "add 2.4G wifi ap",
     .delete_action = "delete 2.4G ap",
     .get_action = "get 2.4G ap",
     .stats_action = "get 2.4G ap status",
     .set_not_found = "failed to set 2.4G ap",
     .set_rate_limit_failure = "Failed to set rate limit\n",
-    .add_name = "wexond_wifi1ap_add",
-    .delete_name = "wexond_wifi1ap_delete",
-    .list_name = "wexond_wifi1ap_list",
-    .stats_name = "wexond_wifi1ap_status",
-    .entry_set_name = "wexond_wifi1ap1_set",
-    .entry_get_name = "wexond_wifi1ap1_get",
-    .entry_stats_name = "wexond_wifi1ap1_status",
 };
 
 constexpr Band k5g = {
-    .index = 1,
-    .number = 2,
+    .radio = kRadioBands[1],
     .interface_kind = 4,
     .defers_and_syncs = false,
     .object = "wexond.wifi.2.ap",
-    .default_ssid_format = "KVQ_5G_%d",
     .add_action = "add 5G wifi ap",
     .delete_action = "delete 5G ap",
     .get_action = "get 5G ap",
     .stats_action = "get 5G ap status",
     .set_not_found = "failed to set 5G ap",
     .set_rate_limit_failure = "Failed to set ap rate limit\n",
-    .add_name = "wexond_wifi2ap_add",
-    .delete_name = "wexond_wifi2ap_delete",
-    .list_name = "wexond_wifi2ap_list",
-    .stats_name = "wexond_wifi2ap_status",
-    .entry_set_name = "wexond_wifi2ap1_set",
-    .entry_get_name = "wexond_wifi2ap1_get",
-    .entry_stats_name = "wexond_wifi2ap1_status",
 };
 
 vlist_tree *list_of(const Band &band)
 {
-    return &entry_lists.wifi_aps[band.index];
+    return &entry_lists.wifi_aps[band.radio.index];
 }
 
 // A record that names its access point and is zero otherwise.
 template <typename Record> Record record_for(const Band &band, uint32_t ap_index)
 {
     Record record{};
-    record.band = band.index;
+    record.band = band.radio.index;
     record.ap_index = ap_index;
     return record;
 }
@@ -126,12 +100,11 @@ void parse_allowed(char *piece, AllowedAddress &allowed)
 {
     char *rest;
     size_t position = 0;
-    for (char *part = strtok_r(piece, ":", &rest); part; part = strtok_r(nullptr, ":", &rest), position++) {
+    for (char *part = strtok_r(piece, ":", &rest); part; part = strtok_r(nullptr, ":", &rest), position++)
         if (position == 1)
             allowed.port = static_cast<uint32_t>(strtol(part, nullptr, 10));
         else
             copy_text(allowed.address, part);
-    }
 }
 
 // "192.168.1.10:8080,192.168.1.11:80". Pieces beyond the record's entries are dropped.
@@ -150,133 +123,86 @@ void parse_allow_list(const char *text, ApAccessRuleRecord &record)
     record.count = count;
 }
 
-void parse_basic(const SettingsArguments &arguments, const char *function, ApBasicRecord &basic)
-{
-    uint32_t mask = 0;
-    if (arguments.has(ENABLE)) {
-        WEXOND_LOG_AS(function, "enable:%s \n\n", arguments.text(ENABLE));
-        basic.enable = wexond_str_to_code(kYesNo, arguments.text(ENABLE));
-        mask |= kChangeApEnable;
-    }
-    if (arguments.has(SSID)) {
-        WEXOND_LOG_AS(function, "ssid:%s \n\n", arguments.text(SSID));
-        copy_text(basic.ssid, arguments.text(SSID));
-        mask |= kChangeApSsid;
-    }
-    if (arguments.has(KEY)) {
-        WEXOND_LOG_AS(function, "key:%s \n\n", arguments.text(KEY));
-        copy_text(basic.key, arguments.text(KEY));
-        mask |= kChangeApKey;
-    }
-    if (arguments.has(AUTH)) {
-        WEXOND_LOG_AS(function, "auth:%s \n\n", arguments.text(AUTH));
-        basic.auth = wexond_str_to_code(kAuth, arguments.text(AUTH));
-        mask |= kChangeApAuth;
-    }
-    if (arguments.has(ENCRYPT)) {
-        WEXOND_LOG_AS(function, "encrypt:%s \n\n", arguments.text(ENCRYPT));
-        basic.encrypt = wexond_str_to_code(kEncrypt, arguments.text(ENCRYPT));
-        mask |= kChangeApEncrypt;
-    }
-    if (arguments.has(HIDE)) {
-        WEXOND_LOG_AS(function, "hide:%d \n\n", arguments.number(HIDE));
-        basic.hide = wexond_ubus_to_code(kFlag, arguments.number(HIDE));
-        mask |= kChangeApHide;
-    }
-    basic.change_mask = mask;
-}
+const Option<ApBasicRecord> basic_options[] = {
+    {ENABLE, kChangeApEnable, fill_word<&ApBasicRecord::enable, kYesNo>},
+    {SSID, kChangeApSsid, fill_text<&ApBasicRecord::ssid>},
+    {KEY, kChangeApKey, fill_text<&ApBasicRecord::key>},
+    {AUTH, kChangeApAuth, fill_word<&ApBasicRecord::auth, kAuth>},
+    {ENCRYPT, kChangeApEncrypt, fill_word<&ApBasicRecord::encrypt, kEncrypt>},
+    {HIDE, kChangeApHide, fill_code<&ApBasicRecord::hide, kFlag>},
+};
 
-void parse_access(const SettingsArguments &arguments, const char *function, Settings &settings)
+const Option<ApRateLimitRecord> rate_limit_options[] = {
+    {USBANDWIDTH, kChangeUpstream, fill_number<&ApRateLimitRecord::upstream>},
+    {DSBANDWIDTH, kChangeDownstream, fill_number<&ApRateLimitRecord::downstream>},
+};
+
+void parse_access(const Call &call, const SettingsArguments &arguments, Settings &settings)
 {
     if (arguments.has(ACCESSMODE)) {
-        WEXOND_LOG_AS(function, "accessmode:%d \n\n", arguments.number(ACCESSMODE));
+        CALL_LOG(call, "accessmode:%d \n\n", arguments.number(ACCESSMODE));
         settings.access_mode.mode = arguments.number(ACCESSMODE);
     }
     if (!arguments.has(ACCESSRULE))
         return;
-    WEXOND_LOG_AS(function, "accessrule:%d \n\n", arguments.number(ACCESSRULE));
+    CALL_LOG(call, "accessrule:%d \n\n", arguments.number(ACCESSRULE));
     settings.access_rule.rule = arguments.number(ACCESSRULE);
     if (arguments.has(ALLOWEDIPPORT)) {
         // Deliberate: the log misspells the argument.
-        WEXOND_LOG_AS(function, "allowdipport:%s \n\n", arguments.text(ALLOWEDIPPORT));
+        CALL_LOG(call, "allowdipport:%s \n\n", arguments.text(ALLOWEDIPPORT));
         parse_allow_list(arguments.text(ALLOWEDIPPORT), settings.access_rule);
     }
 }
 
-void parse_rate_limit(const SettingsArguments &arguments, const char *function, ApRateLimitRecord &limit)
+// The records of an access point, which name it and are zero otherwise.
+Settings settings_of(const Band &band, uint32_t ap_index)
 {
-    if (arguments.has(USBANDWIDTH)) {
-        WEXOND_LOG_AS(function, "usbandwidth:%d \n\n", arguments.number(USBANDWIDTH));
-        limit.upstream = arguments.number(USBANDWIDTH);
-        limit.change_mask = limit.change_mask | kChangeUpstream;
-    }
-    if (arguments.has(DSBANDWIDTH)) {
-        WEXOND_LOG_AS(function, "dsbandwidth:%d \n\n", arguments.number(DSBANDWIDTH));
-        limit.downstream = arguments.number(DSBANDWIDTH);
-        limit.change_mask = limit.change_mask | kChangeDownstream;
-    }
-}
-
-Settings parse_settings(const Band &band, uint32_t ap_index, const SettingsArguments &arguments, const char *function)
-{
-    Settings settings = {
+    return {
         .basic = record_for<ApBasicRecord>(band, ap_index),
         .access_mode = record_for<ApAccessModeRecord>(band, ap_index),
         .access_rule = record_for<ApAccessRuleRecord>(band, ap_index),
         .rate_limit = record_for<ApRateLimitRecord>(band, ap_index),
     };
-    parse_basic(arguments, function, settings.basic);
-    parse_access(arguments, function, settings);
-    parse_rate_limit(arguments, function, settings.rate_limit);
+}
+
+Settings parse_settings(Call &call, const Band &band, uint32_t ap_index, const SettingsArguments &arguments)
+{
+    Settings settings = settings_of(band, ap_index);
+    fill_options(call, arguments, basic_options, settings.basic, &ApBasicRecord::change_mask);
+    parse_access(call, arguments, settings);
+    fill_options(call, arguments, rate_limit_options, settings.rate_limit, &ApRateLimitRecord::change_mask);
     return settings;
 }
 
 // Deliberate: of what follows the basic settings only a missing answer is noticed, and only logged.
-template <typename Record>
-void send_unchecked(uint32_t type, const Record &record, const char *function, const char *failure)
+template <typename Record> void send_unchecked(Call &call, uint32_t type, const Record &record, const char *failure)
 {
     Answer<ReturnCode> answer(wexond_send_msg(type, kRequestFlag, &record, sizeof(record), sizeof(ReturnCode)));
     if (!answer.present())
-        WEXOND_LOG_AS(function, "%s", failure);
+        CALL_LOG(call, "%s", failure);
 }
 
-void send_rest(const SettingsArguments &arguments, const Settings &settings, const char *function,
-               const char *rate_limit_failure)
+void send_rest(Call &call, const SettingsArguments &arguments, const Settings &settings, const char *rate_limit_failure)
 {
     if (arguments.has(ACCESSMODE))
-        send_unchecked(kSetApAccessMode, settings.access_mode, function, "Failed to set ap access mode\n");
+        send_unchecked(call, kSetApAccessMode, settings.access_mode, "Failed to set ap access mode\n");
     if (arguments.has(ACCESSRULE))
-        send_unchecked(kSetApAccessRule, settings.access_rule, function, "Failed to set ap access rule\n");
-    send_unchecked(kSetApRateLimit, settings.rate_limit, function, rate_limit_failure);
+        send_unchecked(call, kSetApAccessRule, settings.access_rule, "Failed to set ap access rule\n");
+    send_unchecked(call, kSetApRateLimit, settings.rate_limit, rate_limit_failure);
 }
 
 // --- Settings in replies ---
 
-// Reads one record of an access point. It names the access point and is zero otherwise, and stays so where that fails.
-template <typename Record>
-void read_part(const Band &band, uint32_t type, Record &record, const char *function, const char *failure,
-               Status *status)
+// What cannot be read stays as settings_of made it.
+Settings read_settings(Call &call, const Band &band, uint32_t ap_index)
 {
-    Answer<Record> answer = ask<Record>(type, record);
-    if (answer.check(band.get_action, status))
-        record = *answer;
-    else
-        WEXOND_LOG_AS(function, "%s", failure);
-}
-
-Settings read_settings(const Band &band, uint32_t ap_index, const char *function, Status *status)
-{
-    Settings settings = {
-        .basic = record_for<ApBasicRecord>(band, ap_index),
-        .access_mode = record_for<ApAccessModeRecord>(band, ap_index),
-        .access_rule = record_for<ApAccessRuleRecord>(band, ap_index),
-        .rate_limit = record_for<ApRateLimitRecord>(band, ap_index),
-    };
-    read_part(band, kGetApBasic, settings.basic, function, "Failed to get ap basic\n", status);
-    read_part(band, kGetApAccessMode, settings.access_mode, function, "Failed to get ap access mode\n", status);
-    read_part(band, kGetApAccessRule, settings.access_rule, function, "Failed to get ap access rule\n", status);
-    read_part(band, kGetApRateLimit, settings.rate_limit, function, "Failed to get ap rate limit\n", status);
-    return settings;
+    const char *action = band.get_action;
+    Settings s = settings_of(band, ap_index);
+    read(call, {kGetApBasic, action, "Failed to get ap basic\n"}, s.basic, s.basic);
+    read(call, {kGetApAccessMode, action, "Failed to get ap access mode\n"}, s.access_mode, s.access_mode);
+    read(call, {kGetApAccessRule, action, "Failed to get ap access rule\n"}, s.access_rule, s.access_rule);
+    read(call, {kGetApRateLimit, action, "Failed to get ap rate limit\n"}, s.rate_limit, s.rate_limit);
+    return s;
 }
 
 void add_allow_list(const ApAccessRuleRecord &record)
@@ -292,15 +218,13 @@ void add_allow_list(const ApAccessRuleRecord &record)
 
 void add_settings(const Settings &settings)
 {
-    auto bssid = read_text(settings.basic.bssid);
-    wexond_mac_compact(bssid.data);
-    reply_string("enable", wexond_code_to_str(kYesNo, settings.basic.enable));
+    reply_word("enable", kYesNo, settings.basic.enable);
     reply_int("hide", settings.basic.hide);
     reply_text("key", settings.basic.key);
     reply_text("ssid", settings.basic.ssid);
-    reply_string("auth", wexond_code_to_str(kAuth, settings.basic.auth));
-    reply_string("encrypt", wexond_code_to_str(kEncrypt, settings.basic.encrypt));
-    reply_string("bssid", bssid.data);
+    reply_word("auth", kAuth, settings.basic.auth);
+    reply_word("encrypt", kEncrypt, settings.basic.encrypt);
+    reply_mac("bssid", settings.basic.bssid);
     reply_int("accessmode", settings.access_mode.mode);
     reply_int("accessrule", settings.access_rule.rule);
     add_allow_list(settings.access_rule);
@@ -310,12 +234,12 @@ void add_settings(const Settings &settings)
 
 // --- Statistics ---
 
-Answer<ApStatisticsRecord> ask_statistics(const Band &band, uint32_t ap_index)
+Answer<ApStatisticsRecord> ask_statistics(Call &call, const Band &band, uint32_t ap_index)
 {
     ApStatisticsRecord request{};
     request.interface_kind = band.interface_kind;
     request.ap_index = ap_index;
-    return ask<ApStatisticsRecord>(kGetApStatistics, request);
+    return ask<ApStatisticsRecord>(call, kGetApStatistics, request, band.stats_action);
 }
 
 void add_statistics(const char *table_name, const ApStatisticsRecord &statistics)
@@ -334,72 +258,66 @@ void add_statistics(const char *table_name, const ApStatisticsRecord &statistics
 
 // --- The band objects ---
 
-// The lowest index that is free, in a list of ascending indices.
+// The first number that has no entry. One whose key another has taken is passed over: its entry would have no object,
+// and it may well be an access point that the equal key keeps out of the list.
 uint32_t free_index(const Band &band)
 {
     uint32_t candidate = 1;
-    Entry *entry;
-    vlist_for_each_element (list_of(band), entry, node) {
-        if (entry->index != candidate)
-            break;
+    while (entry_key_is_taken(list_of(band), candidate))
         candidate++;
-    }
     return candidate;
 }
 
-int ap_add(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *message)
+int ap_add(Call &call, const Band &band)
 {
-    Call call(object, method, band.add_name);
-    SettingsArguments arguments(settings_policy, message);
+    SettingsArguments arguments(settings_policy, call.message);
     uint32_t index = free_index(band);
-    Settings settings = parse_settings(band, index, arguments, band.add_name);
-    if (exchange(kSetApBasic, settings.basic, band.add_action, &call.status)) {
-        send_rest(arguments, settings, band.add_name, "Failed to set ap rate limit\n");
-        entry_add(list_of(band), index, band.number);
+    Settings settings = parse_settings(call, band, index, arguments);
+    if (exchange(call, kSetApBasic, settings.basic, band.add_action)) {
+        send_rest(call, arguments, settings, "Failed to set ap rate limit\n");
+        entry_add(list_of(band), index, band.radio.number);
     } else {
-        WEXOND_LOG_AS(band.add_name, "Failed to set ap basic\n");
+        CALL_LOG(call, "Failed to set ap basic\n");
         index = 0;
     }
-    return send_for_add(request, call.status, band.add_name, &index);
+    return send_for_add(call, &index);
 }
 
 // Deleting gives an access point its default settings back.
-bool reset_ap(const Band &band, uint32_t ap_index, Status *status)
+bool reset_ap(Call &call, const Band &band, uint32_t ap_index)
 {
     auto record = record_for<ApBasicRecord>(band, ap_index);
     char ssid[sizeof(record.ssid)];
-    snprintf(ssid, sizeof(ssid), band.default_ssid_format, ap_index);
+    snprintf(ssid, sizeof(ssid), band.radio.default_ssid, ap_index);
     copy_text(record.ssid, ssid);
     record.change_mask = kChangeApAll;
-    return exchange(kSetApBasic, record, band.delete_action, status);
+    return exchange(call, kSetApBasic, record, band.delete_action);
 }
 
-int ap_delete(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *message)
+int ap_delete(Call &call, const Band &band)
 {
-    Call call(object, method, band.delete_name);
-    Arguments<1> arguments(index_policy, message);
-    if (arguments.require(&call.status)) {
+    Arguments<1> arguments(index_policy, call.message);
+    if (arguments.require(call)) {
         uint32_t index = arguments.number(IDX);
-        WEXOND_LOG_AS(band.delete_name, "idx:%d \n\n", index);
+        CALL_LOG(call, "idx:%d \n\n", index);
         Entry *entry = entry_find(list_of(band), index);
         if (!entry) {
-            WEXOND_LOG_AS(band.delete_name, "Failed to find idx\n");
-            wexond_fail(&call.status, "failed to %s", band.delete_action);
-        } else if (reset_ap(band, index, &call.status)) {
+            CALL_LOG(call, "Failed to find idx\n");
+            fail(call, "failed to %s", band.delete_action);
+        } else if (reset_ap(call, band, index)) {
             entry_remove(list_of(band), entry);
         }
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
-int ap_list(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int ap_list(Call &call, const Band &band)
 {
-    Call call(object, method, band.list_name);
     reply_start();
     void *array = reply_open_array(band.object);
     Entry *entry;
     vlist_for_each_element (list_of(band), entry, node) {
-        Settings settings = read_settings(band, entry->index, band.list_name, &call.status);
+        Settings settings = read_settings(call, band, entry->index);
         void *table = reply_open_table("");
         reply_int("idx", entry->index);
         add_settings(settings);
@@ -407,108 +325,101 @@ int ap_list(const Band &band, ubus_object *object, ubus_request_data *request, c
     }
     reply_close(array);
     // Deliberate: whatever failed, the array is the whole reply.
-    WEXOND_LOG_AS(band.list_name, "success \n\n");
-    reply_send(request);
+    CALL_LOG(call, "success \n\n");
+    reply_send(call.request);
     return 0;
 }
 
-int ap_stats(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int ap_stats(Call &call, const Band &band)
 {
-    Call call(object, method, band.stats_name);
     reply_start();
     void *array = reply_open_array(band.object);
     Entry *entry;
-    vlist_for_each_element (list_of(band), entry, node) {
-        Answer<ApStatisticsRecord> answer = ask_statistics(band, entry->index);
-        if (answer.check(band.stats_action, &call.status))
+    vlist_for_each_element (list_of(band), entry, node)
+        if (Answer<ApStatisticsRecord> answer = ask_statistics(call, band, entry->index))
             add_statistics("", *answer);
         else
-            WEXOND_LOG_AS(band.stats_name, "Failed to get ap[%d] status\n", static_cast<uint32_t>(entry->index));
-    }
+            CALL_LOG(call, "Failed to get ap[%d] status\n", static_cast<uint32_t>(entry->index));
     reply_close(array);
-    reply_send(request);
+    reply_send(call.request);
     return 0;
 }
 
 // --- The entry objects ---
 
 // The access point of the called object; null, logged, where it has none.
-const Entry *find_ap(const Band &band, const ubus_object *object, const char *function)
+const Entry *find_ap(const Call &call, const Band &band)
 {
-    const Entry *entry = entry_find_named(list_of(band), object->name);
+    const Entry *entry = entry_find_named(list_of(band), call.object->name);
     if (!entry)
-        WEXOND_LOG_AS(function, "Failed to find idx\n");
+        CALL_LOG(call, "Failed to find idx\n");
     return entry;
 }
 
-int ap1_get(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int ap1_get(Call &call, const Band &band)
 {
-    Call call(object, method, band.entry_get_name);
-    if (const Entry *entry = find_ap(band, object, band.entry_get_name)) {
-        Settings settings = read_settings(band, entry->index, band.entry_get_name, &call.status);
+    if (const Entry *entry = find_ap(call, band)) {
+        Settings settings = read_settings(call, band, entry->index);
         reply_start();
-        void *table = reply_open_table(object->name);
+        void *table = reply_open_table(call.object->name);
         add_settings(settings);
         reply_close(table);
     } else {
-        wexond_fail(&call.status, "failed to %s", band.get_action);
+        fail(call, "failed to %s", band.get_action);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-int ap1_status(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int ap1_status(Call &call, const Band &band)
 {
-    Call call(object, method, band.entry_stats_name);
-    if (const Entry *entry = find_ap(band, object, band.entry_stats_name)) {
-        Answer<ApStatisticsRecord> answer = ask_statistics(band, entry->index);
-        if (answer.check(band.stats_action, &call.status)) {
+    if (const Entry *entry = find_ap(call, band)) {
+        if (Answer<ApStatisticsRecord> answer = ask_statistics(call, band, entry->index)) {
             reply_start();
-            add_statistics(object->name, *answer);
+            add_statistics(call.object->name, *answer);
         }
     } else {
-        wexond_fail(&call.status, "failed to %s", band.stats_action);
+        fail(call, "failed to %s", band.stats_action);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // The first accepted change of an access point ends the factory settings.
-void clear_factory_flag(const char *function, Status *status)
+void clear_factory_flag(Call &call)
 {
     if (wexond_factory_flag != 1)
         return;
-    if (exchange(kSetFactoryFlag, FactoryFlagRecord{}, "set factoryflag", status))
+    if (exchange(call, kSetFactoryFlag, FactoryFlagRecord{}, "set factoryflag"))
         wexond_factory_flag = 0;
     else
-        WEXOND_LOG_AS(function, "Failed to set factoryflag\n");
+        CALL_LOG(call, "Failed to set factoryflag\n");
 }
 
-bool send_basic(const ApBasicRecord &basic, const char *function, Status *status)
+bool send_basic(Call &call, const ApBasicRecord &basic)
 {
-    if (!exchange(kSetApBasic, basic, "set ap basic", status))
+    if (!exchange(call, kSetApBasic, basic, "set ap basic"))
         return false;
-    clear_factory_flag(function, status);
+    clear_factory_flag(call);
     return true;
 }
 
 // A sync switch that cannot be read counts as off, and is reported.
-bool reads_dual_band_sync(const char *function, Status *status)
+bool reads_dual_band_sync(Call &call)
 {
-    Answer<DualBandSyncRecord> answer = ask<DualBandSyncRecord>(kGetDualBandSync);
-    if (answer.check("get dualbandsync.", status))
+    if (Answer<DualBandSyncRecord> answer = ask<DualBandSyncRecord>(call, kGetDualBandSync, "get dualbandsync."))
         return answer->enable == 1;
-    WEXOND_LOG_AS(function, "Failed to get dualbandsync.\n");
+    CALL_LOG(call, "Failed to get dualbandsync.\n");
     return false;
 }
 
-void send_basic_now(const Band &band, const ApBasicRecord &basic, Status *status)
+void send_basic_now(Call &call, const Band &band, const ApBasicRecord &basic)
 {
-    if (band.defers_and_syncs && reads_dual_band_sync(band.entry_set_name, status)) {
+    if (band.defers_and_syncs && reads_dual_band_sync(call)) {
         ApBasicRecord twin = basic;
-        twin.band = k5g.index;
-        send_basic(twin, band.entry_set_name, status);
+        twin.band = k5g.radio.index;
+        send_basic(call, twin);
     }
-    if (!send_basic(basic, band.entry_set_name, status))
-        WEXOND_LOG_AS(band.entry_set_name, "Failed to set ap basic\n");
+    if (!send_basic(call, basic))
+        CALL_LOG(call, "Failed to set ap basic\n");
 }
 
 // Switching a secondary access point off (or not saying that it is on) is sent later, so that the caller, who may be on
@@ -518,75 +429,59 @@ bool is_deferred(const Band &band, const ApBasicRecord &basic)
     return band.defers_and_syncs && basic.enable == 0 && basic.ap_index >= 2;
 }
 
-int ap1_set(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *message)
+int ap1_set(Call &call, const Band &band)
 {
-    Call call(object, method, band.entry_set_name);
-    SettingsArguments arguments(settings_policy, message);
-    const Entry *entry = find_ap(band, object, band.entry_set_name);
+    SettingsArguments arguments(settings_policy, call.message);
+    const Entry *entry = find_ap(call, band);
     if (!entry) {
-        wexond_fail(&call.status, "%s", band.set_not_found);
-        return wexond_send_for_set(request, &call.status);
+        fail(call, "%s", band.set_not_found);
+        return send_for_set(call);
     }
-    Settings settings = parse_settings(band, entry->index, arguments, band.entry_set_name);
+    Settings settings = parse_settings(call, band, entry->index, arguments);
     if (is_deferred(band, settings.basic)) {
         // Deliberate: a sender that cannot be started ends the call without a reply.
-        if (int result = WEXOND_Apbasic_ThreadInit(settings.basic, band.entry_set_name))
+        if (int result = WEXOND_Apbasic_ThreadInit(settings.basic, call.function))
             return result;
     } else {
-        send_basic_now(band, settings.basic, &call.status);
+        send_basic_now(call, band, settings.basic);
     }
-    send_rest(arguments, settings, band.entry_set_name, band.set_rate_limit_failure);
-    return wexond_send_for_set(request, &call.status);
+    send_rest(call, arguments, settings, band.set_rate_limit_failure);
+    return send_for_set(call);
 }
 
-constexpr auto wexond_wifi1ap_add = handle_with<ap_add, k2g>;
-constexpr auto wexond_wifi1ap_delete = handle_with<ap_delete, k2g>;
-constexpr auto wexond_wifi1ap_list = handle_with<ap_list, k2g>;
-constexpr auto wexond_wifi1ap_status = handle_with<ap_stats, k2g>;
-constexpr auto wexond_wifi1ap1_set = handle_with<ap1_set, k2g>;
-constexpr auto wexond_wifi1ap1_get = handle_with<ap1_get, k2g>;
-constexpr auto wexond_wifi1ap1_status = handle_with<ap1_status, k2g>;
-constexpr auto wexond_wifi2ap_add = handle_with<ap_add, k5g>;
-constexpr auto wexond_wifi2ap_delete = handle_with<ap_delete, k5g>;
-constexpr auto wexond_wifi2ap_list = handle_with<ap_list, k5g>;
-constexpr auto wexond_wifi2ap_status = handle_with<ap_stats, k5g>;
-constexpr auto wexond_wifi2ap1_set = handle_with<ap1_set, k5g>;
-constexpr auto wexond_wifi2ap1_get = handle_with<ap1_get, k5g>;
-constexpr auto wexond_wifi2ap1_status = handle_with<ap1_status, k5g>;
-
 const ubus_method wifi1ap_methods[] = {
-    UBUS_METHOD("add", wexond_wifi1ap_add, settings_policy),
-    UBUS_METHOD("delete", wexond_wifi1ap_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_wifi1ap_list),
-    UBUS_METHOD_NOARG("stats", wexond_wifi1ap_status),
+    UBUS_METHOD("add", SERVE_AS("wexond_wifi1ap_add", ap_add, k2g), settings_policy),
+    UBUS_METHOD("delete", SERVE_AS("wexond_wifi1ap_delete", ap_delete, k2g), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE_AS("wexond_wifi1ap_list", ap_list, k2g)),
+    UBUS_METHOD_NOARG("stats", SERVE_AS("wexond_wifi1ap_status", ap_stats, k2g)),
 };
 
 const ubus_method wifi2ap_methods[] = {
-    UBUS_METHOD("add", wexond_wifi2ap_add, settings_policy),
-    UBUS_METHOD("delete", wexond_wifi2ap_delete, index_policy),
-    UBUS_METHOD_NOARG("list", wexond_wifi2ap_list),
-    UBUS_METHOD_NOARG("stats", wexond_wifi2ap_status),
+    UBUS_METHOD("add", SERVE_AS("wexond_wifi2ap_add", ap_add, k5g), settings_policy),
+    UBUS_METHOD("delete", SERVE_AS("wexond_wifi2ap_delete", ap_delete, k5g), index_policy),
+    UBUS_METHOD_NOARG("list", SERVE_AS("wexond_wifi2ap_list", ap_list, k5g)),
+    UBUS_METHOD_NOARG("stats", SERVE_AS("wexond_wifi2ap_status", ap_stats, k5g)),
 };
 
 const ubus_method wifi1ap1_methods[] = {
-    UBUS_METHOD("set", wexond_wifi1ap1_set, settings_policy),
-    UBUS_METHOD_NOARG("get", wexond_wifi1ap1_get),
-    UBUS_METHOD_NOARG("stats", wexond_wifi1ap1_status),
+    UBUS_METHOD("set", SERVE_AS("wexond_wifi1ap1_set", ap1_set, k2g), settings_policy),
+    UBUS_METHOD_NOARG("get", SERVE_AS("wexond_wifi1ap1_get", ap1_get, k2g)),
+    UBUS_METHOD_NOARG("stats", SERVE_AS("wexond_wifi1ap1_status", ap1_status, k2g)),
 };
 
 const ubus_method wifi2ap1_methods[] = {
-    UBUS_METHOD("set", wexond_wifi2ap1_set, settings_policy),
-    UBUS_METHOD_NOARG("get", wexond_wifi2ap1_get),
-    UBUS_METHOD_NOARG("stats", wexond_wifi2ap1_status),
+    UBUS_METHOD("set", SERVE_AS("wexond_wifi2ap1_set", ap1_set, k5g), settings_policy),
+    UBUS_METHOD_NOARG("get", SERVE_AS("wexond_wifi2ap1_get", ap1_get, k5g)),
+    UBUS_METHOD_NOARG("stats", SERVE_AS("wexond_wifi2ap1_status", ap1_status, k5g)),
 };
 
-ubus_object_type wifi1ap_type = UBUS_OBJECT_TYPE("wexond.wifi.1.ap", wifi1ap_methods);
-ubus_object_type wifi2ap_type = UBUS_OBJECT_TYPE("wexond.wifi.2.ap", wifi2ap_methods);
+ubus_object_type wifi1ap_type = bus_object_type("wexond.wifi.1.ap", wifi1ap_methods);
+ubus_object_type wifi2ap_type = bus_object_type("wexond.wifi.2.ap", wifi2ap_methods);
 
 } // namespace
 
-ubus_object_type wexond_wifi1ap_entry_type = UBUS_OBJECT_TYPE("wexond.wifi.1.ap.", wifi1ap1_methods);
-ubus_object_type wexond_wifi2ap_entry_type = UBUS_OBJECT_TYPE("wexond.wifi.2.ap.", wifi2ap1_methods);
+ubus_object_type wexond_wifi1ap_entry_type = bus_object_type("wexond.wifi.1.ap.", wifi1ap1_methods);
+ubus_object_type wexond_wifi2ap_entry_type = bus_object_type("wexond.wifi.2.ap.", wifi2ap1_methods);
 
 ubus_object wexond_wifi1ap_object = {
     .name = "wexond.wifi.1.ap",

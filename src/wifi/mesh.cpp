@@ -27,101 +27,84 @@ constexpr uint32_t kLink5g = 2;
 // The networks of the backhaul, left out of the topology by name, whatever their band.
 constexpr const char *kBackhaulSsids[] = {"KVQ-EasyMesh-5G", "KVQ-EasyMesh-2G"};
 
-int wexond_mesh_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                    blob_attr *message)
+int wexond_mesh_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<2> arguments(set_policy, message);
-    if (arguments.require(&call.status)) {
-        WEXOND_LOG("mode:%s\n", arguments.text(MODE));
+    Arguments<2> arguments(set_policy, call.message);
+    if (arguments.require(call)) {
+        CALL_LOG(call, "mode:%s\n", arguments.text(MODE));
         MeshRecord mesh{};
         mesh.mode = wexond_str_to_code(kMeshMode, arguments.text(MODE));
         mesh.change_mask = kChangeMeshMode;
-        WEXOND_LOG("roaming:%s\n", arguments.text(ROAMING));
+        CALL_LOG(call, "roaming:%s\n", arguments.text(ROAMING));
         MeshRoamingRecord roaming{};
         roaming.roaming = wexond_str_to_code(kYesNo, arguments.text(ROAMING));
         roaming.change_mask = kChangeMeshRoaming;
         if (!accepts(kSetMesh, mesh))
-            wexond_fail(&call.status, "failed to set wifi mesh");
+            fail(call, "failed to set wifi mesh");
         else if (!accepts(kSetMeshRoaming, roaming))
-            wexond_fail(&call.status, "failed to set wifi meshroaming");
+            fail(call, "failed to set wifi meshroaming");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 // The first failure ends the reading.
-bool read_mesh(MeshRecord &mesh, MeshRoamingRecord &roaming, Status *status)
+bool read_mesh(Call &call, MeshRecord &mesh, MeshRoamingRecord &roaming)
 {
-    Answer<MeshRecord> mesh_answer = ask<MeshRecord>(kGetMesh);
-    if (!mesh_answer.check("get wifi mesh", status)) {
-        WEXOND_LOG_AS("wexond_mesh_get", "failed to get wifi mesh\n");
-        return false;
-    }
-    Answer<MeshRoamingRecord> roaming_answer = ask<MeshRoamingRecord>(kGetMeshRoaming);
-    if (!roaming_answer.check("get wifi mesh roaming", status)) {
-        WEXOND_LOG_AS("wexond_mesh_get", "failed to get wifi mesh roaming\n");
-        return false;
-    }
-    mesh = *mesh_answer;
-    roaming = *roaming_answer;
-    return true;
+    return read(call, {kGetMesh, "get wifi mesh", "failed to get wifi mesh\n"}, mesh) &&
+           read(call, {kGetMeshRoaming, "get wifi mesh roaming", "failed to get wifi mesh roaming\n"}, roaming);
 }
 
-int wexond_mesh_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_mesh_get(Call &call)
 {
-    Call call(object, method, __func__);
     MeshRecord mesh;
     MeshRoamingRecord roaming;
-    if (read_mesh(mesh, roaming, &call.status)) {
+    if (read_mesh(call, mesh, roaming)) {
         auto al_mac = read_text(mesh.al_mac);
         wexond_mac_compact(al_mac.data);
         reply_start();
         void *table = reply_open_table("wexond.wifi.mesh");
         // Deliberate: the mode is read with another vocabulary than it is written with.
-        reply_string("mode", wexond_code_to_str(kMeshRole, mesh.mode));
+        reply_word("mode", kMeshRole, mesh.mode);
         reply_string("almac", al_mac.data);
         reply_int("onlinetime", mesh.online_time);
-        reply_string("roaming", wexond_code_to_str(kYesNo, roaming.roaming));
-        reply_string("status", wexond_code_to_str(kYesNo, mesh.status));
+        reply_word("roaming", kYesNo, roaming.roaming);
+        reply_word("status", kYesNo, mesh.status);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-int wexond_mesh_backhaulbss(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                            blob_attr *)
+int wexond_mesh_backhaulbss(Call &call)
 {
-    Call call(object, method, __func__);
     Answer<BackhaulBssRecord> answer = ask<BackhaulBssRecord>(kGetBackhaulBss);
     if (answer.accepted()) {
         reply_start();
         reply_text("ssid", answer->ssid);
         reply_text("key", answer->key);
-        reply_string("auth", wexond_code_to_str(kAuth, answer->auth));
-        reply_string("encrypt", wexond_code_to_str(kEncrypt, answer->encrypt));
+        reply_word("auth", kAuth, answer->auth);
+        reply_word("encrypt", kEncrypt, answer->encrypt);
     } else {
-        wexond_fail(&call.status, "failed to get wifi mesh backhaulbss");
+        fail(call, "failed to get wifi mesh backhaulbss");
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // --- Topology ---
 
 // The name of this device in the topology: the last map entry of its own MAC address gives it. No entry, or no map,
 // leaves the request's text empty.
-TopologyRequest find_self(const ManuInfoRecord &self, Status *status)
+TopologyRequest find_self(Call &call, const ManuInfoRecord &self)
 {
     TopologyRequest request{};
-    Answer<TopologyMap> map = ask<TopologyMap>(kGetTopologyMap);
-    if (!map.check("get MeshTopoApMap.", status)) {
-        WEXOND_LOG_AS("wexond_mesh_topo", "Failed to get MeshTopoApMap.\n");
+    Answer<TopologyMap> map = ask<TopologyMap>(call, kGetTopologyMap, "get MeshTopoApMap.");
+    if (!map) {
+        CALL_LOG(call, "Failed to get MeshTopoApMap.\n");
         return request;
     }
-    WEXOND_LOG_AS("wexond_mesh_topo", "get topo ap map succ!\n");
+    CALL_LOG(call, "get topo ap map succ!\n");
     for (size_t i = 0; i < entry_count(*map); i++) {
         const TopologyMapEntry &entry = map->entries[i];
-        WEXOND_LOG_AS("wexond_mesh_topo", "manu mac = %s, topodev mac=%s\n", read_text(self.mac).data,
-                      read_text(entry.topology_mac).data);
+        CALL_LOG(call, "manu mac = %s, topodev mac=%s\n", read_text(self.mac).data, read_text(entry.topology_mac).data);
         if (strncmp(entry.device_mac, self.mac, sizeof(entry.device_mac)) == 0)
             copy_text(request.mac, entry.topology_mac, sizeof(request.mac) - 1);
     }
@@ -172,7 +155,7 @@ void add_topology_band(const char *key, const TopologyBand &band, uint32_t link,
 void add_topology(const TopologyRecord &topology)
 {
     void *table = reply_open_table("bhinfo");
-    reply_string("type", wexond_code_to_str(kLinkMedium, topology.backhaul_type));
+    reply_word("type", kLinkMedium, topology.backhaul_type);
     reply_text("bhalmac", topology.backhaul_al_mac);
     reply_int("uprate", topology.up_rate);
     reply_int("downrate", topology.down_rate);
@@ -186,36 +169,35 @@ void add_topology(const TopologyRecord &topology)
     reply_close(table);
 }
 
-int wexond_mesh_topo(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_mesh_topo(Call &call)
 {
-    Call call(object, method, __func__);
     // Deliberate: of the identity only a missing answer is noticed.
     Answer<ManuInfoRecord> self = ask<ManuInfoRecord>(kGetManuInfo);
     if (!self.present()) {
-        WEXOND_LOG("Failed to manu info\n");
-        wexond_fail(&call.status, "failed to get wifi mesh topo");
-        return wexond_send_for_get(request, &call.status);
+        CALL_LOG(call, "Failed to manu info\n");
+        fail(call, "failed to get wifi mesh topo");
+        return send_for_get(call);
     }
     // Deliberate: without a map the topology is asked for all the same, and the map's failure reported.
-    TopologyRequest self_in_topology = find_self(*self, &call.status);
+    TopologyRequest self_in_topology = find_self(call, *self);
     Answer<TopologyRecord> topology = ask<TopologyRecord>(kGetTopology, self_in_topology);
     if (topology.accepted()) {
         reply_start();
         add_topology(*topology);
     } else {
-        wexond_fail(&call.status, "failed to get wifi mesh topo");
+        fail(call, "failed to get wifi mesh topo");
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD("set", wexond_mesh_set, set_policy),
-    UBUS_METHOD_NOARG("get", wexond_mesh_get),
-    UBUS_METHOD_NOARG("backhaulbss", wexond_mesh_backhaulbss),
-    UBUS_METHOD_NOARG("topo", wexond_mesh_topo),
+    UBUS_METHOD("set", SERVE(wexond_mesh_set), set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_mesh_get)),
+    UBUS_METHOD_NOARG("backhaulbss", SERVE(wexond_mesh_backhaulbss)),
+    UBUS_METHOD_NOARG("topo", SERVE(wexond_mesh_topo)),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.wifi.mesh", methods);
+ubus_object_type type = bus_object_type("wexond.wifi.mesh", methods);
 
 } // namespace
 

@@ -1,12 +1,12 @@
 // wexond.wifi.1 and wexond.wifi.2, the 2.4 GHz and the 5 GHz radio, and wexond.wifi: what concerns all of Wi-Fi.
 
-#include "wifi/radio_records.h"
+#include "wifi/radios.h"
 
 #include "core/arguments.h"
 #include "core/call.h"
-#include "core/catalogue.h"
 #include "core/reply.h"
 #include "core/vocabulary.h"
+#include "wifi/radio_records.h"
 
 namespace
 {
@@ -41,9 +41,6 @@ struct Band {
     const char *set_action;
     const char *get_action;
     const char *score_action;
-    const char *set_name;
-    const char *get_name;
-    const char *score_name;
 };
 
 constexpr Band k2g = {
@@ -52,9 +49,6 @@ constexpr Band k2g = {
     .set_action = "set 2.4G wifi",
     .get_action = "get 2.4G wifi",
     .score_action = "get 2.4G channel score",
-    .set_name = "wexond_wifi1_set",
-    .get_name = "wexond_wifi1_get",
-    .score_name = "wexond_wifi1_channelscore",
 };
 
 constexpr Band k5g = {
@@ -63,9 +57,6 @@ constexpr Band k5g = {
     .set_action = "set 5G wifi",
     .get_action = "get 5G wifi",
     .score_action = "get 5G channel score",
-    .set_name = "wexond_wifi2_set",
-    .get_name = "wexond_wifi2_get",
-    .score_name = "wexond_wifi2_channelscore",
 };
 
 // The authentication modes that a radio supports: a constant, not read from the service.
@@ -73,64 +64,67 @@ constexpr char kSupportedAuth[] = "open/share/wpapskwpa2psk/wpa2psk/wpa2pskwpa3s
 
 // --- One radio ---
 
-RadioRecord parse_radio(const Band &band, const Arguments<4> &arguments)
-{
-    RadioRecord record{};
-    uint32_t mask = 0;
-    record.band = band.index;
-    if (arguments.has(CHANNEL)) {
-        WEXOND_LOG_AS(band.set_name, "channel:%d \n\n", arguments.number(CHANNEL));
-        record.channel = arguments.number(CHANNEL);
-        mask |= kChangeChannel;
-    }
-    if (arguments.has(TXPOWER)) {
-        WEXOND_LOG_AS(band.set_name, "txpower:%s \n\n", arguments.text(TXPOWER));
-        record.txpower = wexond_str_to_code(kTxPower, arguments.text(TXPOWER));
-        mask |= kChangeTxPower;
-    }
-    if (arguments.has(BANDWIDTH)) {
-        WEXOND_LOG_AS(band.set_name, "bandwidth:%d \n\n", arguments.number(BANDWIDTH));
-        record.bandwidth = wexond_ubus_to_code(kBandwidth, arguments.number(BANDWIDTH));
-        mask |= kChangeBandwidth;
-    }
-    if (arguments.has(ENABLE)) {
-        WEXOND_LOG_AS(band.set_name, "enable:%s \n\n", arguments.text(ENABLE));
-        record.enable = wexond_str_to_code(kYesNo, arguments.text(ENABLE));
-        mask |= kChangeEnable;
-    }
-    record.change_mask = mask;
-    return record;
-}
+const Option<RadioRecord> radio_options[] = {
+    {CHANNEL, kChangeChannel, fill_number<&RadioRecord::channel>},
+    {TXPOWER, kChangeTxPower, fill_word<&RadioRecord::txpower, kTxPower>},
+    {BANDWIDTH, kChangeBandwidth, fill_code<&RadioRecord::bandwidth, kBandwidth>},
+    {ENABLE, kChangeEnable, fill_word<&RadioRecord::enable, kYesNo>},
+};
 
-int radio_set(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *message)
+int radio_set(Call &call, const Band &band)
 {
-    Call call(object, method, band.set_name);
-    Arguments<4> arguments(radio_set_policy, message);
+    Arguments<4> arguments(radio_set_policy, call.message);
+    RadioRecord record{};
+    record.band = band.index;
     // A call without arguments is sent too, with an empty mask.
-    exchange(kSetRadio, parse_radio(band, arguments), band.set_action, &call.status);
-    return wexond_send_for_set(request, &call.status);
+    fill_options(call, arguments, radio_options, record, &RadioRecord::change_mask);
+    exchange(call, kSetRadio, record, band.set_action);
+    return send_for_set(call);
 }
 
-int radio_get(const Band &band, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int radio_get(Call &call, const Band &band)
 {
-    Call call(object, method, band.get_name);
     RadioRecord record{};
     record.band = band.index;
-    Answer<RadioRecord> answer = ask<RadioRecord>(kGetRadio, record);
-    if (answer.check(band.get_action, &call.status)) {
+    if (Answer<RadioRecord> answer = ask<RadioRecord>(call, kGetRadio, record, band.get_action)) {
         reply_start();
         void *table = reply_open_table(band.object);
-        reply_string("enable", wexond_code_to_str(kYesNo, answer->enable));
+        reply_word("enable", kYesNo, answer->enable);
         reply_int("channel", answer->channel);
-        reply_string("txpower", wexond_code_to_str(kTxPower, answer->txpower));
+        reply_word("txpower", kTxPower, answer->txpower);
         reply_int("currentchannel", answer->current_channel);
         reply_int("bandwidth", wexond_code_to_ubus(kBandwidth, answer->bandwidth));
-        reply_string("mode", wexond_code_to_str(kRadioMode, answer->mode));
-        reply_string("load", wexond_code_to_str(kLoad, answer->load));
+        reply_word("mode", kRadioMode, answer->mode);
+        reply_word("load", kLoad, answer->load);
         reply_string("auth", kSupportedAuth);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
+}
+
+// The scans that channelscore owes a band. They run when the handler has returned: only then does every bus library let
+// the caller have its answer.
+struct OwedScans {
+    uloop_timeout timer;
+    uint32_t count; // one for each call
+};
+
+void run_owed_scan(uloop_timeout *timer);
+
+OwedScans owed_scans[] = {{{.cb = run_owed_scan}, 0}, {{.cb = run_owed_scan}, 0}};
+
+void run_owed_scan(uloop_timeout *timer)
+{
+    OwedScans *owed = container_of(timer, OwedScans, timer);
+    if (--owed->count > 0)
+        uloop_timeout_set(timer, 0);
+    scan_channels(static_cast<uint32_t>(owed - owed_scans));
+}
+
+void scan_later(uint32_t band)
+{
+    owed_scans[band].count++;
+    uloop_timeout_set(&owed_scans[band].timer, 0);
 }
 
 void add_scores(const Band &band, const ChannelScoreList &scores)
@@ -146,48 +140,37 @@ void add_scores(const Band &band, const ChannelScoreList &scores)
     reply_close(array);
 }
 
-int radio_channelscore(const Band &band, ubus_object *object, ubus_request_data *request, const char *method,
-                       blob_attr *)
+int radio_channelscore(Call &call, const Band &band)
 {
-    Call call(object, method, band.score_name);
     ChannelScoreList record{};
     record.band = band.index;
-    Answer<ChannelScoreList> answer = ask<ChannelScoreList>(kGetChannelScores, record);
-    if (answer.check(band.score_action, &call.status))
+    if (Answer<ChannelScoreList> answer = ask<ChannelScoreList>(call, kGetChannelScores, record, band.score_action))
         add_scores(band, *answer);
-    wexond_send_for_get(request, &call.status);
+    send_for_get(call);
     // The next call is to see fresh scores.
-    wexond_channel_scan(band.index);
+    scan_later(band.index);
     return 0;
 }
 
-constexpr auto wexond_wifi1_set = handle_with<radio_set, k2g>;
-constexpr auto wexond_wifi1_get = handle_with<radio_get, k2g>;
-constexpr auto wexond_wifi1_channelscore = handle_with<radio_channelscore, k2g>;
-constexpr auto wexond_wifi2_set = handle_with<radio_set, k5g>;
-constexpr auto wexond_wifi2_get = handle_with<radio_get, k5g>;
-constexpr auto wexond_wifi2_channelscore = handle_with<radio_channelscore, k5g>;
-
 // --- All of Wi-Fi ---
 
-int wexond_wifi_disassociation(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                               blob_attr *message)
+int wexond_wifi_disassociation(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(deassociation_policy, message);
-    if (arguments.require(&call.status) &&
-        check_elements(arguments.array(MACS), BLOBMSG_TYPE_STRING, "macs", &call.status) == 0) {
-        DisassociateRecord record{};
+    Arguments<1> arguments(deassociation_policy, call.message);
+    DisassociateRecord record{};
+    if (arguments.require(call) &&
+        check_elements(call, arguments.array(MACS), std::size(record.macs), BLOBMSG_TYPE_STRING, "macs") == 0) {
         uint32_t position = 0, count = 0;
         for (const blob_attr *element : Elements(arguments.array(MACS))) {
-            WEXOND_LOG("mac[%d]:%s \n\n", position++, element_text(element));
+            const char *text = element_text(element);
+            CALL_LOG(call, "mac[%d]:%s \n\n", position++, text ? text : "");
             if (count < std::size(record.macs))
-                copy_text(record.macs[count++], element_text(element));
+                copy_text(record.macs[count++], text);
         }
         record.count = count;
-        exchange(kDisassociate, record, "disassociation", &call.status);
+        exchange(call, kDisassociate, record, "disassociation");
     }
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 // The switches in the order in which they are written.
@@ -205,110 +188,91 @@ const Switch switches[] = {
     {WPSSWITCH, kWpsSwitch, kSetWps, "set wps", "Failed to set wps\n"},
 };
 
-bool set_switch(const Switch &row, const char *text, Status *status)
+bool set_switch(Call &call, const Switch &row, const char *text)
 {
-    WEXOND_LOG_AS("wexond_wifi_set", "%s:%s \n\n", wifi_policy[row.argument].name, text);
+    CALL_LOG(call, "%s:%s \n\n", wifi_policy[row.argument].name, text);
     SwitchRecord code{wexond_str_to_code(row.vocabulary, text)};
     WpsRecord indexed{0, code.code};
-    bool accepted = row.type == kSetWps ? exchange(row.type, indexed, row.action, status)
-                                        : exchange(row.type, code, row.action, status);
+    bool accepted = row.type == kSetWps ? exchange(call, row.type, indexed, row.action)
+                                        : exchange(call, row.type, code, row.action);
     if (!accepted)
-        WEXOND_LOG_AS("wexond_wifi_set", "%s", row.failure);
+        CALL_LOG(call, "%s", row.failure);
     return accepted;
 }
 
-int wexond_wifi_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                    blob_attr *message)
+int wexond_wifi_set(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<3> arguments(wifi_policy, message);
+    Arguments<3> arguments(wifi_policy, call.message);
     // The first failure ends the sequence; what was changed before it stays changed.
     for (const Switch &row : switches)
-        if (arguments.has(row.argument) && !set_switch(row, arguments.text(row.argument), &call.status))
+        if (arguments.has(row.argument) && !set_switch(call, row, arguments.text(row.argument)))
             break;
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 struct SwitchReadings {
-    uint32_t elink_sync;
-    uint32_t wifi;
-    uint32_t wps;
+    SwitchRecord elink_sync;
+    SwitchRecord wifi;
+    WpsRecord wps;
 };
 
 // The first failure ends the sequence.
-bool read_switches(SwitchReadings &readings, Status *status)
+bool read_switches(Call &call, SwitchReadings &r)
 {
     // Deliberate: the e-Link switch is reported as the LED switch.
-    Answer<SwitchRecord> elink_sync = ask<SwitchRecord>(kGetElinkSync);
-    if (!elink_sync.check("get ledswitch", status)) {
-        WEXOND_LOG_AS("wexond_wifi_get", "Failed to get elink sync\n");
-        return false;
-    }
-    Answer<SwitchRecord> wifi = ask<SwitchRecord>(kGetWifiSwitch);
-    if (!wifi.check("get wifiswitch", status)) {
-        WEXOND_LOG_AS("wexond_wifi_get", "Failed to get wifi switch\n");
-        return false;
-    }
-    Answer<WpsRecord> wps = ask<WpsRecord>(kGetWps, WpsRecord{});
-    if (!wps.check("get wpsswitch", status)) {
-        WEXOND_LOG_AS("wexond_wifi_get", "Failed to get wps\n");
-        return false;
-    }
-    readings = {elink_sync->code, wifi->code, wps->code};
-    return true;
+    return read(call, {kGetElinkSync, "get ledswitch", "Failed to get elink sync\n"}, r.elink_sync) &&
+           read(call, {kGetWifiSwitch, "get wifiswitch", "Failed to get wifi switch\n"}, r.wifi) &&
+           read(call, {kGetWps, "get wpsswitch", "Failed to get wps\n"}, WpsRecord{}, r.wps);
 }
 
-int wexond_wifi_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *)
+int wexond_wifi_get(Call &call)
 {
-    Call call(object, method, __func__);
     SwitchReadings readings;
-    if (read_switches(readings, &call.status)) {
+    if (read_switches(call, readings)) {
         reply_start();
         void *table = reply_open_table("wexond.wifi");
-        reply_string("elinksync", wexond_code_to_str(kElinkSwitch, readings.elink_sync));
-        reply_string("wifiswitch", wexond_code_to_str(kWifiSwitch, readings.wifi));
-        reply_string("wpsswitch", wexond_code_to_str(kWpsSwitch, readings.wps));
+        reply_word("elinksync", kElinkSwitch, readings.elink_sync.code);
+        reply_word("wifiswitch", kWifiSwitch, readings.wifi.code);
+        reply_word("wpsswitch", kWpsSwitch, readings.wps.code);
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
-int wexond_wifi_channelscan(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                            blob_attr *)
+int wexond_wifi_channelscan(Call &call)
 {
-    Call call(object, method, __func__);
-    wexond_channel_scan(0);
-    wexond_channel_scan(1);
+    scan_channels(0);
+    scan_channels(1);
     // Deliberate: always a success.
-    return wexond_send_for_set(request, &call.status);
+    return send_for_set(call);
 }
 
 const ubus_method wifi_methods[] = {
-    UBUS_METHOD("deassociation", wexond_wifi_disassociation, deassociation_policy),
-    UBUS_METHOD("set", wexond_wifi_set, wifi_policy),
-    UBUS_METHOD("get", wexond_wifi_get, wifi_policy), // advertises arguments that it does not read
-    UBUS_METHOD_NOARG("channelscan", wexond_wifi_channelscan),
+    UBUS_METHOD("deassociation", SERVE(wexond_wifi_disassociation), deassociation_policy),
+    UBUS_METHOD("set", SERVE(wexond_wifi_set), wifi_policy),
+    UBUS_METHOD("get", SERVE(wexond_wifi_get), wifi_policy), // advertises arguments that it does not read
+    UBUS_METHOD_NOARG("channelscan", SERVE(wexond_wifi_channelscan)),
 };
 
 const ubus_method wifi1_methods[] = {
-    UBUS_METHOD("set", wexond_wifi1_set, radio_set_policy),
-    UBUS_METHOD_NOARG("get", wexond_wifi1_get),
-    UBUS_METHOD_NOARG("channelscore", wexond_wifi1_channelscore),
+    UBUS_METHOD("set", SERVE_AS("wexond_wifi1_set", radio_set, k2g), radio_set_policy),
+    UBUS_METHOD_NOARG("get", SERVE_AS("wexond_wifi1_get", radio_get, k2g)),
+    UBUS_METHOD_NOARG("channelscore", SERVE_AS("wexond_wifi1_channelscore", radio_channelscore, k2g)),
 };
 
 const ubus_method wifi2_methods[] = {
-    UBUS_METHOD("set", wexond_wifi2_set, radio_set_policy),
-    UBUS_METHOD_NOARG("get", wexond_wifi2_get),
-    UBUS_METHOD_NOARG("channelscore", wexond_wifi2_channelscore),
+    UBUS_METHOD("set", SERVE_AS("wexond_wifi2_set", radio_set, k5g), radio_set_policy),
+    UBUS_METHOD_NOARG("get", SERVE_AS("wexond_wifi2_get", radio_get, k5g)),
+    UBUS_METHOD_NOARG("channelscore", SERVE_AS("wexond_wifi2_channelscore", radio_channelscore, k5g)),
 };
 
-ubus_object_type wifi_type = UBUS_OBJECT_TYPE("wexond.wifi", wifi_methods);
-ubus_object_type wifi1_type = UBUS_OBJECT_TYPE("wexond.wifi.1", wifi1_methods);
-ubus_object_type wifi2_type = UBUS_OBJECT_TYPE("wexond.wifi.2", wifi2_methods);
+ubus_object_type wifi_type = bus_object_type("wexond.wifi", wifi_methods);
+ubus_object_type wifi1_type = bus_object_type("wexond.wifi.1", wifi1_methods);
+ubus_object_type wifi2_type = bus_object_type("wexond.wifi.2", wifi2_methods);
 
 } // namespace
 
-void wexond_channel_scan(uint32_t band)
+void scan_channels(uint32_t band)
 {
     if (band > 1)
         return;

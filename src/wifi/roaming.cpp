@@ -61,176 +61,150 @@ constexpr uint32_t kMaxQueriedStations = 32;
 
 // --- Settings ---
 
-// The numbers of the settings: argument and reply key, field, bit of the change mask.
-struct NumberField {
-    size_t argument;
-    sle32 RoamingRecord::*field;
-    uint32_t bit;
+const Option<RoamingRecord> options[] = {
+    {ENABLE, kChangeRoamingEnable, fill_word<&RoamingRecord::enable, kYesNo>},
+    {THRESHOLDRSSI, kChangeRoamingThreshold, fill_number<&RoamingRecord::threshold_rssi>},
+    {REPORTINTERVAL, kChangeRoamingInterval, fill_number<&RoamingRecord::report_interval>},
+    {STARTTIME, kChangeRoamingStartTime, fill_number<&RoamingRecord::start_time>},
+    {STARTRSSI, kChangeRoamingStartRssi, fill_number<&RoamingRecord::start_rssi>},
 };
 
-const NumberField number_fields[] = {
-    {THRESHOLDRSSI, &RoamingRecord::threshold_rssi, kChangeRoamingThreshold},
-    {REPORTINTERVAL, &RoamingRecord::report_interval, kChangeRoamingInterval},
-    {STARTTIME, &RoamingRecord::start_time, kChangeRoamingStartTime},
-    {STARTRSSI, &RoamingRecord::start_rssi, kChangeRoamingStartRssi},
-};
-
-RoamingRecord parse_settings(const SetArguments &arguments)
+int wexond_wifiroaming_set(Call &call)
 {
+    SetArguments arguments(set_policy, call.message);
     RoamingRecord record{};
-    uint32_t mask = 0;
-    if (arguments.has(ENABLE)) {
-        WEXOND_LOG_AS("wexond_wifiroaming_set", "enable:%s \n\n", arguments.text(ENABLE));
-        record.enable = wexond_str_to_code(kYesNo, arguments.text(ENABLE));
-        mask |= kChangeRoamingEnable;
-    }
-    for (const NumberField &row : number_fields) {
-        if (!arguments.has(row.argument))
-            continue;
-        auto value = static_cast<int32_t>(arguments.number(row.argument));
-        WEXOND_LOG_AS("wexond_wifiroaming_set", "%s:%d \n\n", set_policy[row.argument].name, value);
-        record.*row.field = value;
-        mask |= row.bit;
-    }
+    fill_options(call, arguments, options, record, &RoamingRecord::change_mask);
     // Deliberate: the threshold stands in the record twice.
     record.threshold_copy = record.threshold_rssi;
-    record.change_mask = mask;
-    return record;
+    exchange(call, kSetRoaming, record, "set wifi roaming");
+    return send_for_set(call);
 }
 
-int wexond_wifiroaming_set(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                           blob_attr *message)
+void log_settings(const Call &call, const RoamingRecord &record)
 {
-    Call call(object, method, __func__);
-    SetArguments arguments(set_policy, message);
-    exchange(kSetRoaming, parse_settings(arguments), "set wifi roaming", &call.status);
-    return wexond_send_for_set(request, &call.status);
+    CALL_LOG(call,
+             "wexond_wifiroaming_get "
+             "uiEnable:%s,iThresholdrssi:%d,iReportinterval:%d,iStarttime:%d,iStartrssi:%d\n\n",
+             wexond_code_to_str(kYesNo, record.enable), static_cast<int32_t>(record.threshold_rssi),
+             static_cast<int32_t>(record.report_interval), static_cast<int32_t>(record.start_time),
+             static_cast<int32_t>(record.start_rssi));
 }
 
-void log_settings(const RoamingRecord &record)
+int wexond_wifiroaming_get(Call &call)
 {
-    WEXOND_LOG_AS("wexond_wifiroaming_get",
-                  "wexond_wifiroaming_get "
-                  "uiEnable:%s,iThresholdrssi:%d,iReportinterval:%d,iStarttime:%d,iStartrssi:%d\n\n",
-                  wexond_code_to_str(kYesNo, record.enable), static_cast<int32_t>(record.threshold_rssi),
-                  static_cast<int32_t>(record.report_interval), static_cast<int32_t>(record.start_time),
-                  static_cast<int32_t>(record.start_rssi));
-}
-
-int wexond_wifiroaming_get(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                           blob_attr *)
-{
-    Call call(object, method, __func__);
-    Answer<RoamingRecord> answer = ask<RoamingRecord>(kGetRoaming);
-    if (answer.check("get wifi.roaming", &call.status)) {
-        log_settings(*answer);
+    if (Answer<RoamingRecord> answer = ask<RoamingRecord>(call, kGetRoaming, "get wifi.roaming")) {
+        log_settings(call, *answer);
         reply_start();
         void *table = reply_open_table("wexond.wifi.roaming");
-        reply_string("enable", wexond_code_to_str(kYesNo, answer->enable));
-        for (const NumberField &row : number_fields)
-            reply_int(set_policy[row.argument].name, static_cast<int32_t>((*answer).*row.field));
+        reply_word("enable", kYesNo, answer->enable);
+        reply_int("thresholdrssi", static_cast<int32_t>(answer->threshold_rssi));
+        reply_int("reportinterval", static_cast<int32_t>(answer->report_interval));
+        reply_int("starttime", static_cast<int32_t>(answer->start_time));
+        reply_int("startrssi", static_cast<int32_t>(answer->start_rssi));
         reply_close(table);
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // --- Signal strengths of stations ---
 
 void add_station_rssi(const StationRssiRecord &station)
 {
-    auto mac = read_text(station.mac);
-    wexond_mac_compact(mac.data);
     void *table = reply_open_table("");
-    reply_string("mac", mac.data);
+    reply_mac("mac", station.mac);
     reply_int("rssi24g", station.band == 0 ? static_cast<int32_t>(station.rssi) : 0);
     reply_int("rssi5g", station.band == 1 ? static_cast<int32_t>(station.rssi) : 0);
     reply_close(table);
 }
 
 // Asks for the station at a position of the argument; false where the answer ends the walk.
-bool query_station(const char *text, uint32_t position, Status *status)
+bool query_station(Call &call, const char *text, uint32_t position)
 {
     StationRssiRecord request{};
     copy_text(request.mac, text, kCompactMacLimit);
     wexond_mac_colon(request.mac);
-    WEXOND_LOG_AS("wexond_wifiroaming_getrssiinfo", "mac[%d]:%s \n\n", position + 1, request.mac);
+    CALL_LOG(call, "mac[%d]:%s \n\n", position + 1, request.mac);
     Answer<StationRssiRecord> answer = ask<StationRssiRecord>(kGetStationRssi, request);
     if (!answer.accepted()) {
-        wexond_fail(status, "failed to get roaming rssi");
+        fail(call, "failed to get roaming rssi");
         return false;
     }
     add_station_rssi(*answer);
     return true;
 }
 
-void query_stations(const blob_attr *macs, Status *status)
+void query_stations(Call &call, const blob_attr *macs)
 {
     reply_start();
     void *array = reply_open_array("wexond.wifi.roaming.starssiinfo");
     uint32_t position = 0;
     for (const blob_attr *element : Elements(macs)) {
-        WEXOND_LOG_AS("wexond_wifiroaming_getrssiinfo", "mac[%d]:%s \n\n", position, element_text(element));
-        if (position < kMaxQueriedStations && !query_station(element_text(element), position, status))
+        const char *text = element_text(element);
+        CALL_LOG(call, "mac[%d]:%s \n\n", position, text ? text : "");
+        if (position < kMaxQueriedStations && !query_station(call, text, position))
             break;
         position++;
     }
     reply_close(array);
 }
 
-int wexond_wifiroaming_getrssiinfo(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                                   blob_attr *message)
+int wexond_wifiroaming_getrssiinfo(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<1> arguments(rssi_policy, message);
-    if (arguments.require(&call.status) &&
-        check_elements(arguments.array(MACS), BLOBMSG_TYPE_STRING, "macs", &call.status) == 0)
-        query_stations(arguments.array(MACS), &call.status);
-    return wexond_send_for_get(request, &call.status);
+    Arguments<1> arguments(rssi_policy, call.message);
+    if (arguments.require(call) &&
+        check_elements(call, arguments.array(MACS), kMaxQueriedStations, BLOBMSG_TYPE_STRING, "macs") == 0)
+        query_stations(call, arguments.array(MACS));
+    return send_for_get(call);
 }
 
 // --- Signal strengths at access points ---
 
+// The keys of an access point; an element that is no table has none.
+Arguments<2> parse_queried_ap(blob_attr *element)
+{
+    size_t length = blobmsg_type(element) == BLOBMSG_TYPE_TABLE ? blobmsg_data_len(element) : 0;
+    return {query_ap_policy, blobmsg_data(element), length};
+}
+
 // Fills the next slot. Deliberate: an access point without a channel is written but not counted, so that the next one
 // takes its slot.
-void add_queried_ap(blob_attr *element, ApRssiQueryRecord &record)
+void add_queried_ap(const Call &call, const Arguments<2> &arguments, ApRssiQueryRecord &record)
 {
-    Arguments<2> arguments(query_ap_policy, blobmsg_data(element), blobmsg_data_len(element));
     if (!arguments.has(AP_BSSID)) {
-        WEXOND_LOG_AS("wexond_wifiroaming_sarq", "no AP_RSSI_QUERY_AP_BSSID\n");
+        CALL_LOG(call, "no AP_RSSI_QUERY_AP_BSSID\n");
         return;
     }
     uint32_t count = record.count;
     copy_text(record.entries[count].bssid, arguments.text(AP_BSSID), kCompactMacLimit);
-    WEXOND_LOG_AS("wexond_wifiroaming_sarq", "bssid:%s \n\n", arguments.text(AP_BSSID));
     if (!arguments.has(AP_CHANNEL)) {
-        WEXOND_LOG_AS("wexond_wifiroaming_sarq", "no AP_RSSI_QUERY_AP_CHANNEL\n");
+        CALL_LOG(call, "no AP_RSSI_QUERY_AP_CHANNEL\n");
         return;
     }
+    CALL_LOG(call, "bssid:%s \n\n", arguments.text(AP_BSSID));
     record.entries[count].channel = arguments.number(AP_CHANNEL);
-    WEXOND_LOG_AS("wexond_wifiroaming_sarq", "channel:%d \n\n", arguments.number(AP_CHANNEL));
+    CALL_LOG(call, "channel:%d \n\n", arguments.number(AP_CHANNEL));
     record.count = count + 1;
 }
 
-ApRssiQueryRecord parse_query(const Arguments<2> &arguments)
+// As many access points as have slots count, not as many elements.
+int parse_query(Call &call, const Arguments<2> &arguments, ApRssiQueryRecord &record)
 {
-    ApRssiQueryRecord record{};
     copy_text(record.mac, arguments.text(QUERY_MAC), kCompactMacLimit);
-    WEXOND_LOG_AS("wexond_wifiroaming_sarq", "sta mac:%s \n\n", arguments.text(QUERY_MAC));
-    for (blob_attr *element : Elements(arguments.array(QUERY_APS)))
-        if (record.count < std::size(record.entries))
-            add_queried_ap(element, record);
-    return record;
+    CALL_LOG(call, "sta mac:%s \n\n", arguments.text(QUERY_MAC));
+    return take_elements(call, arguments.array(QUERY_APS), kNoLimit, BLOBMSG_TYPE_UNSPEC, "aps",
+                         [&](blob_attr *element, size_t) {
+                             add_queried_ap(call, parse_queried_ap(element), record);
+                             return record.count == std::size(record.entries) ? 1 : 0;
+                         });
 }
 
-int wexond_wifiroaming_sarq(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                            blob_attr *message)
+int wexond_wifiroaming_sarq(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<2> arguments(query_policy, message);
-    if (!arguments.require(&call.status) ||
-        check_elements(arguments.array(QUERY_APS), BLOBMSG_TYPE_TABLE, "aps", &call.status))
-        return wexond_send_for_get(request, &call.status);
-    Answer<ApRssiAnswer> answer = ask<ApRssiAnswer>(kQueryApRssi, parse_query(arguments));
+    Arguments<2> arguments(query_policy, call.message);
+    ApRssiQueryRecord record{};
+    if (!arguments.require(call) || parse_query(call, arguments, record))
+        return send_for_get(call);
+    Answer<ApRssiAnswer> answer = ask<ApRssiAnswer>(kQueryApRssi, record);
     if (answer.accepted()) {
         reply_start();
         void *array = reply_open_array("wexond.wifi.roaming.aprssiinfo");
@@ -242,50 +216,48 @@ int wexond_wifiroaming_sarq(ubus_context *, ubus_object *object, ubus_request_da
         }
         reply_close(array);
     } else {
-        wexond_fail(&call.status, "failed to get roaming SARQ");
+        fail(call, "failed to get roaming SARQ");
     }
-    return wexond_send_for_get(request, &call.status);
+    return send_for_get(call);
 }
 
 // --- Transition requests ---
 
-void request_transition(const Arguments<3> &arguments, Status *status)
+void request_transition(Call &call, const Arguments<3> &arguments)
 {
     TransitionRecord record{};
     copy_text(record.mac, arguments.text(TRANSITION_MAC), kCompactMacLimit);
-    WEXOND_LOG_AS("wexond_wifiroaming_bsstr", "sta mac:%s \n\n", arguments.text(TRANSITION_MAC));
+    CALL_LOG(call, "sta mac:%s \n\n", arguments.text(TRANSITION_MAC));
     record.channel = arguments.number(TRANSITION_CHANNEL);
-    WEXOND_LOG_AS("wexond_wifiroaming_bsstr", "channel:%d \n\n", arguments.number(TRANSITION_CHANNEL));
+    CALL_LOG(call, "channel:%d \n\n", arguments.number(TRANSITION_CHANNEL));
     copy_text(record.bssid, arguments.text(TRANSITION_BSSID), kCompactMacLimit);
-    WEXOND_LOG_AS("wexond_wifiroaming_bsstr", "bssid:%s \n\n", arguments.text(TRANSITION_BSSID));
+    CALL_LOG(call, "bssid:%s \n\n", arguments.text(TRANSITION_BSSID));
     if (!accepts(kRequestTransition, record))
-        wexond_fail(status, "failed to set roaming bsstr");
+        fail(call, "failed to set roaming bsstr");
 }
 
-int wexond_wifiroaming_bsstr(ubus_context *, ubus_object *object, ubus_request_data *request, const char *method,
-                             blob_attr *message)
+int wexond_wifiroaming_bsstr(Call &call)
 {
-    Call call(object, method, __func__);
-    Arguments<3> arguments(transition_policy, message);
-    if (arguments.require(&call.status))
-        request_transition(arguments, &call.status);
+    Arguments<3> arguments(transition_policy, call.message);
+    if (arguments.require(call))
+        request_transition(call, arguments);
     // Deliberate: the same answer whatever happened; the reason is never sent.
     reply_start();
     reply_string("result", "0");
     reply_string("statuscode", "0");
-    reply_send(request);
+    reply_send(call.request);
     return 0;
 }
 
 const ubus_method methods[] = {
-    UBUS_METHOD("set", wexond_wifiroaming_set, set_policy),
-    UBUS_METHOD_NOARG("get", wexond_wifiroaming_get),
-    UBUS_METHOD("getrssiinfo", wexond_wifiroaming_getrssiinfo, rssi_policy),
-    UBUS_METHOD("startaprssiquery", wexond_wifiroaming_sarq, query_policy),
-    UBUS_METHOD("startstabsstransitionrequest", wexond_wifiroaming_bsstr, advertised_transition_policy),
+    UBUS_METHOD("set", SERVE(wexond_wifiroaming_set), set_policy),
+    UBUS_METHOD_NOARG("get", SERVE(wexond_wifiroaming_get)),
+    UBUS_METHOD("getrssiinfo", SERVE(wexond_wifiroaming_getrssiinfo), rssi_policy),
+    UBUS_METHOD("startaprssiquery", SERVE(wexond_wifiroaming_sarq), query_policy),
+    UBUS_METHOD("startstabsstransitionrequest", SERVE(wexond_wifiroaming_bsstr), advertised_transition_policy),
 };
 
-ubus_object_type type = UBUS_OBJECT_TYPE("wexond.wifi.roaming", methods);
+ubus_object_type type = bus_object_type("wexond.wifi.roaming", methods);
 
 } // namespace
 

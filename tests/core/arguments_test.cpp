@@ -56,11 +56,10 @@ std::string refusal(const std::string &values, size_t count = 4)
 {
     Attribute attribute = message(values);
     Arguments<4> arguments(policy, attribute.get());
-    Status status{};
-    bool complete = arguments.require(&status, count);
-    EXPECT_EQ(complete, arguments.require(nullptr, count));
-    EXPECT_EQ(complete, status.failed == 0);
-    return status.reason;
+    Call call{};
+    bool complete = arguments.require(call, count);
+    EXPECT_EQ(complete, call.status.failed == 0);
+    return call.status.reason;
 }
 
 TEST(Arguments, AreFoundByNameInAnyOrder)
@@ -73,7 +72,8 @@ TEST(Arguments, AreFoundByNameInAnyOrder)
     EXPECT_EQ(arguments.number(COUNT), 0xFFFFFFFEu);
     EXPECT_STREQ(arguments.text(MODE), "a");
     EXPECT_EQ(blobmsg_type(arguments.array(MACS)), BLOBMSG_TYPE_ARRAY);
-    EXPECT_TRUE(arguments.require(nullptr));
+    Call call{};
+    EXPECT_TRUE(arguments.require(call));
 }
 
 TEST(Arguments, ThatWereNotGivenAreAbsent)
@@ -367,16 +367,61 @@ TEST(CheckElements, RequiresOneTypeOfAll)
         {BLOBMSG_TYPE_INT32, value(Type::int64, "", big_endian64(1)), false},
         {BLOBMSG_TYPE_INT32, value(Type::null, "", ""), false},
         {BLOBMSG_TYPE_INT32, number_element(1).substr(0, 11), false},
+        {BLOBMSG_TYPE_UNSPEC, number_element(1) + text_element("a") + value(Type::array, "", ""), true},
+        {BLOBMSG_TYPE_UNSPEC, number_element(1) + number_element(1).substr(0, 11), false},
     };
     for (const auto &row : rows) {
-        Status status{};
+        Call call{};
         Attribute array = array_of(row.payload);
-        EXPECT_EQ(check_elements(array.get(), row.type, "macs", &status), row.passes ? 0 : -1) << to_text(row.payload);
-        EXPECT_EQ(status.failed, row.passes ? 0u : 1u);
-        EXPECT_STREQ(status.reason, row.passes ? "" : "unrecognized parameter: macs");
-        EXPECT_EQ(check_elements(array.get(), row.type, "macs", nullptr), row.passes ? 0 : -1);
+        EXPECT_EQ(check_elements(call, array.get(), kNoLimit, row.type, "macs"), row.passes ? 0 : -1)
+            << to_text(row.payload);
+        EXPECT_EQ(call.status.failed, row.passes ? 0u : 1u);
+        EXPECT_STREQ(call.status.reason, row.passes ? "" : "unrecognized parameter: macs");
     }
-    EXPECT_EQ(check_elements(nullptr, BLOBMSG_TYPE_STRING, "macs", nullptr), 0);
+    Call call{};
+    EXPECT_EQ(check_elements(call, nullptr, kNoLimit, BLOBMSG_TYPE_STRING, "macs"), 0);
+}
+
+TEST(CheckElements, LooksAtNoneBeyondTheLimit)
+{
+    Call call{};
+    const std::string two = text_element("a") + text_element("b");
+    for (const std::string &beyond : {text_element("c"), number_element(1), value(Type::string, "", "abc"), "\0"s})
+        for (size_t limit = 0; limit < 5; limit++)
+            EXPECT_EQ(check_elements(call, array_of(two + beyond).get(), limit, BLOBMSG_TYPE_STRING, "macs"),
+                      limit <= 2 || beyond == text_element("c") ? 0 : -1)
+                << limit << " of " << to_text(two + beyond);
+}
+
+TEST(TakeElements, JudgesEachBeforeTheNext)
+{
+    const std::string payload = text_element("ok") + text_element("wrong") + number_element(1);
+    std::string taken;
+    Call call{};
+    auto take = [&](const blob_attr *element, size_t position) {
+        taken += std::to_string(position) + element_text(element) + " ";
+        if (strcmp(element_text(element), "wrong") != 0)
+            return 0;
+        fail(call, "wrong text");
+        return -1;
+    };
+    EXPECT_EQ(take_elements(call, array_of(payload).get(), 3, BLOBMSG_TYPE_STRING, "macs", take), -1);
+    EXPECT_STREQ(call.status.reason, "wrong text");
+    EXPECT_EQ(taken, "0ok 1wrong ");
+    taken.clear();
+    EXPECT_EQ(take_elements(call, array_of(number_element(1) + payload).get(), 3, BLOBMSG_TYPE_STRING, "macs", take),
+              -1);
+    EXPECT_STREQ(call.status.reason, "unrecognized parameter: macs");
+    EXPECT_EQ(taken, "");
+}
+
+TEST(TakeElements, EndsWhereTheTakerHasEnough)
+{
+    Call call{};
+    auto take = [](const blob_attr *, size_t position) { return position == 1 ? 1 : 0; };
+    std::string payload = text_element("a") + text_element("b") + number_element(1);
+    EXPECT_EQ(take_elements(call, array_of(payload).get(), kNoLimit, BLOBMSG_TYPE_STRING, "macs", take), 0);
+    EXPECT_EQ(call.status.failed, 0u);
 }
 
 // --- The check itself ---

@@ -30,12 +30,12 @@ struct GuardedStatus {
     }
 };
 
-// --- wexond_fail ---
+// --- fail ---
 
 TEST(Fail, MarksTheStatusForTheFormattedReason)
 {
     Status status{};
-    wexond_fail(&status, "required parameter: %s or %s", "mac", "idx");
+    fail(status, "required parameter: %s or %s", "mac", "idx");
     EXPECT_EQ(status.failed, 1u);
     EXPECT_STREQ(status.reason, "required parameter: mac or idx");
 }
@@ -44,7 +44,7 @@ TEST(Fail, CutsTheReasonAt127Characters)
 {
     for (size_t length : {0u, 1u, 126u, 127u, 128u, 129u, 5000u}) {
         GuardedStatus guarded;
-        wexond_fail(&guarded.status, "%s", std::string(length, 'x').c_str());
+        fail(guarded.status, "%s", std::string(length, 'x').c_str());
         EXPECT_EQ(guarded.status.reason, std::string(std::min<size_t>(length, 127), 'x'));
         EXPECT_TRUE(guarded.is_intact());
     }
@@ -53,14 +53,17 @@ TEST(Fail, CutsTheReasonAt127Characters)
 TEST(Fail, ReplacesAnEarlierReason)
 {
     Status status{};
-    wexond_fail(&status, "a long first reason");
-    wexond_fail(&status, "second");
+    fail(status, "a long first reason");
+    fail(status, "second");
     EXPECT_STREQ(status.reason, "second");
 }
 
-TEST(Fail, PassesOverANullStatus)
+TEST(Fail, MarksACall)
 {
-    wexond_fail(nullptr, "%s", "nobody is told");
+    Call call{};
+    fail(call, "failed to %s", "reboot");
+    EXPECT_EQ(call.status.failed, 1u);
+    EXPECT_STREQ(call.status.reason, "failed to reboot");
 }
 
 TEST(Status, HoldsAFlagAnd128Bytes)
@@ -136,9 +139,9 @@ TEST_F(BackendChannelTest, ExchangeAsksForAReturnCodeAlone)
     };
     Request request{0x01020304, {'a', 'b', 'c'}};
     fake_service.answers = {answer(0), answer(0)};
-    Status status{};
-    EXPECT_TRUE(exchange(21, request, "set", &status));
-    EXPECT_TRUE(exchange(17, nullptr, 0, "reset", &status));
+    Call call{};
+    EXPECT_TRUE(exchange(call, 21, request, "set"));
+    EXPECT_TRUE(exchange(call, 17, nullptr, 0, "reset"));
     EXPECT_EQ(fake_service.requests, (std::vector<SentRequest>{
                                          {service(), 21, 1,
                                           Bytes("\x04\x03\x02\x01"
@@ -146,18 +149,18 @@ TEST_F(BackendChannelTest, ExchangeAsksForAReturnCodeAlone)
                                           7, 4},
                                          {service(), 17, 1, std::nullopt, 0, 4},
                                      }));
-    EXPECT_EQ(status.failed, 0u);
-    EXPECT_STREQ(status.reason, "");
+    EXPECT_EQ(call.status.failed, 0u);
+    EXPECT_STREQ(call.status.reason, "");
 }
 
 TEST_F(BackendChannelTest, ExchangeReportsItsFailure)
 {
     fake_service.answers = {answer(5), std::nullopt};
-    Status refused{}, unanswered{};
-    EXPECT_FALSE(exchange(16, Record{}, "reboot", &refused));
-    EXPECT_STREQ(refused.reason, "failed to reboot");
-    EXPECT_FALSE(exchange(16, Record{}, "reboot again", &unanswered));
-    EXPECT_STREQ(unanswered.reason, "failed to reboot again");
+    Call refused{}, unanswered{};
+    EXPECT_FALSE(exchange(refused, 16, Record{}, "reboot"));
+    EXPECT_STREQ(refused.status.reason, "failed to reboot");
+    EXPECT_FALSE(exchange(unanswered, 16, Record{}, "reboot again"));
+    EXPECT_STREQ(unanswered.status.reason, "failed to reboot again");
     EXPECT_EQ(fake_service.requests.size(), 2u) << "a request is never repeated";
 }
 
@@ -289,8 +292,36 @@ TEST_F(BackendChannelTest, AnswerThatFailedItsCheckIsAbsent)
     EXPECT_FALSE(refused.present());
     EXPECT_STREQ(status.reason, "failed to reboot");
     Answer<Record> accepted(response_with(0));
-    EXPECT_TRUE(accepted.check("reboot", nullptr));
+    EXPECT_TRUE(accepted.check("reboot"));
     EXPECT_TRUE(accepted.present());
+}
+
+TEST_F(BackendChannelTest, ReadsOneOfSeveralRecordsForACall)
+{
+    enable_log();
+    Call call{nullptr, nullptr, nullptr, "wexond_thing_get", {}};
+    le32 record = 0;
+    fake_service.answers = {answer(0, Bytes(4).u32(0, 7)), answer(1, Bytes(4).u32(0, 8)), answer(1, Bytes(4).u32(0, 9)),
+                            std::nullopt, std::nullopt};
+    EXPECT_TRUE(read(call, {1, "look", "Failed to look\n"}, record));
+    EXPECT_EQ(record, 7u);
+    EXPECT_EQ(call.status.failed, 0u);
+    EXPECT_EQ(take_log(), "");
+
+    EXPECT_FALSE(read(call, {1, "look", "Failed to look\n"}, record)) << "refused";
+    EXPECT_EQ(record, 7u) << "and left as it was";
+    EXPECT_STREQ(call.status.reason, "failed to look");
+    EXPECT_TRUE(take_log().ends_with("[wexond_thing_get.#]: Failed to look\n"));
+
+    call.status = {};
+    EXPECT_TRUE(read(call, {1, nullptr, "Failed to look\n"}, record, record)) << "whatever the return code";
+    EXPECT_EQ(record, 9u);
+    EXPECT_EQ(fake_service.requests.back().payload, Bytes(4).u32(0, 7)) << "the record is its own request";
+    EXPECT_FALSE(read(call, {1, nullptr, "Failed to look\n"}, record)) << "but not without an answer";
+    EXPECT_EQ(call.status.failed, 0u);
+    EXPECT_EQ(take_log(), "[wexond_thing_get.#]: Failed to look\n");
+    EXPECT_FALSE(ask<le32>(call, 1, "look again"));
+    EXPECT_STREQ(call.status.reason, "failed to look again");
 }
 
 // Less than a byte of growth for each round; under a sanitizer it is the sanitizer that counts.
@@ -300,18 +331,22 @@ TEST_F(BackendChannelTest, FreesEveryResponse)
         char bytes[65536];
     };
     auto round = [](const std::optional<Bytes> &body) {
-        fake_service.answers.assign(7, body);
+        fake_service.answers.assign(9, body);
         void *response = wexond_send_msg(1, 1, nullptr, 0, sizeof(Large));
         if (wexond_check_ret(&response, nullptr, nullptr) == 0)
             free(response);
-        exchange(16, Record{}, "reboot", nullptr);
+        Call call{};
+        Large large;
+        exchange(call, 16, Record{}, "reboot");
+        read(call, {1, "look", ""}, large);
+        read(call, {1, nullptr, ""}, Record{}, large);
         accepts(16, Record{});
         ask<Large>(1);
         ask<Large>(1, Record{}).accepted();
-        ask<Large>(1).check("look", nullptr);
+        ask<Large>(call, 1, "look");
         Answer<Large> answer = ask<Large>(1);
-        answer.check("look", nullptr);
-        answer.check("look", nullptr);
+        answer.check("look");
+        answer.check("look");
         fake_service = {};
     };
     for (int i = 0; i < 3; i++)

@@ -1,9 +1,9 @@
 // A catalogue of the tests' own: entry types that tell apart by their arguments, whose one kind of method answers with
 // the name of the object that was called.
-#include "core/catalogue.h"
-
-#include "core/reply.h"
 #include "tests/core/catalogue.h"
+
+#include "core/families.h"
+#include "core/reply.h"
 
 namespace
 {
@@ -43,65 +43,60 @@ const ubus_method ap2_methods[] = {
     UBUS_METHOD_NOARG("stats", tell_name),
 };
 
-ubus_object_type dns_type = UBUS_OBJECT_TYPE("wexond.filter.dns.", dns_methods);
-ubus_object_type url_type = UBUS_OBJECT_TYPE("wexond.filter.url.", url_methods);
-ubus_object_type host_type = UBUS_OBJECT_TYPE("wexond.laninfo", host_methods);
-ubus_object_type timer_type = UBUS_OBJECT_TYPE("wexond.wifi.timer.", timer_methods);
-ubus_object_type ap1_type = UBUS_OBJECT_TYPE("wexond.wifi.1.ap.", ap1_methods);
-ubus_object_type ap2_type = UBUS_OBJECT_TYPE("wexond.wifi.2.ap.", ap2_methods);
+ubus_object_type dns_type = bus_object_type("wexond.filter.dns.", dns_methods);
+ubus_object_type url_type = bus_object_type("wexond.filter.url.", url_methods);
+ubus_object_type host_type = bus_object_type("wexond.laninfo", host_methods);
+ubus_object_type timer_type = bus_object_type("wexond.wifi.timer.", timer_methods);
+ubus_object_type ap1_type = bus_object_type("wexond.wifi.1.ap.", ap1_methods);
+ubus_object_type ap2_type = bus_object_type("wexond.wifi.2.ap.", ap2_methods);
 
 ubus_object first_object = {
     .name = "wexond.b", .type = &url_type, .methods = url_methods, .n_methods = ARRAY_SIZE(url_methods)};
 ubus_object second_object = {
     .name = "wexond.a", .type = &host_type, .methods = host_methods, .n_methods = ARRAY_SIZE(host_methods)};
 
-} // namespace
+constexpr ubus_object *kObjects[] = {&first_object, &second_object};
 
-std::span<ubus_object *const> catalogue_objects()
-{
-    static constexpr ubus_object *kObjects[] = {&first_object, &second_object};
-    return kObjects;
-}
-
-const EntryTypes catalogue_entry_types = {
-    .filterdns = &dns_type,
-    .filterurl = &url_type,
-    .laninfo = &host_type,
-    .wifitimer = &timer_type,
-    .wifi_aps = {&ap1_type, &ap2_type},
-};
-
-ubus_object *catalogue_object(const char *)
-{
-    return nullptr;
-}
-
-int event_relay_result;
-
-int WEXOND_Notify_ThreadInit()
+int start_events()
 {
     return event_relay_result;
 }
 
-int drains;
-
-int WEXOND_Event_NotifyDeal()
+int drain_events()
 {
     drains++;
     return 0;
 }
 
-std::vector<uint32_t> scanned_bands;
-
-void wexond_channel_scan(uint32_t band)
+void note_scan(uint32_t band)
 {
     scanned_bands.push_back(band);
 }
 
-void catalogue_forget_bus()
+} // namespace
+
+int event_relay_result;
+int drains;
+std::vector<uint32_t> scanned_bands;
+
+void use_test_families()
 {
     for (ubus_object_type *type : {&dns_type, &url_type, &host_type, &timer_type, &ap1_type, &ap2_type})
         type->id = 0;
-    for (ubus_object *object : catalogue_objects())
+    for (ubus_object *object : kObjects)
         object->id = 0;
+    families = {
+        .objects = kObjects,
+        .entry_types =
+            {
+                .filterdns = &dns_type,
+                .filterurl = &url_type,
+                .laninfo = &host_type,
+                .wifitimer = &timer_type,
+                .wifi_aps = {&ap1_type, &ap2_type},
+            },
+        .start_events = start_events,
+        .drain_events = drain_events,
+        .scan_channels = note_scan,
+    };
 }

@@ -1,4 +1,4 @@
-// What tests look at in their catalogue, besides what the daemon's code sees of it.
+// Families of the tests' own, and what the tests look at in them.
 #pragma once
 
 #include <cstdint>
@@ -11,5 +11,5 @@ extern int drains;
 // What the start of the event relay returns; it starts nothing.
 extern int event_relay_result;
 
-// Makes objects and types as new, for another broker.
-void catalogue_forget_bus();
+// Hands them to the core, objects and types as new.
+void use_test_families();

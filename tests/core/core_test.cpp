@@ -6,7 +6,7 @@
 #include "core/paths.h"
 
 static std::string service, event_socket, debug_flag, console, bus;
-static Paths paths;
+static Paths test_paths;
 
 static const char *keep(std::string &path, const test_support::TemporaryFolder &folder, const char *name)
 {
@@ -14,14 +14,14 @@ static const char *keep(std::string &path, const test_support::TemporaryFolder &
     return path.c_str();
 }
 
-const Paths &wexond_paths()
+const Paths &paths()
 {
-    return paths;
+    return test_paths;
 }
 
 CoreTest::CoreTest() : console_(folder_ / "console")
 {
-    paths = {
+    test_paths = {
         .service = keep(service, folder_, "orvc.sock"),
         .event_socket = keep(event_socket, folder_, "events.sock"),
         .debug_flag = keep(debug_flag, folder_, "debug_wexond"),

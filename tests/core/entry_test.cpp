@@ -95,7 +95,7 @@ class EntryTest : public CoreBusTest
   protected:
     EntryTest()
     {
-        catalogue_forget_bus();
+        use_test_families();
         entry_lists_init();
     }
     ~EntryTest() override
@@ -171,29 +171,37 @@ TEST_P(EntryListTest, KeepsTheObjectOfAnEntryAddedTwice)
     EXPECT_EQ(entry_find(row.list, 3), second);
     EXPECT_EQ(second->object.name, nullptr);
     EXPECT_EQ(second->object.id, 0u);
-    // The object is the first one's, and it still answers.
+    // The object is the first one's, and it acts on the index.
     uint32_t found;
     EXPECT_EQ(ubus_lookup_id(wexond_context, row.object, &found), 0);
     EXPECT_EQ(found, id);
     EXPECT_EQ(call(row.object, "get"), "{\"called\":\""s + row.object + "\"}\n");
+    const Entry *acting = entry_find_named(row.list, row.object);
+    ASSERT_NE(acting, nullptr);
+    EXPECT_EQ(acting->index, 3u);
+    EXPECT_EQ(entry_owning(row.list, &first->object), second);
 }
 
-TEST_P(EntryListTest, KeepsTheObjectOfADisplacedEntryForGood)
+TEST_P(EntryListTest, WithdrawsTheObjectOfAnEntryAddedAgain)
 {
-    NEEDS_BUS_TOOL();
-    add_entry();
-    Entry *second = add_entry();
-    enable_log();
-    entry_remove(row.list, second);
-    EXPECT_EQ(take_log(), log_line("Remove"));
-    EXPECT_EQ(indices(row.list), Indices{});
-    EXPECT_EQ(objects(), object());
-    // A later entry of the index cannot have the name.
-    Entry *third = add_entry();
-    EXPECT_EQ(take_log(), log_line("Create"));
-    EXPECT_EQ(third->object.id, 0u);
-    EXPECT_EQ(objects(), object());
-    EXPECT_EQ(call(row.object, "get"), "{\"called\":\""s + row.object + "\"}\n");
+    for (int adds = 2; adds <= 4; adds++) {
+        Entry *last = nullptr;
+        for (int i = 0; i < adds; i++)
+            last = add_entry();
+        ASSERT_NE(entry_find_named(row.list, row.object), nullptr);
+        enable_log();
+        take_log();
+        entry_remove(row.list, last);
+        EXPECT_EQ(take_log(), log_line("Remove"));
+        EXPECT_EQ(indices(row.list), Indices{});
+        EXPECT_EQ(objects(), "");
+        EXPECT_EQ(entry_find_named(row.list, row.object), nullptr);
+        // The name is free for a later entry of the index.
+        Entry *later = add_entry();
+        EXPECT_NE(later->object.id, 0u);
+        EXPECT_EQ(objects(), object());
+        entry_remove(row.list, later);
+    }
 }
 
 // Another client that has an object of this path.
@@ -331,7 +339,29 @@ TEST_F(EntryTest, TakesMultiplesOf256ForOneEntry)
     enable_log();
     entry_remove(kUrls, entry_find(kUrls, 0x80000000));
     EXPECT_EQ(take_log(), "[filterurl_update.#]: Remove filterurl '2147483648'\n\n");
-    EXPECT_EQ(objects(), url_object("0"));
+    EXPECT_EQ(objects(), "");
+}
+
+// The one object acts on the index of its name, whichever of them the list holds.
+TEST_F(EntryTest, TheObjectOfIndicesOfOneKeyActsOnTheFirst)
+{
+    add(kUrls, {256, 512, 768});
+    EXPECT_EQ(objects(), url_object("256"));
+    const Entry *acting = entry_find_named(kUrls, "wexond.filter.url.256");
+    ASSERT_NE(acting, nullptr);
+    EXPECT_EQ(acting->index, 256u);
+    EXPECT_EQ(entry_owning(kUrls, &acting->object), entry_find(kUrls, 768));
+    EXPECT_EQ(entry_find_named(kUrls, "wexond.filter.url.512"), nullptr);
+    EXPECT_EQ(entry_find_named(kUrls, "wexond.filter.url.768"), nullptr);
+}
+
+TEST_F(EntryTest, KnowsWhichKeysAreTaken)
+{
+    add(kUrls, {1, 3, 512});
+    for (uint32_t taken : {1u, 3u, 512u, 256u, 0u, 0x10003u})
+        EXPECT_TRUE(entry_key_is_taken(kUrls, taken)) << taken;
+    for (uint32_t open : {2u, 4u, 257u, 0x103u})
+        EXPECT_FALSE(entry_key_is_taken(kUrls, open)) << open;
 }
 
 // --- Access points ---
@@ -410,12 +440,13 @@ TEST_F(EntryTest, FindsByObjectName)
 
 TEST_F(EntryTest, FindingByNamePassesOverEntriesWithoutObject)
 {
-    add(kUrls, {1, 2, 3, 1, 2});
-    EXPECT_EQ(indices(kUrls), (Indices{1, 2, 3}));
-    EXPECT_EQ(entry_find_named(kUrls, "wexond.filter.url.3"), entry_find(kUrls, 3));
-    // Their names are those of objects that are no longer in the list.
-    EXPECT_EQ(entry_find_named(kUrls, "wexond.filter.url.1"), nullptr);
-    EXPECT_EQ(entry_find_named(kUrls, "wexond.filter.url.2"), nullptr);
+    entry_add(&entry_lists.wifi_aps[0], 1, 7); // of no band
+    entry_add(&entry_lists.wifi_aps[0], 1, 7);
+    entry_add(&entry_lists.wifi_aps[0], 2, 1);
+    EXPECT_EQ(indices(&entry_lists.wifi_aps[0]), (Indices{1, 2}));
+    EXPECT_EQ(entry_find_named(&entry_lists.wifi_aps[0], "wexond.wifi.1.ap.2"),
+              entry_find(&entry_lists.wifi_aps[0], 2));
+    EXPECT_EQ(entry_find_named(&entry_lists.wifi_aps[0], "wexond.wifi.1.ap.1"), nullptr);
 }
 
 // --- Bringing into line ---
@@ -537,6 +568,19 @@ TEST_F(EntryTest, TakesTurnsBetweenIndicesOfOneKey)
     }
     entry_reconcile(kUrls, answer_of({}));
     EXPECT_EQ(indices(kUrls), Indices{});
+    EXPECT_EQ(objects(), "");
+}
+
+TEST_F(EntryTest, AListWithdrawsWhatWasAddedTwice)
+{
+    add(kUrls, {1, 3, 3, 3});
+    entry_reconcile(kUrls, answer_of({1, 3}));
+    EXPECT_EQ(objects(), url_object("1") + url_object("3"));
+    entry_reconcile(kUrls, answer_of({1}));
+    EXPECT_EQ(objects(), url_object("1"));
+    entry_reconcile(kUrls, answer_of({1, 3}));
+    EXPECT_EQ(objects(), url_object("1") + url_object("3"));
+    EXPECT_NE(entry_find_named(kUrls, "wexond.filter.url.3"), nullptr);
 }
 
 // --- The bus goes away ---
@@ -590,12 +634,24 @@ TEST_F(EntryMemoryTest, DoesNotGrowBySecondAdds)
     EXPECT_EQ(objects(), url_object("7"));
 }
 
+TEST_F(EntryMemoryTest, DoesNotGrowByRemovingWhatWasAddedAgain)
+{
+    expect_no_growth(2000, [] {
+        entry_add(kUrls, 7);
+        entry_add(kUrls, 7);
+        entry_remove(kUrls, entry_add(kUrls, 7));
+    });
+    EXPECT_EQ(objects(), "");
+}
+
 TEST_F(EntryMemoryTest, DoesNotGrowByAddsOfATakenName)
 {
-    entry_add(kUrls, 7);
-    entry_remove(kUrls, entry_add(kUrls, 7));
-    expect_no_growth(2000, [] { entry_remove(kUrls, entry_add(kUrls, 7)); });
-    EXPECT_EQ(objects(), url_object("7"));
+    Rival rival(bus().socket(), "wexond.filter.url.7");
+    expect_no_growth(2000, [] {
+        entry_add(kUrls, 7);
+        entry_remove(kUrls, entry_add(kUrls, 7));
+    });
+    EXPECT_EQ(objects(), "wexond.filter.url.7\n");
 }
 
 TEST_F(EntryMemoryTest, DoesNotGrowByIndicesOfOneKey)

@@ -1,23 +1,8 @@
 // Entry lists of a daemon into which no family is built: without the types, entries are kept and nothing is published.
 #include <vector>
 
-#include "core/catalogue.h"
 #include "core/entry.h"
 #include "tests/core/bus_test.h"
-
-std::span<ubus_object *const> catalogue_objects()
-{
-    return {};
-}
-
-const EntryTypes catalogue_entry_types = {};
-
-int WEXOND_Event_NotifyDeal()
-{
-    return 0;
-}
-
-void wexond_channel_scan(uint32_t) {}
 
 namespace
 {

@@ -47,7 +47,7 @@ std::string text_of(const blob_attr *message)
 extern "C" int ubus_send_reply(ubus_context *context, ubus_request_data *request, blob_attr *message)
 {
     if (blob_pad_len(message) > sendable)
-        return UBUS_STATUS_NO_MEMORY;
+        return kBusNoMemory;
     sent.push_back({context, request, blob_pad_len(message), text_of(message)});
     return 0;
 }
@@ -121,6 +121,9 @@ class ReplyTest : public CoreTest
         return only_reply();
     }
 
+    // A call of this status, under a handler's name.
+    Call call_with(const Status &status) { return {nullptr, &request_, nullptr, "wexond_thing_add", status}; }
+
     std::string only_reply()
     {
         EXPECT_EQ(sent.size(), 1u);
@@ -168,7 +171,7 @@ TEST_F(ReplyTest, SetReportsTheReasonAsItStands)
     EXPECT_EQ(set(status_of(0, "told although it went well")),
               R"({"result": "0", "failreason": "told although it went well"})");
     Status status{};
-    wexond_fail(&status, "%s", std::string(300, 'x').c_str());
+    fail(status, "%s", std::string(300, 'x').c_str());
     EXPECT_EQ(set(status), failure(std::string(127, 'x')));
 }
 
@@ -354,7 +357,7 @@ TEST_F(ReplyTest, AnOutcomeIsToldWithoutAnyMemory)
     EXPECT_EQ(set(kSucceeded), kSuccess);
     EXPECT_EQ(set(status_of(1, reason.c_str())), failure(reason));
     EXPECT_EQ(get(status_of(1, reason.c_str())), failure(reason));
-    EXPECT_EQ(send_for_add(&request_, status_of(1, reason.c_str()), "wexond_thing_add", &index), 0);
+    EXPECT_EQ(send_for_add(call_with(status_of(1, reason.c_str())), &index), 0);
     EXPECT_EQ(only_reply(), R"({"result": "1", "idx": 3, "failreason": ")" + reason + R"("})");
     expect_no_memory_for_a_table();
     EXPECT_TRUE(memory.has_failed());
@@ -430,13 +433,13 @@ TEST_F(ReplyTest, AddTellsTheIndexBetweenResultAndReason)
 {
     enable_log();
     const uint32_t index = 3, none = 0xFFFFFFFF;
-    EXPECT_EQ(send_for_add(&request_, status_of(0), "wexond_thing_add", &index), 0);
+    EXPECT_EQ(send_for_add(call_with(status_of(0)), &index), 0);
     EXPECT_EQ(only_reply(), R"({"result": "0", "idx": 3, "failreason": ""})");
     EXPECT_EQ(take_log(), "[wexond_thing_add.#]: success ,  \n\n");
-    EXPECT_EQ(send_for_add(&request_, status_of(1, "failed to add"), "wexond_thing_add", &none), 0);
+    EXPECT_EQ(send_for_add(call_with(status_of(1, "failed to add")), &none), 0);
     EXPECT_EQ(only_reply(), R"({"result": "1", "idx": -1, "failreason": "failed to add"})");
     EXPECT_EQ(take_log(), "[wexond_thing_add.#]: failed , failed to add \n\n");
-    EXPECT_EQ(send_for_add(&request_, status_of(2, "two"), "wexond_thing_add", nullptr), 0);
+    EXPECT_EQ(send_for_add(call_with(status_of(2, "two")), nullptr), 0);
     EXPECT_EQ(only_reply(), R"({"result": "1", "failreason": "two"})");
 }
 

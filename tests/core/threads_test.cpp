@@ -1,12 +1,17 @@
 // The daemon's threads: the bus thread's start, and the deferred sender of an access point's basic settings.
 #include "core/threads.h"
 
-#include "core/catalogue.h"
+#include <poll.h>
+#include <pthread.h>
+#include <thread>
+
+#include "core/clock.h"
 #include "tests/core/catalogue.h"
 #include "tests/core/core_test.h"
 #include "tests/core/fake_service.h"
 #include "tests/core/faults.h"
 #include "tests/core/pauses.h"
+#include "wifi/deferred_settings.h"
 
 using test_support::Bytes;
 
@@ -18,6 +23,7 @@ class ThreadsTest : public CoreTest
   protected:
     ThreadsTest()
     {
+        use_test_families();
         fake_service = {};
         event_relay_result = 0;
         enable_log();
@@ -58,7 +64,7 @@ TEST_F(ThreadsTest, ReportsAnEventRelayThatCannotBeStarted)
 TEST_F(ThreadsTest, SignalsDoNotShortenAPause)
 {
     RecordedPauses pauses(2);
-    wexond_pause(7);
+    pause_seconds(7);
     EXPECT_EQ(pauses.taken(), std::vector<long>{-1000});
 }
 
@@ -97,17 +103,83 @@ TEST_F(ThreadsTest, DeferredSenderSendsItsCopyAfterFifteenSeconds)
     }
 }
 
-TEST_F(ThreadsTest, SeveralDeferredSendersWaitAtOnce)
+// Settings whose radio texts tell one from the other.
+ApBasicRecord numbered_settings(size_t number)
+{
+    ApBasicRecord record = basic_settings();
+    copy_text(record.ssid, std::to_string(number).c_str());
+    return record;
+}
+
+std::string ssids_of(const std::vector<SentRequest> &requests)
+{
+    std::string ssids;
+    for (const SentRequest &request : requests)
+        ssids += request.payload->data().substr(12, 32).c_str() + std::string(" ");
+    return ssids;
+}
+
+int start_sender(size_t number)
+{
+    return WEXOND_Apbasic_ThreadInit(numbered_settings(number), "wexond_wifi1ap1_set");
+}
+
+TEST_F(ThreadsTest, DeferredSendersSendInTheOrderOfTheirCalls)
+{
+    HeldPauses pauses;
+    for (size_t i = 0; i < 3; i++) {
+        EXPECT_EQ(start_sender(i), 0);
+        ASSERT_TRUE(pauses.wait_for(i + 1)) << "each has a thread of its own";
+    }
+    pauses.end(2);
+    pauses.end(1);
+    poll(nullptr, 0, 100); // sleeping would be held, too
+    EXPECT_EQ(ssids_of(wait_for_sent(0)), "") << "they wait for the first";
+    pauses.end(0);
+    EXPECT_EQ(ssids_of(wait_for_sent(3)), "0 1 2 ");
+}
+
+TEST_F(ThreadsTest, AtMost64DeferredSendersWait)
+{
+    HeldPauses pauses;
+    for (size_t i = 0; i < 64; i++)
+        EXPECT_EQ(start_sender(i), 0) << i;
+    take_log();
+    EXPECT_EQ(start_sender(64), -1);
+    EXPECT_EQ(take_log(), "[wexond_wifi1ap1_set.#]: pthread_create gpWEXOND_Apbasic_pthread\n\n"
+                          "[wexond_wifi1ap1_set.#]: Create gpWEXOND_Apbasic_pthread error!\n\n");
+    ASSERT_TRUE(pauses.wait_for(64));
+    for (size_t i = 0; i < 64; i++)
+        pauses.end(i);
+    EXPECT_EQ(wait_for_sent(64).size(), 64u) << "those that were taken are sent";
+    // The last has to see its answer before there is room again for all.
+    while (start_sender(65) != 0)
+        std::this_thread::yield();
+    ASSERT_TRUE(pauses.wait_for(65));
+    pauses.end(64);
+    EXPECT_EQ(wait_for_sent(65).back().payload, Bytes(200).u32(4, 2).text(12, "65").u32(196, 0x3F));
+}
+
+TEST_F(ThreadsTest, DeferredSenderHasASmallStack)
 {
     RecordedPauses pauses;
-    for (int i = 0; i < 8; i++)
-        EXPECT_EQ(WEXOND_Apbasic_ThreadInit(basic_settings(), "wexond_wifi1ap1_set"), 0);
-    EXPECT_EQ(wait_for_sent(8).size(), 8u);
+    size_t size = 0;
+    fake_service.rule = [&size](const SentRequest &) {
+        pthread_attr_t attributes;
+        pthread_getattr_np(pthread_self(), &attributes);
+        pthread_attr_getstacksize(&attributes, &size);
+        pthread_attr_destroy(&attributes);
+        return std::nullopt;
+    };
+    EXPECT_EQ(start_sender(0), 0);
+    wait_for_sent(1);
+    EXPECT_GE(size, size_t{64} * 1024);
+    EXPECT_LE(size, size_t{512} * 1024) << "what processors and sanitizers add";
 }
 
 TEST_F(ThreadsTest, DeferredSenderNeedsMemory)
 {
-    FailingMalloc memory(sizeof(ApBasicRecord));
+    FailingMalloc memory(sizeof(ApBasicRecord) + sizeof(uint32_t)); // and its number
     EXPECT_EQ(WEXOND_Apbasic_ThreadInit(basic_settings(), "wexond_wifi1ap1_set"), 1);
     EXPECT_EQ(take_log(), "[wexond_wifi1ap1_set.#]: malloc is NULL!\n");
     EXPECT_TRUE(fake_service.requests.empty());

@@ -27,7 +27,7 @@ __attribute__((constructor)) static void fill_test_paths()
     };
 }
 
-const Paths &wexond_paths()
+const Paths &paths()
 {
     return test_paths;
 }

@@ -44,10 +44,9 @@ class TemporaryFolder
 inline std::string bytes(const std::string &text)
 {
     std::string result;
-    for (size_t at = 0; at < text.size(); at++) {
+    for (size_t at = 0; at < text.size(); at++)
         if (text[at] != ' ')
             result += static_cast<char>(std::stoi(text.substr(at++, 2), nullptr, 16));
-    }
     return result;
 }
 

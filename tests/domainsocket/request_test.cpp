@@ -2,10 +2,12 @@
 
 #include "domainsocket.h"
 #include "fixture.h"
+#include "tests/support/other_user.h"
 
 #include <csignal>
 #include <memory>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <vector>
 
@@ -491,6 +493,38 @@ TEST_F(SocketRequest, WaitsForRoomInTheQueueOfConnections)
     });
     EXPECT_EQ(ask(20, "", 4), word(5));
     close(filler);
+}
+
+// Each row: as whom the service listens, as whom it is asked.
+TEST_F(SocketRequest, AsksRootAndItsOwnUserOnly)
+{
+    NEEDS_OTHER_USERS();
+    using namespace test_support;
+    struct Row {
+        uid_t service, asking;
+        bool is_asked;
+    };
+    const Row rows[] = {
+        {0, 0, true}, {0, kNobody, true}, {kNobody, kNobody, true}, {kNobody, 0, false}, {kNobody, kSomebody, false},
+    };
+    chmod(std::filesystem::path(path).parent_path().c_str(), 0777);
+    for (const Row &row : rows) {
+        SCOPED_TRACE(std::to_string(row.service) + " asked by " + std::to_string(row.asking));
+        std::unique_ptr<Service> service;
+        ASSERT_TRUE(as_user(row.service, [&] { service = std::make_unique<Service>(path); }));
+        chmod(path.c_str(), 0777);
+        std::string seen;
+        service->run([&](Service &self) {
+            int client = self.accept();
+            seen = read_bytes(client, 20);
+            write_bytes(client, answer(20, word(0)));
+            close(client);
+        });
+        EXPECT_TRUE(as_user(row.asking, [&] { EXPECT_EQ(ask(20, "pass", 4), row.is_asked ? word(0) : "null"); }));
+        service->finish();
+        EXPECT_EQ(seen.size(), row.is_asked ? 20u : 0u) << "before anything is sent";
+        std::filesystem::remove(path);
+    }
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "events/event_records.h"
 #include "tests/events/events.h"
 #include "tests/support/daemon_test.h"
 
@@ -131,7 +132,7 @@ const Row kRows[] = {
      R"(propertieschanged {"ssid": "home 5"})", values_log("wexond_wifi_ssidchanged", " 5G 1 AP / ssid:home 5 \n\n")},
 };
 
-constexpr size_t kTypes = 15;
+constexpr size_t kTypes = std::size(kEvents);
 
 class NotificationTest : public EventTest, public testing::WithParamInterface<Row>
 {

@@ -120,6 +120,7 @@ TEST_F(EventSocketStartTest, LogsItsStart)
 TEST_F(EventSocketStartTest, WithoutItOnlyNotificationsAreLost)
 {
     std::filesystem::create_directory(event_socket());
+    expect_standard_error("Failed to listen on " + event_socket().string() + ": Socket operation on non-socket\n");
     start_until_logged("[WEXOND_SocketServerRun.#]: Init failed.\n");
     EXPECT_EQ(get_led(), kOn);
     std::this_thread::sleep_for(5s); // past the first drain
@@ -133,14 +134,15 @@ TEST_F(EventSocketStartTest, LeavesItToADaemonThatAnswersOnIt)
     TemporaryFolder folder;
     Bus bus(folder / "ubus.sock");
     ScriptedService service(folder / "orvc.sock");
-    Process first({WEXOND_TEST_PROGRAM}, {{"WEXOND_TEST_DIR", folder.path().string()}});
+    Process first({built_program("wexond-test")}, {{"WEXOND_TEST_DIR", folder.path().string()}});
     wait_until_listening(folder / "events.sock");
     std::filesystem::create_symlink(folder / "events.sock", event_socket());
 
+    expect_standard_error("Failed to listen on " + event_socket().string() + ": Socket operation on non-socket\n");
     start_until_logged("[WEXOND_SocketServerRun.#]: Init failed.\n");
     EXPECT_EQ(get_led(), kOn);
 
-    Process subscriber({UBUS_PROGRAM, "-s", bus.socket().string(), "subscribe", "wexond.ledswitch"});
+    Process subscriber({bus_tool(), "-s", bus.socket().string(), "subscribe", "wexond.ledswitch"});
     std::this_thread::sleep_for(500ms * kSlowness);
     send_batch(folder / "events.sock", led_event());
     auto deadline = std::chrono::steady_clock::now() + kPatience;

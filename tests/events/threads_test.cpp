@@ -6,6 +6,7 @@
 #include "core/catalogue.h"
 #include "core/wire.h"
 #include "events/event_server.h"
+#include "events/event_table.h"
 #include "events/notifications.h"
 #include "tests/core/core_test.h"
 #include "tests/events/events.h"

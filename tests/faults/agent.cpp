@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "tests/support/blobmsg_bytes.h"
+#include "tests/support/interface.h"
 
 using namespace test_support;
 
@@ -28,6 +29,7 @@ void Agent::send(const std::string &object, const std::string &method, std::stri
     if (path_ != object)
         require(ubus_lookup_id(context_, object.c_str(), &id_), object);
     path_ = object;
+    method_ = method;
     std::string values = from_json(json);
     std::string message = big_endian32(static_cast<uint32_t>(sizeof(blob_attr) + values.size())) + values;
     auto *attribute = reinterpret_cast<blob_attr *>(message.data());
@@ -36,12 +38,18 @@ void Agent::send(const std::string &object, const std::string &method, std::stri
 
 std::string Agent::finish()
 {
-    std::string reply;
-    request_.priv = &reply;
+    std::vector<std::string> replies;
+    request_.priv = &replies;
     request_.data_cb = [](ubus_request *request, int, blob_attr *message) {
-        *static_cast<std::string *>(request->priv) +=
-            to_text({static_cast<char *>(blob_data(message)), blob_len(message)});
+        static_cast<std::vector<std::string> *>(request->priv)
+            ->emplace_back(static_cast<char *>(blob_data(message)), blob_len(message));
     };
     int status = ubus_complete_request(context_, &request_, 60000);
-    return status ? std::string("(") + ubus_strerror(status) + ")" : reply;
+    if (status)
+        return std::string("(") + ubus_strerror(status) + ")";
+    check_reply(path_, method_, replies);
+    std::string text;
+    for (const std::string &reply : replies)
+        text += to_text(reply);
+    return text;
 }

@@ -26,6 +26,6 @@ class Agent
   private:
     ubus_context *context_;
     ubus_request request_ = {};
-    std::string path_; // looked up once
+    std::string path_, method_; // the path is looked up once
     uint32_t id_ = 0;
 };

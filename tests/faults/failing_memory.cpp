@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -23,6 +24,43 @@ void *__libc_calloc(size_t count, size_t size);
 void *__libc_realloc(void *memory, size_t size);
 void __libc_free(void *memory);
 }
+
+#ifndef __GLIBC__ // whose own functions have names of their own
+namespace
+{
+
+template <typename Function> Function *next(const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+void *__libc_malloc(size_t size)
+{
+    static auto *const own = next<void *(size_t)>("malloc");
+    return own(size);
+}
+
+void *__libc_calloc(size_t count, size_t size)
+{
+    size_t length; // the library's own might call malloc, which would count once more
+    void *memory = __builtin_mul_overflow(count, size, &length) ? nullptr : __libc_malloc(length);
+    return memory ? memset(memory, 0, length) : nullptr;
+}
+
+void *__libc_realloc(void *memory, size_t size)
+{
+    static auto *const own = next<void *(void *, size_t)>("realloc");
+    return own(memory, size);
+}
+
+void __libc_free(void *memory)
+{
+    static auto *const own = next<void(void *)>("free");
+    own(memory);
+}
+#endif
 
 namespace
 {

@@ -56,7 +56,7 @@ class FaultTest : public test_support::DaemonTest
     // A call of the bus tool, beside those of the test's own client.
     test_support::Process call_beside(const std::string &object, const std::string &method)
     {
-        return test_support::Process({UBUS_PROGRAM, "-s", bus().socket().string(), "-S", "call", object, method});
+        return test_support::Process({bus_tool(), "-s", bus().socket().string(), "-S", "call", object, method});
     }
 
     std::string get_led() { return call("wexond.ledswitch", "get"); }

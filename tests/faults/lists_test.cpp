@@ -61,4 +61,28 @@ TEST_F(ListsTest, EntriesThatComeAndGoLeaveNothingBehind)
     }
 }
 
+// The service gives the index of the first to the second, too.
+TEST_F(ListsTest, EntriesAddedTwiceLeaveNothingBehind)
+{
+    for (const List &list : {kLists[0], kLists[1], kLists[2]}) {
+        SCOPED_TRACE(list.name);
+        const std::string none = client().list("*");
+        auto cycle_twice = [&] {
+            std::string added = make(list.add);
+            EXPECT_EQ(make(list.add), added);
+            EXPECT_NE(client().list("*"), none) << "one object";
+            return added + make(list.remove);
+        };
+        const std::string replies = cycle_twice();
+        EXPECT_EQ(client().list("*"), none);
+        for (int i = 0; i < 20; i++)
+            cycle_twice();
+        const int64_t before = blocks();
+        for (int i = 0; i < rounds(); i++)
+            ASSERT_EQ(cycle_twice(), replies);
+        EXPECT_EQ(blocks(), before);
+        EXPECT_EQ(client().list("*"), none);
+    }
+}
+
 } // namespace

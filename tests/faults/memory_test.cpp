@@ -6,6 +6,7 @@
 #include <sstream>
 #include <sys/mman.h>
 
+#include "events/event_records.h"
 #include "tests/events/events.h"
 #include "tests/faults/starved_test.h"
 #include "tests/support/listening.h"
@@ -249,11 +250,10 @@ void MemoryTest::starve(const Row &row, uint32_t most)
                          << "allocation " << first << (last == first ? "" : " and all later") << " of " << allocations);
             const Outcome starved = run(row, {.first_allocation = first, .last_allocation = last});
             EXPECT_GE(memory_->failures, 1u);
-            if (starved.reply == whole.reply && !partial.contains(starved.reply)) {
+            if (starved.reply == whole.reply && !partial.contains(starved.reply))
                 EXPECT_EQ(starved.requests, whole.requests);
-            } else {
+            else
                 EXPECT_TRUE(is_refusal(starved.reply) || partial.contains(starved.reply)) << starved.reply;
-            }
             for (const Request &request : starved.requests)
                 EXPECT_LE(std::count(starved.requests.begin(), starved.requests.end(), request),
                           std::count(whole.requests.begin(), whole.requests.end(), request))
@@ -349,7 +349,7 @@ TEST_F(MemoryTest, MayRunOutWhileALongCallIsReceived)
     memory_->first = 1;
     memory_->last = kEndless;
     memory_->armed = 1;
-    Process caller({UBUS_PROGRAM, "-s", bus().socket().string(), "-t", "1", "call", "wexond.ledswitch", "get",
+    Process caller({bus_tool(), "-s", bus().socket().string(), "-t", "1", "call", "wexond.ledswitch", "get",
                     R"({"text": ")" + std::string(100000, 'x') + "\"}"});
     EXPECT_EQ(daemon().wait(), 0);
     EXPECT_EQ(caller.wait(), 256 - 7) << "no answer";
@@ -368,7 +368,7 @@ class StarvedStart
         memory_->first = first;
         memory_->last = last;
         memory_->armed = 1;
-        daemon_.emplace(std::vector<std::string>{BUILD_BIN_DIR "/wexond-starved"},
+        daemon_.emplace(std::vector<std::string>{built_program("wexond-starved")},
                         Process::Environment{{"WEXOND_TEST_DIR", folder_.path().string()}});
     }
     ~StarvedStart() { munmap(memory_, sizeof(MemoryControl)); }
@@ -429,7 +429,7 @@ class StarvedStart
         constexpr int kMethodNotFound = 256 - 3;
         std::set<std::string> objects = static_objects(agent);
         return !objects.empty() &&
-               Process({UBUS_PROGRAM, "-s", bus_.socket().string(), "-t", "2", "call", *objects.begin(), "?"}).wait() ==
+               Process({bus_tool(), "-s", bus_.socket().string(), "-t", "2", "call", *objects.begin(), "?"}).wait() ==
                    kMethodNotFound;
     }
 
@@ -496,8 +496,6 @@ TEST_F(MemoryTest, FailsACallForWhichThereIsNoThread)
 
 // --- Events ---
 
-constexpr uint32_t kEventTypes[] = {109, 110, 55, 54, 22, 87, 169, 85, 111, 89, 90, 52, 53, 146, 216};
-
 using Messages = std::vector<std::string>;
 
 class EventMemoryTest : public MemoryTest
@@ -514,8 +512,8 @@ class EventMemoryTest : public MemoryTest
         Bytes record(300);
         for (size_t offset = 0; offset < record.size(); offset += 4)
             record.u32(offset, 1);
-        for (uint32_t type : kEventTypes)
-            batch_ += event(type, record);
+        for (const EventKind &kind : kEvents)
+            batch_ += event(kind.type, record);
     }
 
     // The notifications of a batch of every event.
@@ -523,7 +521,7 @@ class EventMemoryTest : public MemoryTest
     {
         send_batch(event_socket(), batch_);
         Messages messages;
-        while (messages.size() < std::size(kEventTypes))
+        while (messages.size() < std::size(kEvents))
             if (auto message = client().next_message())
                 messages.push_back(*message);
             else
@@ -559,10 +557,10 @@ class EventMemoryTest : public MemoryTest
 TEST_F(EventMemoryTest, LosesWholeEventsOnly)
 {
     const Messages whole = send_all();
-    ASSERT_EQ(whole.size(), std::size(kEventTypes));
+    ASSERT_EQ(whole.size(), std::size(kEvents));
     EXPECT_EQ(send_starved(0, 0), whole);
     uint32_t allocations = memory_->allocations;
-    EXPECT_GE(allocations, 2 * std::size(kEventTypes)) << "a record and a message each";
+    EXPECT_GE(allocations, 2 * std::size(kEvents)) << "a record and a message each";
     for (uint32_t first = 1; first <= allocations; first++)
         for (uint32_t last : {first, kEndless}) {
             SCOPED_TRACE(testing::Message() << first << " to " << last << " of " << allocations);

@@ -42,7 +42,7 @@ StarvedTest::~StarvedTest()
 
 void StarvedTest::launch()
 {
-    launch_daemon({}, BUILD_BIN_DIR "/wexond-starved");
+    launch_daemon({}, built_program("wexond-starved"));
 }
 
 void StarvedTest::start()
@@ -68,9 +68,12 @@ std::string StarvedTest::make(const Call &call)
 {
     world_ = call.world;
     std::string reply = DaemonTest::call(call.object, call.method, std::string_view(call.arguments));
+    // Channels are scanned after the answer of their scores, and objects may be withdrawn after that of their own call.
+    if (std::string_view(call.method) == "channelscore")
+        wait_for_handler();
     memory_->armed = 0;
     if (call.world == World::empty)
-        wait_for_handler(); // objects may be withdrawn after the answer of their own call
+        wait_for_handler();
     world_ = World::full;
     return reply;
 }

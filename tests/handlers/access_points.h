@@ -112,7 +112,8 @@ class OneBandTest : public DaemonTest
         uint32_t count = indices.empty() ? 1 : *std::max_element(indices.begin(), indices.end());
         service().answer(kGetRadio, record(Bytes(48).u32(32, count)));
         service().answer_by(kGetBasic, [this, indices](const Request &request) {
-            uint32_t of_band = request.payload.data()[0], index = request.payload.data()[4];
+            auto byte = [&](size_t offset) { return static_cast<uint8_t>(request.payload.data()[offset]); };
+            uint32_t of_band = byte(0), index = byte(4) + byte(5) * 256u;
             bool is_chosen = std::find(indices.begin(), indices.end(), index) != indices.end();
             if (of_band != band().index || is_chosen)
                 return record(Bytes(200).u32(8, 1));

@@ -118,7 +118,7 @@ TEST_F(BackendTest, AnswersCallsInTheOrderOfTheirArrival)
     NEEDS_BUS_TOOL();
     service().answer(kGet, after(200ms, record(Bytes(4))));
     service().answer(kSet, code(0));
-    Process first({UBUS_PROGRAM, "-s", bus().socket().string(), "call", "wexond.ledswitch", "get"});
+    Process first({bus_tool(), "-s", bus().socket().string(), "call", "wexond.ledswitch", "get"});
     service().wait_for_requests(1);
     EXPECT_EQ(call("wexond.ledswitch", "set", R"({"status": "on"})"), kSuccess);
     EXPECT_EQ(first.wait(), 0);

@@ -1,6 +1,8 @@
 // What happens after a secondary 2.4 GHz access point was switched off: its basic settings are sent 15 seconds later,
 // by a thread of their own, while the daemon goes on taking calls.
 
+#include <atomic>
+
 #include "tests/handlers/access_points.h"
 
 namespace
@@ -73,9 +75,54 @@ TEST_F(DeferredSenderTest, SendsEachOfSeveralItsOwn)
         ASSERT_FALSE(more.empty());
         requests.insert(requests.end(), more.begin(), more.end());
     }
-    Requests expected = {deferred(2, "first"), deferred(3, "second"), deferred(2, "third")};
-    EXPECT_TRUE(std::is_permutation(requests.begin(), requests.end(), expected.begin(), expected.end()))
-        << testing::PrintToString(requests);
+    EXPECT_EQ(requests, (Requests{deferred(2, "first"), deferred(3, "second"), deferred(2, "third")}));
+}
+
+// Many at once: 64 wait at most. What is answered with success is sent, in the order of the calls, one after another,
+// and the rest ends as a call does for which there is no thread.
+TEST_F(DeferredSenderTest, SendsWhateverItTookInTheOrderOfTheCalls)
+{
+    constexpr size_t kCalls = 1000, kWaiting = 64;
+#ifdef __SANITIZE_THREAD__
+    constexpr size_t kOwnThreads = 5; // the sanitizer has one
+#else
+    constexpr size_t kOwnThreads = 4;
+#endif
+    std::atomic<int> at_once = 0, overlaps = 0;
+    service().answer_by(kSetBasic, [&](const Request &) {
+        overlaps += at_once++ > 0;
+        std::this_thread::sleep_for(1ms);
+        at_once--;
+        return code(0);
+    });
+    Requests expected;
+    for (size_t i = 0; i < kCalls; i++) {
+        uint32_t index = 2 + i % 2;
+        std::string ssid = std::to_string(i);
+        std::string reply = call_ap(index, "set", R"({"enable": "no", "ssid": ")" + ssid + "\"}");
+        if (reply == kSuccess)
+            expected.push_back(deferred(index, ssid));
+        else
+            EXPECT_EQ(reply, "(Unknown error: -1)");
+        if (i == kWaiting - 1) {
+            EXPECT_EQ(expected.size(), kWaiting) << "so many may wait";
+        }
+    }
+    auto tasks = std::filesystem::directory_iterator("/proc/" + std::to_string(daemon().pid()) + "/task");
+    EXPECT_LE(std::distance(begin(tasks), end(tasks)), static_cast<long>(kWaiting + kOwnThreads));
+    EXPECT_LT(expected.size(), kCalls);
+    Requests requests;
+    while (requests.size() < expected.size()) {
+        Requests more = service().wait_for_requests(1, 30s);
+        ASSERT_FALSE(more.empty()) << requests.size() << " of " << expected.size();
+        std::erase_if(more, [](const Request &request) { return request.type == kSetRateLimit; });
+        requests.insert(requests.end(), more.begin(), more.end());
+    }
+    EXPECT_EQ(requests, expected);
+    EXPECT_EQ(overlaps, 0);
+    std::this_thread::sleep_for(500ms); // until the last has its answer
+    switch_off(2, "later");
+    EXPECT_EQ(service().wait_for_requests(1, 30s), (Requests{deferred(2, "later")})) << "there is room again";
 }
 
 TEST_F(DeferredSenderTest, SendsAlsoWhatWasDeletedMeanwhile)

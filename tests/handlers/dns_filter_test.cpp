@@ -106,6 +106,13 @@ TEST_F(DnsFilterTest, RefusesDaysOutsideOneToSeven)
     EXPECT_EQ(service().take_requests(), Requests{});
 }
 
+TEST_F(DnsFilterTest, TheFirstWrongDayDecides)
+{
+    EXPECT_EQ(add("weekdays", R"([1, 8, "1"])"), failure("failed weekday is not valid"));
+    EXPECT_EQ(add("weekdays", R"([1, "1", 8])"), failure("unrecognized parameter: weekdays"));
+    EXPECT_EQ(service().take_requests(), Requests{});
+}
+
 TEST_F(DnsFilterTest, RefusesElementsThatAreNoTexts)
 {
     for (const char *elements : {"[1]", R"(["a.example", 1])", "[[]]", "[{}]", "[null]"})

@@ -250,7 +250,7 @@ TEST_P(FilterRulesTest, AddWithoutAnAnswerAddsNoEntry)
     EXPECT_EQ(client().list(filter().object + ".*"), "");
 }
 
-TEST_P(FilterRulesTest, ASecondAddOfAnIndexLeavesTheFirstObjectWithoutARule)
+TEST_P(FilterRulesTest, TheObjectOfAnIndexAddedTwiceActsOnItAndGoesWithIt)
 {
     add(record(only_index(3)));
     enable_log();
@@ -258,12 +258,21 @@ TEST_P(FilterRulesTest, ASecondAddOfAnIndexLeavesTheFirstObjectWithoutARule)
     EXPECT_NE(take_log().find(entry_line("Update", "3")), std::string::npos);
     service().take_requests();
     EXPECT_EQ(client().list(rule_object("*")), client().list(rule_object("3"))) << "one object";
-    EXPECT_NE(call(rule_object("3"), "set", arguments()), kSuccess);
-    EXPECT_EQ(service().take_requests(), Requests{});
+    service().answer(filter().get, record(rule(3)));
+    EXPECT_EQ(call(rule_object("3"), "get"), "{\"" + rule_object("3") + "\": {" + keys() + "}");
+    service().take_requests();
+    service().answer(filter().set, record(rule(3)));
+    EXPECT_EQ(call(rule_object("3"), "set", arguments()), kSuccess);
+    EXPECT_EQ(service().take_requests().at(0).payload, rule(3));
     service().answer(filter().remove, code(0));
     EXPECT_EQ(remove("3"), kSuccess);
+    EXPECT_FALSE(has_rule("3"));
     EXPECT_EQ(remove("3"), failure("not found"));
-    EXPECT_TRUE(has_rule("3")) << "for good";
+    add(record(only_index(3)));
+    add(record(only_index(3)));
+    EXPECT_TRUE(has_rule("3")) << "the name is free again";
+    list(record(list_of({})));
+    EXPECT_FALSE(has_rule("3")) << "a list withdraws it, too";
 }
 
 // The key of an entry is its index as a text, least significant byte first.

@@ -474,6 +474,40 @@ TEST_F(LanInfoTest, ListsWithoutTheBandwidthsOfAMissingAnswer)
     EXPECT_EQ(service().take_requests(), list_requests(2)) << "no request is repeated";
 }
 
+// What stays silent for long is not asked again for each station: the list ends in a time limit.
+TEST_F(LanInfoTest, ASilentServiceCostsAListOneTimeLimitAtMost)
+{
+    service().answer_by(kGetRateLimit, [turn = 0](const Request &) mutable {
+        return turn++ < 2 ? record(rate_limit(1, 100, 200)) : after(Milliseconds(2500), no_answer());
+    });
+    std::vector<Table> tables = bare_tables(20);
+    for (size_t i : {0, 1})
+        tables[i].dsbandwidth = "100", tables[i].usbandwidth = "200";
+    auto start = std::chrono::steady_clock::now();
+    enable_log();
+    EXPECT_EQ(list_of(bare_stations(20)), list_reply(tables));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, Milliseconds(8000));
+    std::string log = take_log(), line = "Failed to get sta rate limit\n";
+    size_t count = 0;
+    for (size_t at = log.find(line); at != std::string::npos; at = log.find(line, at + 1))
+        count++;
+    EXPECT_EQ(count, 18u) << "those that were not asked for count as not answered";
+    Requests asked = list_requests(20);
+    asked.resize(2 + 3);
+    EXPECT_EQ(service().take_requests(), asked);
+    // The next list asks anew.
+    service().answer(kGetRateLimit, record(Bytes(80)));
+    EXPECT_EQ(list_of(bare_stations(20)), list_reply(bare_tables(20)));
+    EXPECT_EQ(service().take_requests(), list_requests(20));
+}
+
+TEST_F(LanInfoTest, AsksForEachRateLimitWhereAnswersFailAtOnce)
+{
+    service().answer(kGetRateLimit, no_answer());
+    EXPECT_EQ(list_of(bare_stations(64)), list_reply(bare_tables(64)));
+    EXPECT_EQ(service().take_requests(), list_requests(64));
+}
+
 TEST_F(LanInfoTest, CompletesAListWhoseServiceGoesAwayHalfWay)
 {
     service().answer_by(kGetRateLimit, [turn = 0](const Request &) mutable {
@@ -592,8 +626,9 @@ TEST_F(LanInfoTest, FailsWhereTheReplyPassesAMebibyte)
     std::vector<uint32_t> numbers = counted_to(1927);
     std::erase_if(numbers, [](uint32_t number) { return number % 256 == 0 && number != 256; });
     EXPECT_EQ(entry_objects(), numbers);
+    EXPECT_EQ(call("wexond.laninfo.1", "list"), failure("reply too large for the bus"));
     EXPECT_EQ(list_of(bare_stations(1)), list_reply(bare_tables(1)));
-    EXPECT_EQ(entry_objects(), (std::vector<uint32_t>{1, 256}));
+    EXPECT_EQ(entry_objects(), counted_to(1));
 }
 
 // --- Entry objects ---
@@ -669,7 +704,7 @@ TEST_F(LanInfoTest, TheStaticObjectIsNoStation)
     EXPECT_EQ(service().take_requests(), Requests{});
 }
 
-// Their keys are equal: the object of 256 stays for good, the others never get one.
+// Their keys are equal: the object of 256 stays while one of them is listed, the others never get one.
 TEST_F(LanInfoTest, NumbersOfEqualKeysShareOneObject)
 {
     std::vector<uint32_t> numbers = counted_to(800);
@@ -683,12 +718,20 @@ TEST_F(LanInfoTest, NumbersOfEqualKeysShareOneObject)
     Table table = {.negorate = "866"};
     EXPECT_EQ(get(255), get_reply(255, table));
     EXPECT_EQ(get(800), get_reply(800, table));
-    EXPECT_EQ(get(256), failure("failed to get laninfo")) << "its entry has been displaced";
+    EXPECT_EQ(get(256), get_reply(256, table)) << "the station of its own number";
     list_of(bare_stations(300));
     EXPECT_EQ(entry_objects(), counted_to(300));
     EXPECT_EQ(get(256), get_reply(256, table)) << "the object serves the entry of its name";
     list_of(bare_stations(2));
-    EXPECT_EQ(entry_objects(), (std::vector<uint32_t>{1, 2, 256}));
+    EXPECT_EQ(entry_objects(), counted_to(2));
+    // The shared object may be the one that lists, too.
+    for (uint32_t left : {300, 2}) {
+        list_of(bare_stations(800));
+        answer_with(bare_stations(left));
+        EXPECT_EQ(call(entry(256), "list"), list_reply(bare_tables(left)));
+        call("wexond.laninfo", "getnum"); // comes after
+        EXPECT_EQ(entry_objects(), counted_to(left));
+    }
 }
 
 TEST_F(LanInfoTest, NumbersOfEqualKeysAreLoggedAsUpdates)
@@ -1111,10 +1154,15 @@ TEST_F(LanInfoMemoryTest, StaysAsLargeAsItIsOverRepeatedLists)
             EXPECT_NE(list(), "");
         service().take_requests();
     };
-    list_often(8);
+    list_often(20);
     size_t before = resident_pages();
     list_often(30);
-    EXPECT_LE(resident_pages(), before + 2);
+#ifdef __clang__ // the flavour with a sanitizer, whose allocator scatters what is freed
+    constexpr size_t kScatter = 20;
+#else
+    constexpr size_t kScatter = 2;
+#endif
+    EXPECT_LE(resident_pages(), before + kScatter);
 }
 
 } // namespace

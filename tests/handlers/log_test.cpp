@@ -1,5 +1,10 @@
 // The debug log's switch and its console. Each method's lines are tested with the method.
 
+#include <fcntl.h>
+#include <fstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "tests/support/daemon_test.h"
 
 using namespace test_support;
@@ -111,6 +116,101 @@ TEST_F(LogTest, WritesPercentSignsAsTheyCome)
     call("wexond.ledswitch", "set", R"({"status": "%s%n%d"})");
     EXPECT_EQ(take_log(), entry_log("wexond_ledswitch_set", "wexond.ledswitch", "set") +
                               "[wexond_ledswitch_set.#]: status[%s%n%d] \n\n" + set_reply_log());
+}
+
+TEST_F(LogTest, IsOffForAFlagFileOfSomebodyElse)
+{
+    constexpr uid_t kNobody = 65534;
+    enable_log();
+    if (chown(flag().c_str(), kNobody, kNobody) != 0)
+        GTEST_SKIP() << "only root may give files away";
+    EXPECT_EQ(logged_by_get(), "");
+    ASSERT_EQ(chown(flag().c_str(), geteuid(), kNobody), 0);
+    EXPECT_EQ(logged_by_get(), kEntry + get_reply_log());
+}
+
+// --- A console that takes no more ---
+
+// Fills a pipe or a terminal to its last byte; how much went in.
+size_t fill(const std::filesystem::path &path)
+{
+    int fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    size_t length = 0;
+    std::string block(65536, '.');
+    while (!block.empty()) {
+        ssize_t written = write(fd, block.data(), block.size());
+        if (written > 0)
+            length += static_cast<size_t>(written);
+        else
+            block.resize(block.size() / 2);
+    }
+    close(fd);
+    return length;
+}
+
+TEST_F(LogTest, DropsWhatAFullConsoleDoesNotTake)
+{
+    enable_log();
+    size_t filled = fill(folder() / "console");
+    auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 10; i++)
+        EXPECT_EQ(call("wexond.ledswitch", "get"), R"({"wexond.ledswitch": {"status": "off"}})");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kPatience / 2);
+    EXPECT_EQ(take_log(), std::string(filled, '.'));
+    EXPECT_EQ(logged_by_get(), kEntry + get_reply_log());
+}
+
+// A terminal on which nobody reads, as after Ctrl-S.
+class Terminal
+{
+  public:
+    Terminal() : fd_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
+    {
+        grantpt(fd_);
+        unlockpt(fd_);
+    }
+    ~Terminal() { close(fd_); }
+    Terminal(const Terminal &) = delete;
+    Terminal &operator=(const Terminal &) = delete;
+
+    std::string name() const { return ptsname(fd_); }
+
+  private:
+    int fd_;
+};
+
+class TerminalLogTest : public LogTest
+{
+  protected:
+    // Of a session without a terminal, as a supervisor starts it.
+    void SetUp() override
+    {
+        std::filesystem::remove(folder() / "console");
+        std::filesystem::create_symlink(terminal_.name(), folder() / "console");
+        launch_daemon({"setsid"});
+        wait_until_up();
+        service().answer(kGetLed, record(Bytes(4)));
+        enable_log();
+    }
+
+    // The seventh word of its statistics.
+    std::string controlling_terminal()
+    {
+        std::ifstream file("/proc/" + std::to_string(daemon().pid()) + "/stat");
+        std::string word;
+        for (int i = 0; i < 7; i++)
+            file >> word;
+        return word;
+    }
+
+    Terminal terminal_;
+};
+
+TEST_F(TerminalLogTest, NeverWaitsForItAndIsNotControlledByIt)
+{
+    for (int i = 0; i < 700; i++)
+        ASSERT_EQ(call("wexond.ledswitch", "get"), R"({"wexond.ledswitch": {"status": "off"}})") << i;
+    EXPECT_EQ(controlling_terminal(), "0");
 }
 
 } // namespace

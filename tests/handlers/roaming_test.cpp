@@ -235,6 +235,9 @@ TEST_F(StationRssiTest, AsksFor32OfMoreStations)
         EXPECT_EQ(call_roaming("getrssiinfo", macs(numbered("station ", count))), station_array(elements));
         EXPECT_EQ(service().take_requests(), requests);
     }
+    std::string mixed = macs(numbered("station ", 32));
+    mixed.insert(mixed.rfind(']'), ", 1, {}");
+    EXPECT_EQ(call_roaming("getrssiinfo", mixed), station_array(elements)) << "what follows does not count";
 }
 
 TEST_F(StationRssiTest, TheFirstFailureIsTheWholeReply)
@@ -375,7 +378,7 @@ TEST_F(ApRssiTest, AsksAt32OfMoreAccessPoints)
                     std::to_string(i) + "}";
     }
     for (const char *more :
-         {"", R"(, {"bssid": "ap 32", "channel": 32})", R"(, {"bssid": "ap 32"}, {"channel": 1}, {})"})
+         {"", R"(, {"bssid": "ap 32", "channel": 32})", R"(, {"bssid": "ap 32"}, {"channel": 1}, {})", ", 1"})
         expect_sent(query_arguments(elements + more), full);
     // What is not filled does not count.
     expect_sent(query_arguments(R"({"channel": 1}, {"bssid": "x"}, )" + elements), full);
@@ -427,10 +430,27 @@ TEST_F(ApRssiTest, RequiresStationThenAccessPoints)
     EXPECT_EQ(service().take_requests(), Requests{});
 }
 
-TEST_F(ApRssiTest, RefusesElementsThatAreNoTables)
+TEST_F(ApRssiTest, TakesAnElementThatIsNoTableForOneWithoutABssid)
 {
-    for (const char *elements : {R"("AABBCCDDEEFF")", "1", R"({"bssid": "x", "channel": 1}, [])"})
-        EXPECT_EQ(call_roaming("startaprssiquery", query_arguments(elements)), failure("unrecognized parameter: aps"));
+    for (const char *element : {R"("AABBCCDDEEFF")", "1", "[]", "null", R"([{"bssid": "x", "channel": 1}])"}) {
+        expect_sent(query_arguments(element), query(0, "001a2b3c4d5e"));
+        expect_sent(query_arguments(std::string(element) + R"(, {"bssid": "x", "channel": 1})"),
+                    query(1, "001a2b3c4d5e").text(bssid_at(0), "x").u32(channel_at(0), 1));
+    }
+    enable_log();
+    call_roaming("startaprssiquery", query_arguments("1"));
+    EXPECT_EQ(take_log(), entry_log("wexond_wifiroaming_sarq", kObject, "startaprssiquery") +
+                              "[wexond_wifiroaming_sarq.#]: sta mac:001a2b3c4d5e \n\n"
+                              "[wexond_wifiroaming_sarq.#]: no AP_RSSI_QUERY_AP_BSSID\n" +
+                              get_reply_log());
+}
+
+TEST_F(ApRssiTest, RefusesMalformedElements)
+{
+    std::string mac = value(Type::string, "mac", terminated("y"));
+    for (const std::string &malformed : {value(Type::string, "", "open"), std::string(2, '\1')})
+        EXPECT_EQ(call_roaming("startaprssiquery", RawMessage{mac + value(Type::array, "aps", malformed)}),
+                  failure("unrecognized parameter: aps"));
     EXPECT_EQ(service().take_requests(), Requests{});
 }
 
@@ -465,7 +485,6 @@ TEST_F(ApRssiTest, LogsItsArguments)
                               "[wexond_wifiroaming_sarq.#]: sta mac:001a2b3c4d5e \n\n"
                               "[wexond_wifiroaming_sarq.#]: bssid:AABBCCDDEEFF00 \n\n"
                               "[wexond_wifiroaming_sarq.#]: channel:-36 \n\n"
-                              "[wexond_wifiroaming_sarq.#]: bssid:x \n\n"
                               "[wexond_wifiroaming_sarq.#]: no AP_RSSI_QUERY_AP_CHANNEL\n"
                               "[wexond_wifiroaming_sarq.#]: no AP_RSSI_QUERY_AP_BSSID\n" +
                               get_reply_log());

@@ -32,7 +32,7 @@ void work_on_true_paths()
     ScriptedService service("/tmp/orvc.sock");
     Bus bus("/var/run/ubus/ubus.sock");
     Process::Environment no_socket = {{"UBUS_SOCKET", {}}};
-    Process daemon({WEXOND_PROGRAM}, no_socket);
+    Process daemon({built_program("wexond")}, no_socket);
     {
         BusClient client(bus.socket());
         client.wait_for_object("wexond.devinfo.ext");
@@ -43,7 +43,7 @@ void work_on_true_paths()
         EXPECT_EQ(client.call("wexond.ledswitch", "get"), R"({"wexond.ledswitch": {"status": "on"}})");
         EXPECT_EQ(console.take(), entry_log("wexond_ledswitch_get", "wexond.ledswitch", "get") + get_reply_log());
     }
-    Process tool({UBUS_PROGRAM, "-S", "call", "wexond.ledswitch", "get"}, no_socket);
+    Process tool({bus_tool(), "-S", "call", "wexond.ledswitch", "get"}, no_socket);
     EXPECT_EQ(tool.wait(), 0);
     EXPECT_EQ(tool.standard_output(), "{\"wexond.ledswitch\":{\"status\":\"on\"}}\n");
     bus.stop();
@@ -61,7 +61,8 @@ TEST(ShippedDaemonTest, WorksOnItsTruePaths)
         GTEST_SKIP() << "no namespaces here: " << permission.standard_error();
     TemporaryFolder folder;
     Process inside({"unshare", "-rm", "sh", "-ec", kScript, "sh", folder.path(),
-                    std::filesystem::path(BUILD_BIN_DIR).parent_path(), std::filesystem::read_symlink("/proc/self/exe"),
+                    std::filesystem::path(built_program("")).parent_path().parent_path(),
+                    std::filesystem::read_symlink("/proc/self/exe"),
                     "--gtest_filter=ShippedDaemonTest.WorksOnItsTruePaths"},
                    {{kInside, "yes"}});
     std::optional<int> status = inside.wait(3 * kPatience);

@@ -209,10 +209,13 @@ TEST_F(StartUpTest, TakesAnAnswerWithoutACountForFour)
               kStarted + kNoAnswer + created("wifiap", counted_to(4)) + created("wifiap", counted_to(4)));
 }
 
-TEST_F(StartUpTest, ReadsAtMost64AccessPointsOfABand)
+TEST_F(StartUpTest, ReadsAtMost1024AccessPointsOfABand)
 {
     service().answer_in_turn(kGetRadio, {ap_count(0xFFFFFFFF), ap_count(65)});
-    EXPECT_EQ(log_of_start(), kStarted + created("wifiap", counted_to(64)) + created("wifiap", counted_to(64)));
+    start_up();
+    EXPECT_EQ(service().take_requests().size(), 1 + 1 + 1024 + 1 + 65 + 4u);
+    EXPECT_EQ(std::ranges::count(objects_below("wexond.wifi.1.ap"), '\n'), 1021) << "multiples of 256 share one";
+    EXPECT_EQ(std::ranges::count(objects_below("wexond.wifi.2.ap"), '\n'), 65);
 }
 
 TEST_F(StartUpTest, PassesOverUnconfiguredAccessPoints)

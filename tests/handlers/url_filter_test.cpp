@@ -80,6 +80,20 @@ TEST_F(UrlFilterTest, TakesThirtyTwoUrlsAndMacs)
     std::string wrong_at_33 = array_of(32, R"("001a2b3c4d5e")");
     wrong_at_33.insert(wrong_at_33.size() - 1, R"(, "short")");
     EXPECT_EQ(sent_for("macs", wrong_at_33), macs);
+    for (const char *more : {", 1]", ", {}, [], null]"}) {
+        EXPECT_EQ(sent_for("urls", array_of(32, R"("a.example")").substr(0, 32 * 13 - 1) + more), urls);
+        EXPECT_EQ(sent_for("macs", wrong_at_33.substr(0, wrong_at_33.rfind(',')) + more), macs);
+    }
+    EXPECT_EQ(sent_for("weekdays", R"([1, 1, 1, 1, 1, 1, 1, "8", 8])"), Bytes(kSize).u32(kWeekdays, 2));
+}
+
+TEST_F(UrlFilterTest, TheFirstWrongElementDecides)
+{
+    EXPECT_EQ(add("macs", R"(["short", 1])"), failure("aszMac[0]:short"));
+    EXPECT_EQ(add("macs", R"([1, "short"])"), failure("unrecognized parameter: macs"));
+    EXPECT_EQ(add("weekdays", R"([1, 8, "1"])"), failure("auiWeekday[1]:8"));
+    EXPECT_EQ(add("weekdays", R"([1, "1", 8])"), failure("unrecognized parameter: weekdays"));
+    EXPECT_EQ(service().take_requests(), Requests{});
 }
 
 TEST_F(UrlFilterTest, KeepsThePlaceOfAnEmptyUrl)

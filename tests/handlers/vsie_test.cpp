@@ -192,6 +192,23 @@ TEST_F(VsieTest, AddRefusesElementsThatAreNoBytes)
     EXPECT_EQ(service().take_requests(), Requests{});
 }
 
+TEST_F(VsieTest, WhatFollowsTheLimitDoesNotCount)
+{
+    auto numbers = [](size_t count) {
+        std::string array = "[5";
+        while (--count > 0)
+            array += ", 5";
+        return array;
+    };
+    for (const auto &[row, limit] : {std::pair(1, 3), std::pair(2, 256)}) {
+        const Add &adding = kAdds[row];
+        const Bytes expected = sent_with(adding, adding.array, numbers(limit) + "]");
+        EXPECT_EQ(sent_with(adding, adding.array, numbers(limit) + R"(, "x", {}])"), expected);
+        EXPECT_EQ(add(adding, adding.array, numbers(limit - 1) + R"(, "x"])"),
+                  failure("unrecognized parameter: " + adding.array));
+    }
+}
+
 TEST_F(VsieTest, CommandsSendTheirRecord)
 {
     for (const Command &row : kCommands) {
