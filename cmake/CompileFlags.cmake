@@ -1,5 +1,5 @@
 # Two interface targets: `embedded_flags` for what runs on the router (src/, libdomainsocket/, bus/), `lab_flags` for what
-# runs beside it (orvcd/, tests/, bench/), which may use the standard library whole.
+# runs beside it (lab/, tests/, bench/), which may use the standard library whole.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -37,12 +37,17 @@ if(WEXOND_FUZZ)
 endif()
 
 # What runs on the router is hardened: programs that load anywhere, overrun stack buffers and library calls found out when
-# they happen, and no table of function pointers that stays writable.
+# they happen, and no table of function pointers that stays writable. How far, the flags of an SDK may say otherwise.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES C)
-target_compile_options(embedded_flags INTERFACE -fstack-protector-strong)
+string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
+set(given_flags "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${build_type}}")
+if(NOT given_flags MATCHES "-f(no-)?stack-protector")
+  target_compile_options(embedded_flags INTERFACE -fstack-protector-strong)
+endif()
 target_link_options(embedded_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
-if(NOT WEXOND_SANITIZE) # sanitizers intercept the plain functions, not the checking ones
+# Sanitizers intercept the plain functions, not the checking ones, and without optimisation there are none of these.
+if(NOT WEXOND_SANITIZE AND given_flags MATCHES "-O[1-9sgz]" AND NOT given_flags MATCHES "_FORTIFY_SOURCE")
   # A distribution's compiler may define another level by itself.
   target_compile_options(embedded_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()

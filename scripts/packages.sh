@@ -1,9 +1,10 @@
 # Sourced by the scripts in the root: installs Debian packages that are missing.
 
 build_packages=(cmake g++ ninja-build libjson-c-dev nlohmann-json3-dev libcli11-dev)
-test_packages=(clang clang-format libclang-rt-14-dev libgtest-dev libbenchmark-dev strace util-linux)
+test_packages=(clang clang-format libclang-rt-14-dev libgtest-dev libvalijson-dev libbenchmark-dev python3-jsonschema strace util-linux)
 long_packages=(clang-tidy cppcheck) # what only ./check --long needs
 foreign_packages=(qemu-user googletest) # and a compiler for each processor
+musl_packages=(musl-dev g++-arm-linux-gnueabihf)
 
 installed() {
     [ "$(dpkg-query -W -f '${Status}' "$1" 2>/dev/null)" = 'install ok installed' ]
