@@ -115,9 +115,7 @@ std::string integer_text(std::string_view payload, size_t width, const char *suf
 {
     if (payload.size() != width)
         return "<" + std::to_string(payload.size()) + " bytes>";
-    auto unused_bits = 64 - 8 * width;
-    auto number = static_cast<int64_t>(number_of(payload) << unused_bits) >> unused_bits;
-    return std::to_string(number) + suffix;
+    return std::to_string(integer(payload)) + suffix;
 }
 
 std::string boolean_text(std::string_view payload)
@@ -214,6 +212,27 @@ std::string from_json(std::string_view json)
 std::string to_text(std::string_view message)
 {
     return container_text(message, false);
+}
+
+Values values_in(std::string_view container)
+{
+    Values found = {{}, 0};
+    while (!container.empty()) {
+        std::optional<Parsed> parsed = parse(container);
+        if (!parsed)
+            return {found.values, container.size()};
+        found.values.push_back({parsed->type, parsed->name, parsed->payload});
+        container.remove_prefix(parsed->length);
+    }
+    return found;
+}
+
+int64_t integer(std::string_view payload)
+{
+    if (payload.empty() || payload.size() > sizeof(int64_t))
+        return 0;
+    auto unused_bits = 64 - 8 * payload.size();
+    return static_cast<int64_t>(number_of(payload) << unused_bits) >> unused_bits;
 }
 
 } // namespace test_support

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace test_support
 {
@@ -29,5 +30,20 @@ std::string from_json(std::string_view json);
 // else `5b`. Bytes of a text outside the printable ASCII are shown as `\x0A`. Bytes that are no value and end the walk,
 // as a reader would end it, are counted: `{<20 stray bytes>}`.
 std::string to_text(std::string_view message);
+
+// The values of a message, table or array. Where bytes that are no value end the walk, `stray` is their number.
+struct Value {
+    Type type;
+    std::string name;
+    std::string_view payload;
+};
+struct Values {
+    std::vector<Value> values;
+    size_t stray;
+};
+Values values_in(std::string_view container);
+
+// Of an integer of any width, with its sign.
+int64_t integer(std::string_view payload);
 
 } // namespace test_support

@@ -4,8 +4,10 @@
 #include <deque>
 #include <gtest/gtest.h>
 #include <thread>
+#include <vector>
 
 #include "tests/support/blobmsg_bytes.h"
+#include "tests/support/interface.h"
 
 extern "C" {
 #include <libubus.h>
@@ -21,17 +23,14 @@ constexpr int kCallTimeout = 110000; // ms; a call may wait for the whole of a s
 
 constexpr const char *kTypeNames[] = {"null", "array", "table", "string", "int64", "int32", "int16", "bool", "double"};
 
-std::string text_of(blob_attr *message)
+std::string values_of(blob_attr *message)
 {
-    return to_text({static_cast<char *>(blob_data(message)), blob_len(message)});
+    return {static_cast<char *>(blob_data(message)), blob_len(message)};
 }
 
 void add_reply(ubus_request *request, int, blob_attr *message)
 {
-    auto *reply = static_cast<std::string *>(request->priv);
-    if (!reply->empty())
-        *reply += '\n';
-    *reply += text_of(message);
+    static_cast<std::vector<std::string> *>(request->priv)->push_back(values_of(message));
 }
 
 std::string type_name(blob_attr *argument)
@@ -58,16 +57,18 @@ void add_object(ubus_context *, ubus_object_data *object, void *list)
 
 // Of a loop that is the process's own there can be but one of these.
 std::deque<std::string> messages;
+std::vector<std::string> subscriptions;
 
 int keep_notification(ubus_context *, ubus_object *, ubus_request_data *, const char *name, blob_attr *message)
 {
-    messages.push_back(std::string(name) + " " + text_of(message));
+    check_notification(subscriptions, name, values_of(message));
+    messages.push_back(std::string(name) + " " + to_text(values_of(message)));
     return 0;
 }
 
 void keep_event(ubus_context *, ubus_event_handler *, const char *name, blob_attr *message)
 {
-    messages.push_back(std::string(name) + " " + text_of(message));
+    messages.push_back(std::string(name) + " " + to_text(values_of(message)));
 }
 
 void check(int status, const std::string &what)
@@ -84,6 +85,7 @@ struct BusClient::State {
     ubus_event_handler listener = {};
     std::deque<std::string> paths;
     std::deque<ubus_object> objects;
+    ubus_object_type published = {.name = "published"}; // known to this client's broker
 
     std::string call(const std::string &path, const std::string &method, const std::string &values);
 };
@@ -105,6 +107,7 @@ BusClient::~BusClient()
     ubus_free(state_->context);
     uloop_done();
     messages.clear();
+    subscriptions.clear();
 }
 
 std::string BusClient::State::call(const std::string &path, const std::string &method, const std::string &values)
@@ -114,12 +117,18 @@ std::string BusClient::State::call(const std::string &path, const std::string &m
     if (status)
         return std::string("(object: ") + ubus_strerror(status) + ")";
     std::string message = big_endian32(static_cast<uint32_t>(sizeof(blob_attr) + values.size())) + values;
-    std::string reply;
+    std::vector<std::string> replies;
     auto *attribute = reinterpret_cast<blob_attr *>(message.data());
-    status = ubus_invoke(context, id, method.c_str(), attribute, add_reply, &reply, kCallTimeout);
-    if (status)
+    status = ubus_invoke(context, id, method.c_str(), attribute, add_reply, &replies, kCallTimeout);
+    if (status) {
+        check_error(path, method);
         return std::string("(") + ubus_strerror(status) + ")";
-    return reply.empty() ? "(no reply)" : reply;
+    }
+    check_reply(path, method, replies);
+    std::string text;
+    for (const std::string &reply : replies)
+        text += (text.empty() ? "" : "\n") + to_text(reply);
+    return text.empty() ? "(no reply)" : text;
 }
 
 std::string BusClient::call(const std::string &object, const std::string &method, std::string_view json)
@@ -157,10 +166,9 @@ void BusClient::wait_for_object(const std::string &path)
 
 void BusClient::publish(const std::string &path)
 {
-    static ubus_object_type type = {.name = "published"};
     ubus_object &object = state_->objects.emplace_back();
     object.name = state_->paths.emplace_back(path).c_str();
-    object.type = &type;
+    object.type = &state_->published;
     check(ubus_add_object(state_->context, &object), path);
 }
 
@@ -171,6 +179,7 @@ void BusClient::subscribe(const std::string &path)
         check(ubus_register_subscriber(state_->context, &state_->subscriber), "subscriber");
     check(ubus_lookup_id(state_->context, path.c_str(), &id), path);
     check(ubus_subscribe(state_->context, &state_->subscriber, id), path);
+    subscriptions.push_back(path);
 }
 
 void BusClient::listen(const std::string &pattern)

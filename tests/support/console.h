@@ -17,7 +17,7 @@ class Console
     Console &operator=(const Console &) = delete;
 
     // What has been written since the last call, line numbers masked: `[wexond_ledswitch_get.#]: ...`. The pipe holds
-    // 1 MiB; whoever writes more waits for this call.
+    // 1 MiB; what is written beyond that is lost.
     std::string take();
 
   private:

@@ -46,7 +46,7 @@ void DaemonTest::TearDown()
         end_daemon();
 }
 
-void DaemonTest::launch_daemon(std::vector<std::string> wrapper, const char *program)
+void DaemonTest::launch_daemon(std::vector<std::string> wrapper, const std::string &program)
 {
     wrapper.push_back(program);
     daemon_ = std::make_unique<Process>(wrapper, Process::Environment{{"WEXOND_TEST_DIR", folder_.path().string()}});

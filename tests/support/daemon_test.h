@@ -58,7 +58,8 @@ class DaemonTest : public testing::Test
     void TearDown() override;
 
     // Starts the daemon; a `wrapper` goes before it on the command line (`sh -c 'exec "$0" "$@"'`, say).
-    void launch_daemon(std::vector<std::string> wrapper = {}, const char *program = WEXOND_TEST_PROGRAM);
+    void launch_daemon(std::vector<std::string> wrapper = {},
+                       const std::string &program = built_program("wexond-test"));
     // Waits until it takes method calls.
     void wait_until_up();
     // Both; then waits until it takes events, too, and forgets what was recorded so far.

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/programs.h"
+
 #ifdef EMULATOR
 inline const std::vector<std::string> kEmulator = {EMULATOR};
 constexpr int kSlowness = 10; // by how much a test is more patient
@@ -18,8 +20,8 @@ constexpr int kSlowness = 1;
 // it has to go on with `exec "$0" "$@"`.
 inline std::vector<std::string> emulated(std::vector<std::string> command)
 {
-    auto program =
-        std::ranges::find_if(command, [](std::string_view word) { return word.starts_with(BUILD_BIN_DIR "/"); });
+    const std::string folder = built_program("");
+    auto program = std::ranges::find_if(command, [&](std::string_view word) { return word.starts_with(folder); });
     if (program != command.end())
         command.insert(program, kEmulator.begin(), kEmulator.end());
     return command;

@@ -1,0 +1,49 @@
+// The described interface (the files of api/), against which every reply and every notification is held that a test
+// gets: a key, type, value or failure text that the description lacks fails the test.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace test_support
+{
+
+using Json = nlohmann::ordered_json;
+
+// A file of api/, its references replaced by what they refer to.
+struct DescribedObject {
+    std::string name; // ends in ".N" for a kind of entry object
+    Json description;
+
+    // As the bus lists it: the object's line, then one for each method with its arguments (see BusClient::list). A kind
+    // of entry object is listed under the name of one of them.
+    std::string listing(const std::string &path) const;
+    std::string listing() const { return listing(name); }
+};
+
+// In the order of their names; the entries' kinds follow the objects that they are entries of.
+const std::vector<DescribedObject> &described_objects();
+
+// The description that stands for an object of the bus; null where there is none.
+const DescribedObject *describe(const std::string &path);
+
+// A message is given by its values (see blobmsg_bytes.h). A reply of several messages, or of none, is told apart by
+// their number.
+void check_reply(const std::string &object, const std::string &method, const std::vector<std::string> &messages);
+
+// A call that ended with an error status of the bus.
+void check_error(const std::string &object, const std::string &method);
+
+// A notification of one of these objects.
+void check_notification(const std::vector<std::string> &objects, const std::string &name, std::string_view message);
+
+// The same for a reply and a notification as the tool `ubus` prints them, where a number does not tell its width.
+void check_printed_reply(const std::string &object, const std::string &method, std::string_view json);
+void check_printed_notification(const std::string &object, const std::string &name, const Json &message);
+
+// Whether a reply or message equals that of an example, but for the values that vary; `keys` describes it.
+bool equals_example(const Json &keys, const Json &example, const Json &found);
+
+} // namespace test_support
