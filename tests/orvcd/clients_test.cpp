@@ -9,7 +9,7 @@ namespace
 
 struct OrvcdClients : testing::Test {
     Process orvcd;
-    void SetUp() override { orvcd.start({"--state", orvcd.file("state.json"), "--log"}); }
+    void SetUp() override { orvcd.start({"--state", orvcd.file("state.json"), "--log", "--lenient"}); }
     void TearDown() override
     {
         Outcome outcome = orvcd.end();

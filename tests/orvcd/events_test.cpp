@@ -1,5 +1,6 @@
 // The events that orvcd pushes, by itself and by hand, as they arrive on the daemon's socket.
 
+#include "event_socket.h"
 #include "process.h"
 
 #include <algorithm>
@@ -20,41 +21,6 @@ std::string event(uint32_t type, const std::string &record)
 {
     return word(type) + word(0) + word(0) + word(static_cast<uint32_t>(record.size())) + record;
 }
-
-// The daemon's side: a listening socket on which every connection brings one event.
-class EventSocket
-{
-  public:
-    explicit EventSocket(const std::string &path) : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
-        EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
-        EXPECT_EQ(listen(socket_, 16), 0);
-    }
-    ~EventSocket() { close(socket_); }
-    EventSocket(const EventSocket &) = delete;
-    EventSocket &operator=(const EventSocket &) = delete;
-
-    // All bytes of the next connection, or "silence" where none comes in that time.
-    std::string take(int milliseconds = 10000) const
-    {
-        pollfd entry = {socket_, POLLIN, 0};
-        if (poll(&entry, 1, milliseconds) != 1)
-            return "silence";
-        int connection = accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
-        std::string bytes;
-        char buffer[1024];
-        for (ssize_t got; (got = recv(connection, buffer, sizeof(buffer), 0)) > 0;)
-            bytes.append(buffer, static_cast<size_t>(got));
-        close(connection);
-        return bytes;
-    }
-
-  private:
-    int socket_;
-};
 
 struct OrvcdEvents : testing::Test {
     Process orvcd;
@@ -336,6 +302,7 @@ TEST_F(OrvcdEventCommand, TakesFieldsAsGiven)
     expect_sent({"probe-record", "data=[255,0,0]", "oui=[0,0,0]"},
                 event(216, Image(290).text(4, mac("34")).words(28, {3}).text(32, "\xff")));
     expect_sent({"trace-result", "result=" + std::string(3000, 't')}, event(53, std::string(3000, 't') + '\0'));
+    expect_sent({"trace-result", "result=" + std::string(16367, 't')}, event(53, std::string(16367, 't') + '\0'));
 }
 
 TEST_F(OrvcdEventCommand, RefusesWhatItCannotSend)
@@ -354,6 +321,7 @@ TEST_F(OrvcdEventCommand, RefusesWhatItCannotSend)
         {"led-switch", "on=1", "on: '1' is no value like true"},
         {"roaming", "rssi=2147483648", "rssi: the value does not fit its field"},
         {"ssid", "ssid=" + std::string(33, 's'), "ssid: the value does not fit its field"},
+        {"trace-result", "result=" + std::string(16368, 't'), ": Message too long\n"},
         {"probe-record", "data=[256]", "data: the value does not fit its field"},
         {"probe-record", "data=[\"x\"]", "a number belongs"},
         {"probe-record", "oui=[1,2,3,4]", "oui: the value does not fit its field"},

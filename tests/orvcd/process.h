@@ -98,6 +98,16 @@ class Client
         }
         return result;
     }
+    // All that comes within this time.
+    std::string read_within(int milliseconds) const
+    {
+        std::string result;
+        char buffer[4096];
+        pollfd entry = {socket_, POLLIN, 0};
+        for (ssize_t got; poll(&entry, 1, milliseconds) == 1 && (got = recv(socket_, buffer, sizeof(buffer), 0)) > 0;)
+            result.append(buffer, static_cast<size_t>(got));
+        return result;
+    }
     bool hung_up() const
     {
         char byte;
@@ -156,7 +166,7 @@ class Process
 
     void launch(std::vector<std::string> arguments)
     {
-        arguments.insert(arguments.begin(), BUILD_BIN_DIR "/orvcd");
+        arguments.insert(arguments.begin(), built_program("orvcd"));
         std::vector<std::string> command = emulated(arguments);
         std::vector<char *> vector;
         for (std::string &word : command)

@@ -1,93 +1,11 @@
 // The daemon with the lab's configuration service, used through the `ubus` tool as a person would.
 
-#include <csignal>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <memory>
-#include <sstream>
-
-#include "tests/support/bus.h"
-#include "tests/support/listening.h"
-#include "tests/support/process.h"
-#include "tests/support/temporary_folder.h"
-
-using namespace test_support;
+#include "lab.h"
 
 namespace
 {
 
-constexpr const char *kSuccess = R"({"result":"0","failreason":""})";
-
-std::string failure(const std::string &reason)
-{
-    return R"({"result":"1","failreason":")" + reason + "\"}";
-}
-
-class LabTest : public testing::Test
-{
-  protected:
-    void SetUp() override
-    {
-        start_service();
-        daemon_ = std::make_unique<Process>(std::vector<std::string>{WEXOND_TEST_PROGRAM},
-                                            Process::Environment{{"WEXOND_TEST_DIR", folder_.path().string()}});
-        EXPECT_EQ(ubus({"wait_for", "wexond.devinfo.ext"}), "");
-    }
-
-    void TearDown() override
-    {
-        bus_.stop();
-        EXPECT_EQ(daemon_->wait(), 0);
-        EXPECT_EQ(daemon_->standard_error(), "");
-        if (service_)
-            stop_service();
-    }
-
-    void start_service()
-    {
-        service_ = std::make_unique<Process>(std::vector<std::string>{
-            BUILD_BIN_DIR "/orvcd", "--socket", folder_ / "orvc.sock", "--state", folder_ / "home.json"});
-        wait_until_listening(folder_ / "orvc.sock");
-    }
-
-    void stop_service()
-    {
-        service_->send_signal(SIGTERM);
-        EXPECT_EQ(service_->wait(), 0);
-        EXPECT_EQ(service_->standard_error(), "");
-        service_.reset();
-    }
-
-    // What the tool prints, without the last line end; where it fails, its status and its complaint instead.
-    std::string ubus(const std::vector<std::string> &arguments)
-    {
-        std::vector<std::string> command = {UBUS_PROGRAM, "-s", bus_.socket(), "-t", "60"};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        Process tool(command);
-        int status = tool.wait().value_or(-1);
-        std::string text = status ? "status " + std::to_string(status) + ": " + tool.standard_error()
-                                  : tool.standard_output() + tool.standard_error();
-        return text.ends_with('\n') ? text.substr(0, text.size() - 1) : text;
-    }
-
-    // The reply, on one line.
-    std::string call(const std::string &object, const std::string &method, const std::string &arguments = "{}")
-    {
-        return ubus({"-S", "call", object, method, arguments});
-    }
-
-    std::string state()
-    {
-        std::ostringstream text;
-        text << std::ifstream(folder_ / "home.json").rdbuf();
-        return text.str();
-    }
-
-  private:
-    TemporaryFolder folder_;
-    Bus bus_{folder_ / "ubus.sock"};
-    std::unique_ptr<Process> service_, daemon_;
-};
+using LabTest = Lab;
 
 TEST_F(LabTest, DescribesTheDevice)
 {
