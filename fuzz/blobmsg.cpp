@@ -47,15 +47,15 @@ std::vector<blob_attr *> values_in(const blob_attr *container)
     return found;
 }
 
-void write(blob_buf *buf, const blob_attr *value);
+void write(blob_buf *buf, blob_attr *value);
 
-void write_values(blob_buf *buf, const blob_attr *container)
+void write_values(blob_buf *buf, blob_attr *container)
 {
-    for (const blob_attr *value : values_in(container))
+    for (blob_attr *value : values_in(container))
         write(buf, value);
 }
 
-void write_container(blob_buf *buf, const blob_attr *value)
+void write_container(blob_buf *buf, blob_attr *value)
 {
     bool array = blobmsg_type(value) == BLOBMSG_TYPE_ARRAY;
     void *nest = (array ? blobmsg_open_array : blobmsg_open_table)(buf, blobmsg_name(value));
@@ -65,7 +65,7 @@ void write_container(blob_buf *buf, const blob_attr *value)
 }
 
 // By the function that a program would use for the type.
-void write(blob_buf *buf, const blob_attr *value)
+void write(blob_buf *buf, blob_attr *value)
 {
     const char *name = blobmsg_name(value);
     switch (blobmsg_type(value)) {
@@ -88,7 +88,7 @@ void write(blob_buf *buf, const blob_attr *value)
 }
 
 // Names and texts count up to their NUL.
-void require_equal(const blob_attr *left, const blob_attr *right)
+void require_equal(blob_attr *left, blob_attr *right)
 {
     REQUIRE(blobmsg_type(left) == blobmsg_type(right));
     REQUIRE(strcmp(blobmsg_name(left), blobmsg_name(right)) == 0);
@@ -106,7 +106,7 @@ void require_equal(const blob_attr *left, const blob_attr *right)
 }
 
 // What is written is equal to what was read, and writing that once more gives the same bytes.
-void check_rewriting(const blob_attr *value)
+void check_rewriting(blob_attr *value)
 {
     blob_buf once = {}, twice = {};
     REQUIRE(blob_buf_init(&once, 0) == 0 && blob_buf_init(&twice, 0) == 0);
@@ -133,10 +133,8 @@ bool expect_parse(const std::vector<blob_attr *> &attributes, blob_attr *(&table
             bool whole_name =
                 strlen(blobmsg_name(attr)) == blobmsg_namelen(static_cast<const blobmsg_hdr *>(blob_data(attr)));
             if (policy.name && whole_name && strcmp(policy.name, blobmsg_name(attr)) == 0 && !table[i] &&
-                (policy.type == BLOBMSG_TYPE_UNSPEC || policy.type == blobmsg_type(attr))) {
+                (policy.type == BLOBMSG_TYPE_UNSPEC || policy.type == blobmsg_type(attr)))
                 table[i] = attr;
-                break;
-            }
         }
     }
     return true;

@@ -21,6 +21,7 @@
 #include <unistd.h>
 
 #include "bus/ubusd/client.h"
+#include "bus/ubusd/closer.h"
 #include "bus/ubusd/loop.h"
 #include "bus/ubusd/names.h"
 #include "bus/ubusd/objects.h"
@@ -341,17 +342,12 @@ void loop_await_output(int, Client *client, bool wanted)
 
 void loop_descriptor_freed() {}
 
+void loop_remove(int) {}
+
 static int compare_ids(const void *left, const void *right, void *)
 {
     uint32_t a = *static_cast<const uint32_t *>(left), b = *static_cast<const uint32_t *>(right);
     return (a > b) - (a < b);
-}
-
-static void file(avl_tree &tree, Id &id, uint32_t value)
-{
-    id.value = value;
-    id.node.key = &id.value;
-    REQUIRE(avl_insert(&tree, &id.node) == 0);
 }
 
 void ids_init(avl_tree &tree)
@@ -361,19 +357,31 @@ void ids_init(avl_tree &tree)
 
 int ids_add(avl_tree &tree, Id &id)
 {
-    file(tree, id, ++last_id);
+    ids_file(tree, id, ++last_id);
     return 0;
 }
 
-void ids_add_system(avl_tree &tree, Id &id, uint32_t value)
+void ids_file(avl_tree &tree, Id &id, uint32_t value)
 {
-    file(tree, id, value);
+    id.value = value;
+    id.node.key = &id.value;
+    REQUIRE(avl_insert(&tree, &id.node) == 0);
 }
 
 Id *ids_find(const avl_tree &tree, uint32_t value)
 {
     avl_node *node = avl_find(&tree, &value);
     return node ? container_of(node, Id, node) : nullptr;
+}
+
+void closer_close(int fd)
+{
+    close(fd);
+}
+
+size_t closer_waiting()
+{
+    return 0;
 }
 
 int name_of_user(uint32_t, char *&name)

@@ -319,8 +319,9 @@ Pending *pending[4];
 
 Pending **place_of(const ubus_request *request)
 {
-    return std::find_if(std::begin(pending), std::end(pending),
-                        [request](const Pending *one) { return one && &one->request == request; });
+    return std::find_if(
+        std::begin(pending), std::end(pending),
+        [request](const Pending *one) { return one && &one->request == request; });
 }
 
 void take_data(ubus_request *, int message_type, blob_attr *message)

@@ -3,6 +3,7 @@
 #include <cstdarg>
 
 #include <domainsocket.h>
+#include <poll.h>
 
 #include "core/backend.h"
 #include "core/catalogue.h"
@@ -11,6 +12,10 @@
 #include "core/paths.h"
 #include "core/startup.h"
 #include "core/threads.h"
+#include "events/event_server.h"
+#include "events/event_table.h"
+#include "wifi/deferred_settings.h"
+#include "wifi/radios.h"
 
 namespace
 {
@@ -18,7 +23,8 @@ namespace
 constexpr Paths kPaths = {.service = "/service"};
 
 constexpr size_t kMessageLimit = UBUS_MAX_MSGLEN;
-constexpr unsigned kMostRequests = 2000; // one for each station of the longest list, and a few more
+// A start asks for each of 1024 access points of both bands up to three times; the longest list of stations, for fewer.
+constexpr unsigned kMostRequests = 2 * 1024 * 3 + 20;
 
 bool logging;
 unsigned refused_objects;
@@ -52,7 +58,7 @@ const ubus_method *find_method(const ubus_object &object, const char *name)
 
 bool is_running(const char *object, const char *method)
 {
-    return running.method && running.method->handler == find_method(*catalogue_object(object), method)->handler;
+    return running.method && running.method->handler == find_method(*static_object(object), method)->handler;
 }
 
 // Deliberate silence: a rule that the URL filter does not know.
@@ -71,7 +77,7 @@ bool may_be_unreadable()
 
 void check_values(const blob_attr *container, bool array);
 
-void check_value(const blob_attr *value, bool array)
+void check_value(blob_attr *value, bool array)
 {
     REQUIRE(blobmsg_check_attr(value, !array));
     REQUIRE((blobmsg_name(value)[0] == '\0') == array);
@@ -92,7 +98,7 @@ void check_value(const blob_attr *value, bool array)
 
 void check_values(const blob_attr *container, bool array)
 {
-    const blob_attr *value;
+    blob_attr *value;
     size_t rem;
     blobmsg_for_each_attr (value, container, rem)
         check_value(value, array);
@@ -108,7 +114,7 @@ void check_message(const blob_attr *message)
     check_values(message, false);
 }
 
-std::string text_of(const blob_attr *value)
+std::string text_of(blob_attr *value)
 {
     REQUIRE(blobmsg_type(value) == BLOBMSG_TYPE_STRING);
     return blobmsg_get_string(value);
@@ -132,8 +138,8 @@ bool is_on_bus(const ubus_object *object)
 
 bool is_taken(const char *name)
 {
-    return std::any_of(objects.begin(), objects.end(),
-                       [name](const ubus_object *object) { return strcmp(object->name, name) == 0; });
+    return std::any_of(
+        objects.begin(), objects.end(), [name](const ubus_object *object) { return strcmp(object->name, name) == 0; });
 }
 
 // --- What comes in ---
@@ -170,13 +176,6 @@ void *make_answer(size_t length)
     return answer;
 }
 
-void free_displaced(ubus_object *object)
-{
-    Entry *entry = container_of(object, Entry, object);
-    free(const_cast<char *>(object->name));
-    free(entry);
-}
-
 void clear(vlist_tree &list)
 {
     Entry *entry, *next;
@@ -189,7 +188,7 @@ void forget_stations()
 {
     static constexpr uint8_t kZeros[] = {6, 6};
     blob_attr nothing = {cpu_to_be32(sizeof(blob_attr))};
-    ubus_object *object = catalogue_object("wexond.laninfo");
+    ubus_object *object = static_object("wexond.laninfo");
     daemon_call(*object, *find_method(*object, "list"), &nothing, FuzzInput(kZeros, sizeof(kZeros)));
 }
 
@@ -203,7 +202,7 @@ extern "C" int ubus_add_object(ubus_context *, ubus_object *object)
     object->id = 0;
     if (refused_objects > 0) {
         refused_objects--;
-        return UBUS_STATUS_NO_MEMORY;
+        return kBusNoMemory;
     }
     if (is_taken(object->name))
         return UBUS_STATUS_INVALID_ARGUMENT;
@@ -260,7 +259,7 @@ extern "C" void *SOCKET_SendMsgByType(const char *path, uint32_t type, uint32_t 
 {
     REQUIRE(path == kPaths.service && type < 300 && flag <= 1);
     REQUIRE(length <= SOCKET_LENGTH_LIMIT && expected <= SOCKET_LENGTH_LIMIT);
-    REQUIRE((payload != nullptr) == (length != 0));
+    REQUIRE(!payload == (length == 0));
     REQUIRE(++running.requests <= kMostRequests);
     ExactCopy sent({static_cast<const uint8_t *>(payload), length}); // reads all of it
     return make_answer(std::max<size_t>(expected, sizeof(uint32_t)));
@@ -268,17 +267,17 @@ extern "C" void *SOCKET_SendMsgByType(const char *path, uint32_t type, uint32_t 
 
 // --- In place of parts of the daemon: where it is, its log, its pauses and threads ---
 
-const Paths &wexond_paths()
+const Paths &paths()
 {
     return kPaths;
 }
 
-bool wexond_log_enabled()
+bool log_is_enabled()
 {
     return logging;
 }
 
-void wexond_log_line(const char *, int, const char *format, ...)
+void log_line(const char *, int, const char *format, ...)
 {
     char line[4096];
     va_list arguments;
@@ -287,9 +286,13 @@ void wexond_log_line(const char *, int, const char *format, ...)
     va_end(arguments);
 }
 
-void wexond_pause(int seconds)
+// Start-up pauses by watching the bus for its end, and for nothing else.
+extern "C" int poll(pollfd *entries, nfds_t count, int milliseconds)
 {
-    REQUIRE(seconds > 0);
+    if (count == 1 && entries->events == POLLRDHUP)
+        return 0;
+    timespec limit = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
+    return ppoll(entries, count, milliseconds < 0 ? nullptr : &limit, nullptr);
 }
 
 int WEXOND_Apbasic_ThreadInit(const ApBasicRecord &basic, const char *)
@@ -304,20 +307,39 @@ int WEXOND_Apbasic_ThreadInit(const ApBasicRecord &basic, const char *)
 
 // --- For the fuzzers ---
 
-void daemon_begin()
+namespace
+{
+
+void hand_in_families()
 {
     wexond_context = &context;
+    families = {
+        .objects = catalogue_objects(),
+        .entry_types = catalogue_entry_types,
+        .start_events = WEXOND_Notify_ThreadInit,
+        .drain_events = WEXOND_Event_NotifyDeal,
+        .scan_channels = scan_channels,
+    };
+}
+
+} // namespace
+
+void daemon_begin()
+{
+    hand_in_families();
     entry_lists_init();
-    for (ubus_object *object : catalogue_objects())
+    for (ubus_object *object : families.objects)
         ubus_add_object(wexond_context, object);
 }
 
 void daemon_begin_by_start(FuzzInput answers)
 {
-    wexond_context = &context;
-    wexond_bus_lost(wexond_context); // the start ends where the event loop would run
+    hand_in_families();
+    uloop_timeout ender = {.cb = [](uloop_timeout *) { uloop_end(); }}; // the start ends where the event loop runs
+    uloop_timeout_set(&ender, 0);
     running = {.answers = answers};
     REQUIRE(wexond_main() == 0);
+    uloop_timeout_cancel(&ender);
     uloop_done();
 }
 
@@ -330,9 +352,7 @@ void daemon_end()
          {&entry_lists.wifi_aps[0], &entry_lists.wifi_aps[1], &entry_lists.wifi_timers, &entry_lists.classifications,
           &entry_lists.lan_hosts, &entry_lists.url_filters, &entry_lists.dns_filters})
         clear(*list);
-    // What is left beside the static objects was put out of its list, and the daemon keeps it for good.
-    for (size_t i = catalogue_objects().size(); i < objects.size(); i++)
-        free_displaced(objects[i]);
+    REQUIRE(objects.size() <= families.objects.size()); // every entry's object went with it
     objects.clear();
     next_id = 0;
     wexond_factory_flag = 0;

@@ -23,28 +23,7 @@
 namespace
 {
 
-struct KnownEvent {
-    uint32_t type;
-    size_t size; // of the record that its sender reads
-};
-
-constexpr KnownEvent kEvents[] = {
-    {kEventNewStation, sizeof(StationEvent)},
-    {kEventStationState, sizeof(StationEvent)},
-    {kEventWanIpChange, sizeof(WanIpChangeEvent)},
-    {kEventWanUpDown, sizeof(WanUpDownEvent)},
-    {kEventLedSwitch, sizeof(SwitchEvent)},
-    {kEventWifiSwitch, sizeof(SwitchEvent)},
-    {kEventElinkSwitch, sizeof(SwitchEvent)},
-    {kEventWpsSwitch, sizeof(WpsSwitchEvent)},
-    {kEventWifiPasswordError, sizeof(PasswordErrorEvent)},
-    {kEventChannelChange, sizeof(ChannelChangeEvent)},
-    {kEventSsidChange, sizeof(SsidChangeEvent)},
-    {kEventPingResult, sizeof(PingResultEvent)},
-    {kEventTraceResult, 64},
-    {kEventRoaming, sizeof(RoamingEvent)},
-    {kEventVsieNewRecord, sizeof(VsieRecordEvent)},
-};
+constexpr size_t kTextSize = 64; // of an event that is a text
 
 // The latest record of each known type that is not sent yet.
 std::map<uint32_t, Bytes> waiting;
@@ -59,8 +38,8 @@ uint32_t word(std::basic_string_view<uint8_t> bytes, size_t offset)
 
 bool is_known(uint32_t type)
 {
-    return std::any_of(std::begin(kEvents), std::end(kEvents),
-                       [type](const KnownEvent &event) { return event.type == type; });
+    return std::any_of(
+        std::begin(kEvents), std::end(kEvents), [type](const EventKind &event) { return event.type == type; });
 }
 
 // Up to the first message that claims more than there is.
@@ -112,12 +91,12 @@ void receive(const Bytes &batch)
 void add_message(Bytes &batch, FuzzInput &input)
 {
     uint8_t choice = input.u8();
-    KnownEvent event = choice < 128 ? kEvents[choice % std::size(kEvents)] : KnownEvent{choice, 0};
+    EventKind event = choice < 128 ? kEvents[choice % std::size(kEvents)] : EventKind{"", choice, 0};
     std::span<const uint8_t> start = input.short_bytes();
     Bytes record(start.begin(), start.end());
     uint8_t fill = input.u8();
     if (fill != 0)
-        record.resize(std::max(record.size(), event.size), fill);
+        record.resize(std::max<size_t>(record.size(), event.size == 0 ? kTextSize : event.size), fill);
     append_word(batch, event.type);
     append_word(batch, fill);
     append_word(batch, 0);

@@ -19,6 +19,7 @@
 #include "core/startup.h"
 #include "events/event_table.h"
 #include "fuzz/daemon.h"
+#include "wifi/radios.h"
 
 namespace
 {
@@ -138,7 +139,7 @@ std::set<std::pair<const ubus_object_type *, const ubus_method *>> reached;
 ubus_object *choose_object(uint8_t choice)
 {
     const std::vector<ubus_object *> &objects = daemon_objects();
-    size_t fixed = std::min(catalogue_objects().size(), objects.size());
+    size_t fixed = std::min(families.objects.size(), objects.size());
     size_t first = choice < 128 ? 0 : fixed;
     size_t count = choice < 128 ? fixed : objects.size() - fixed;
     return count > 0 ? objects[first + choice % 128 % count] : nullptr;
@@ -188,7 +189,7 @@ void step(FuzzInput &input)
     else if (action == 13)
         daemon_refuse_objects(input.u8());
     else if (action == 14)
-        wexond_channel_scan(input.u8());
+        scan_channels(input.u8());
     else
         deliver_event(input);
 }
@@ -206,10 +207,10 @@ std::string unreached(const ubus_object_type *type)
 
 void require_every_method()
 {
-    std::vector<const ubus_object_type *> types = {
-        catalogue_entry_types.filterdns, catalogue_entry_types.filterurl,   catalogue_entry_types.laninfo,
-        catalogue_entry_types.wifitimer, catalogue_entry_types.wifi_aps[0], catalogue_entry_types.wifi_aps[1]};
-    for (const ubus_object *object : catalogue_objects())
+    std::vector<const ubus_object_type *> types = {families.entry_types.filterdns,   families.entry_types.filterurl,
+                                                   families.entry_types.laninfo,     families.entry_types.wifitimer,
+                                                   families.entry_types.wifi_aps[0], families.entry_types.wifi_aps[1]};
+    for (const ubus_object *object : families.objects)
         types.push_back(object->type);
     int missing = 0;
     for (const ubus_object_type *type : types) {

@@ -57,7 +57,7 @@ int depth_of(const blob_attr *container)
 // Whether what JSON can express is expressed: no infinite doubles, which it cannot, and not deeper than is read.
 bool is_expressible(const blob_attr *container, int depth)
 {
-    const blob_attr *attr;
+    blob_attr *attr;
     size_t rem;
     blobmsg_for_each_attr (attr, container, rem) {
         if (!blobmsg_check_attr(attr, false))
