@@ -7,15 +7,20 @@
 
 #include "core/bus.h"
 
-static int noop(ubus_context *context, ubus_object *, ubus_request_data *request, const char *, blob_attr *)
+namespace
+{
+
+int noop(ubus_context *context, ubus_object *, ubus_request_data *request, const char *, blob_attr *)
 {
     static blob_buf reply;
     blob_buf_init(&reply, 0);
     return ubus_send_reply(context, request, reply.head);
 }
 
-static const ubus_method methods[] = {UBUS_METHOD_NOARG("noop", noop)};
-static ubus_object_type type = UBUS_OBJECT_TYPE("bench", methods);
+const ubus_method methods[] = {UBUS_METHOD_NOARG("noop", noop)};
+ubus_object_type type = bus_object_type("bench", methods);
+
+} // namespace
 
 int main(int argc, char **argv)
 {

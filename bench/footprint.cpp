@@ -16,7 +16,7 @@ constexpr std::chrono::seconds kIdle{10};
 void report_size(const Lab &lab)
 {
     std::string stripped = lab.path("stripped");
-    test_support::Process({"strip", "-o", stripped, WEXOND_PROGRAM}).wait();
+    test_support::Process({"strip", "-o", stripped, built_program("wexond")}).wait();
     printf("stripped size                            %8.1f KiB  (below 200)\n",
            std::filesystem::file_size(stripped) / 1024.0);
 }

@@ -9,7 +9,12 @@
 #include <sys/stat.h>
 #include <thread>
 
+namespace
+{
+
 using test_support::Process;
+
+} // namespace
 
 void pin_to_one_processor()
 {
@@ -45,13 +50,16 @@ void sample_in_turn(const std::vector<std::function<void()>> &actions, int round
             samples[i].push_back(time_of(actions[i]));
 }
 
-static void give_up(const char *what)
+namespace
+{
+
+void give_up(const char *what)
 {
     fprintf(stderr, "wexond-bench: %s\n", what);
     exit(1);
 }
 
-static void wait_for_socket(const std::string &path)
+void wait_for_socket(const std::string &path)
 {
     struct stat status;
     for (int tries = 0; stat(path.c_str(), &status); tries++) {
@@ -60,6 +68,8 @@ static void wait_for_socket(const std::string &path)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
 }
+
+} // namespace
 
 Lab::Lab(const std::string &state)
     : bus_(folder_ / "ubus.sock"), state_(state), client_(ubus_connect(path("ubus.sock").c_str()))
@@ -78,8 +88,9 @@ Lab::~Lab()
 
 void Lab::start_service()
 {
-    service_.emplace(std::vector<std::string>{ORVCD_PROGRAM, "--life", "0", "--socket", path("orvc.sock"), "--events",
-                                              path("events.sock"), "--state", state_});
+    // Lenient: the soak sends what no router takes.
+    service_.emplace(std::vector<std::string>{built_program("orvcd"), "--lenient", "--life", "0", "--socket",
+                                              path("orvc.sock"), "--events", path("events.sock"), "--state", state_});
     wait_for_socket(path("orvc.sock"));
 }
 
@@ -98,12 +109,12 @@ pid_t Lab::broker_pid() const
 Process Lab::start_daemon(Process::Environment environment) const
 {
     environment["WEXOND_TEST_DIR"] = folder_.path();
-    return Process({WEXOND_TEST_PROGRAM}, environment);
+    return Process({built_program("wexond-test")}, environment);
 }
 
 Process Lab::start_bare_program(size_t objects) const
 {
-    return Process({BARE_PROGRAM, path("ubus.sock"), std::to_string(objects)});
+    return Process({built_program("bench-bare"), path("ubus.sock"), std::to_string(objects)});
 }
 
 uint32_t Lab::wait_for(const std::string &object) const

@@ -71,3 +71,5 @@ void bench_startup();
 void bench_footprint();
 void bench_stations();
 void bench_events();
+void bench_attacks();
+void bench_lab_tools();

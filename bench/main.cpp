@@ -5,17 +5,23 @@
 
 #include "bench/lab.h"
 
+namespace
+{
+
 struct Bench {
     const char *name;
     const char *title;
     void (*run)();
 };
 
-static constexpr Bench benches[] = {
+constexpr Bench benches[] = {
     {"calls", "Method calls", bench_calls},      {"startup", "Start-up", bench_startup},
     {"footprint", "Footprint", bench_footprint}, {"stations", "A list of 128 stations", bench_stations},
-    {"events", "Events", bench_events},
+    {"events", "Events", bench_events},          {"attacks", "Attacks on the bus", bench_attacks},
+    {"lab", "The lab", bench_lab_tools},
 };
+
+} // namespace
 
 int main(int argc, char **argv)
 {

@@ -13,27 +13,7 @@ namespace
 {
 
 constexpr std::chrono::milliseconds kBetweenBatches{2};
-
-constexpr struct {
-    uint32_t type;
-    size_t size;
-} kKinds[] = {
-    {kEventLedSwitch, sizeof(SwitchEvent)},
-    {kEventWifiSwitch, sizeof(SwitchEvent)},
-    {kEventElinkSwitch, sizeof(SwitchEvent)},
-    {kEventWpsSwitch, sizeof(WpsSwitchEvent)},
-    {kEventPingResult, sizeof(PingResultEvent)},
-    {kEventTraceResult, 400},
-    {kEventWanUpDown, sizeof(WanUpDownEvent)},
-    {kEventWanIpChange, sizeof(WanIpChangeEvent)},
-    {kEventChannelChange, sizeof(ChannelChangeEvent)},
-    {kEventSsidChange, sizeof(SsidChangeEvent)},
-    {kEventNewStation, sizeof(StationEvent)},
-    {kEventStationState, sizeof(StationEvent)},
-    {kEventWifiPasswordError, sizeof(PasswordErrorEvent)},
-    {kEventRoaming, sizeof(RoamingEvent)},
-    {kEventVsieNewRecord, sizeof(VsieRecordEvent)},
-};
+constexpr size_t kTextSize = 400; // of an event that is a text
 
 std::string message_of(uint32_t type, const std::string &record, uint32_t length)
 {
@@ -66,15 +46,15 @@ std::string make_record(Random &random, size_t size)
 
 std::string make_event(Random &random)
 {
-    const auto &kind = kKinds[below(random, std::size(kKinds))];
-    std::string record = make_record(random, kind.size);
+    const auto &kind = kEvents[below(random, std::size(kEvents))];
+    std::string record = make_record(random, kind.size == 0 ? kTextSize : kind.size);
     return message_of(kind.type, record, static_cast<uint32_t>(record.size()));
 }
 
 std::string make_malformed(Random &random)
 {
     std::string event = make_event(random);
-    const auto &kind = kKinds[below(random, std::size(kKinds))];
+    const auto &kind = kEvents[below(random, std::size(kEvents))];
     switch (below(random, 6)) {
     case 0: // cut anywhere
         return event.substr(0, below(random, event.size()));

@@ -65,7 +65,7 @@ extern "C" void *realloc(void *memory, size_t size)
     auto before = static_cast<int64_t>(memory ? malloc_usable_size(memory) : 0);
     void *moved = __libc_realloc(memory, size);
     if (moved) {
-        heap->blocks += memory == nullptr;
+        heap->blocks += !memory;
         heap->bytes += static_cast<int64_t>(malloc_usable_size(moved)) - before;
     }
     return moved;

@@ -58,7 +58,8 @@ void bench_startup()
     size_t objects = objects_of_daemon();
     std::vector<Microseconds> daemon, bare;
     for (int run = 0; run < kRuns; run++) {
-        daemon.push_back(time_to_last_object(objects, [](const Lab &lab) { return lab.start_daemon(); }));
+        daemon.push_back(time_to_last_object(
+            objects, [](const Lab &lab) { return lab.start_daemon(); }));
         bare.push_back(time_to_last_object(objects, [=](const Lab &lab) { return lab.start_bare_program(objects); }));
     }
     printf("objects                                  %8zu\n", objects);
