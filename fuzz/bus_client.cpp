@@ -538,16 +538,18 @@ void begin()
     ubus_add_uloop(context);
 }
 
-// A broker that has sent what is no message is given up.
+// A broker that has sent what is no message is given up. A turn reads some of it or handles one message.
 void read_rest()
 {
+    constexpr size_t kLeastOfATurn = sizeof(ubus_msghdr) + sizeof(blob_attr);
+
     if (!context || context->sock.fd < 0 || context->disconnected)
         return;
     int fd = context->sock.fd;
     size_t sent = 0;
     while (context && context->sock.fd == fd && !context->disconnected && sent != peer_of(fd).sent.size()) {
         sent = peer_of(fd).sent.size();
-        for (size_t read = 0; context && read <= sent; read += 4096) // what the library reads at least
+        for (size_t turns = 2 * (sent / kLeastOfATurn + 1); context && turns > 0; turns--)
             ubus_handle_event(context);
     }
     REQUIRE(!context || context->sock.fd != fd || context->disconnected || !is_malformed(peer_of(fd).sent));

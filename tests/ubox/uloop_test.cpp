@@ -718,13 +718,14 @@ struct Process : uloop_process {
 TEST_F(Uloop, TellsOfTheEndOfAProcess)
 {
     std::vector<int> ended;
-    Process first(3, [&](int status) {
-        EXPECT_FALSE(first.pending);
+    auto note_end = [&ended](const uloop_process &process, int status) {
+        EXPECT_FALSE(process.pending);
         ended.push_back(WEXITSTATUS(status));
         if (ended.size() == 2)
             uloop_end();
-    });
-    Process second(5, [&](int status) { first.action(status); });
+    };
+    Process first(3, [&](int status) { note_end(first, status); });
+    Process second(5, [&](int status) { note_end(second, status); });
     EXPECT_EQ(uloop_process_add(&first), 0);
     EXPECT_EQ(uloop_process_add(&first), -1);
     EXPECT_EQ(uloop_process_add(&second), 0);
