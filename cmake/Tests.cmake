@@ -30,21 +30,31 @@ if(NOT WEXOND_BUS_IS_BUNDLED)
   set(TEST_ENVIRONMENT LD_LIBRARY_PATH=${folder})
 endif()
 
-# wexond_test(NAME source... [LIBRARIES library...] [DEPENDS target...] [LABELS label] [PRECOMPILE header...] [SERIAL])
+# GoogleTest's header, compiled once for all test programs, by their options.
+add_library(precompiled_gtest OBJECT ${CMAKE_SOURCE_DIR}/tests/precompiled.cpp)
+set_target_properties(precompiled_gtest PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+target_compile_options(precompiled_gtest PRIVATE -fPIE -O0)
+target_link_libraries(precompiled_gtest PRIVATE GTest::gtest Threads::Threads lab_flags)
+target_precompile_headers(precompiled_gtest PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>")
+
+# wexond_test(NAME source... [LIBRARIES library...] [DEPENDS target...] [LABELS label] [PRECOMPILE header...] [SERIAL]
+# [WAITS])
 # One GoogleTest program; each of its tests is a test of CTest, run in a process of its own. The label `threads` marks what
-# also runs under ThreadSanitizer; that flavour runs nothing else.
+# also runs under ThreadSanitizer; that flavour runs nothing else. Tests that wait more than they work begin first, beside
+# those that work.
 function(wexond_test name)
-  cmake_parse_arguments(arg "SERIAL" "" "LIBRARIES;DEPENDS;LABELS;PRECOMPILE" ${ARGN})
+  cmake_parse_arguments(arg "SERIAL;WAITS" "" "LIBRARIES;DEPENDS;LABELS;PRECOMPILE" ${ARGN})
   if(WEXOND_SANITIZE STREQUAL "thread" AND NOT "threads" IN_LIST arg_LABELS)
     return()
   endif()
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_compile_options(${name} PRIVATE -O0) # what is tested is optimised, the tests are built often and run once
-  list(LENGTH arg_UNPARSED_ARGUMENTS source_count)
-  if(source_count GREATER 4)
+  if(arg_PRECOMPILE)
     list(TRANSFORM arg_PRECOMPILE REPLACE "(.+)" "$<$<COMPILE_LANGUAGE:CXX>:${CMAKE_SOURCE_DIR}/\\1>" OUTPUT_VARIABLE precompiled)
     target_precompile_headers(${name} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>"
       ${precompiled})
+  elseif(NOT arg_UNPARSED_ARGUMENTS MATCHES "\\.c(;|$)") # it is a header of C++
+    target_precompile_headers(${name} REUSE_FROM precompiled_gtest)
   endif()
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest GTest::gtest_main lab_flags)
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
@@ -60,6 +70,9 @@ function(wexond_test name)
   endif()
   if(arg_SERIAL)
     list(APPEND properties RUN_SERIAL ON)
+  endif()
+  if(arg_WAITS)
+    list(APPEND properties COST 100)
   endif()
   # What it meets of the described interface is collected: see tests/api/met.py.
   if(arg_LIBRARIES MATCHES "(^|;|event_)test_support" AND TEST_FLAVOUR STREQUAL "release")

@@ -25,7 +25,8 @@ namespace
 
 Json read_json(const std::filesystem::path &file)
 {
-    std::ifstream text(file);
+    std::ifstream stream(file);
+    const std::string text{std::istreambuf_iterator<char>(stream), {}};
     Json json = Json::parse(text, nullptr, false);
     if (json.is_discarded())
         throw std::runtime_error(file.string() + " is not JSON");
@@ -53,12 +54,22 @@ Json resolve(Json value)
     return value;
 }
 
+std::filesystem::path file_of(const std::string &object)
+{
+    return std::filesystem::path(API_DIR) / (object + ".json");
+}
+
+DescribedObject read_object(const std::string &name)
+{
+    return {name, resolve(read_json(file_of(name)))};
+}
+
 std::vector<DescribedObject> read_objects()
 {
     std::vector<DescribedObject> objects;
     for (const auto &entry : std::filesystem::directory_iterator(API_DIR))
         if (entry.path().filename().string().starts_with("wexond"))
-            objects.push_back({entry.path().stem(), resolve(read_json(entry.path()))});
+            objects.push_back(read_object(entry.path().stem()));
     std::ranges::sort(objects, {}, &DescribedObject::name);
     return objects;
 }
@@ -420,13 +431,17 @@ const std::vector<DescribedObject> &described_objects()
 namespace
 {
 
+// Most tests meet one or two objects: only what they meet is read.
 const DescribedObject *find_description(const std::string &path)
 {
+    static std::map<std::string, DescribedObject> read; // by name
     static const std::regex number(R"(\.\d+$)");
-    for (const std::string &name : {path, std::regex_replace(path, number, ".N")})
-        for (const DescribedObject &object : described_objects())
-            if (object.name == name)
-                return &object;
+    for (const std::string &name : {path, std::regex_replace(path, number, ".N")}) {
+        if (const auto known = read.find(name); known != read.end())
+            return &known->second;
+        if (std::filesystem::exists(file_of(name)))
+            return &read.emplace(name, read_object(name)).first->second;
+    }
     return nullptr;
 }
 
