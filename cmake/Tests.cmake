@@ -75,8 +75,8 @@ function(wexond_test name)
     list(APPEND properties COST 100)
   endif()
   # What it meets of the described interface is collected: see tests/api/met.py.
-  if(arg_LIBRARIES MATCHES "(^|;|event_)test_support" AND TEST_FLAVOUR STREQUAL "release")
-    list(APPEND properties FIXTURES_REQUIRED api_met)
+  if(arg_LIBRARIES MATCHES "(^|;|event_)test_support")
+    list(APPEND properties FIXTURES_REQUIRED ${TEST_FLAVOUR}.api_met)
   endif()
   gtest_discover_tests(${name} TEST_PREFIX "${TEST_FLAVOUR}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES ${properties})
