@@ -86,7 +86,7 @@ list_musl_tests() {
             for suite in $("build/bin/$program" --gtest_list_tests | sed -n 's/^\([^ ]*\.\).*/\1/p'); do
                 [ "$suite" = ShippedDaemonTest. ] && continue
                 echo "add_test(musl.${suite%.} $PWD/build/musl/bin/$program --gtest_filter=$suite*)"
-                echo "set_tests_properties(musl.${suite%.} PROPERTIES TIMEOUT 600)"
+                echo "set_tests_properties(musl.${suite%.} PROPERTIES TIMEOUT 600 ENVIRONMENT WEXOND_TESTS_MUSL=1)"
             done
     done >build/musl/CTestTestfile.cmake
 }

@@ -13,16 +13,9 @@ namespace
 
 // As fopen with "w" opens it, but that a console which takes no more never stops the daemon and none becomes its
 // controlling terminal.
-FILE *open_console()
+int open_console()
 {
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    int fd = open(paths().console, kFlags, 0666);
-    if (fd < 0)
-        return nullptr;
-    FILE *console = fdopen(fd, "w");
-    if (!console)
-        close(fd);
-    return console;
+    return open(paths().console, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
 }
 
 } // namespace
@@ -37,19 +30,27 @@ bool log_is_enabled()
     return !S_ISLNK(status.st_mode) || access(flag, F_OK) == 0;
 }
 
+// One write keeps the lines of two threads apart; what is longer goes in pieces. No memory is asked for: a line on what
+// failed for want of it is not lost.
 // NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
 void log_line(const char *function, int line, const char *format, ...)
 {
-    FILE *console = open_console();
-    if (!console)
+    int console = open_console();
+    if (console < 0)
         return;
-    // A terminal would be written line by line; whole messages keep those of two threads apart.
-    char buffer[4096];
-    setvbuf(console, buffer, _IOFBF, sizeof(buffer));
-    fprintf(console, "[%s.%d]: ", function, line);
-    va_list arguments;
+    char text[4096];
+    size_t start = static_cast<size_t>(snprintf(text, sizeof(text), "[%s.%d]: ", function, line));
+    va_list arguments, again;
     va_start(arguments, format);
-    vfprintf(console, format, arguments);
+    va_copy(again, arguments);
+    size_t length = start + static_cast<size_t>(vsnprintf(text + start, sizeof(text) - start, format, arguments));
+    if (length < sizeof(text)) {
+        [[maybe_unused]] ssize_t written = write(console, text, length);
+    } else {
+        dprintf(console, "%.*s", static_cast<int>(start), text);
+        vdprintf(console, format, again);
+    }
+    va_end(again);
     va_end(arguments);
-    fclose(console);
+    close(console);
 }

@@ -120,7 +120,7 @@ TEST_F(EventSocketStartTest, LogsItsStart)
 TEST_F(EventSocketStartTest, WithoutItOnlyNotificationsAreLost)
 {
     std::filesystem::create_directory(event_socket());
-    expect_standard_error("Failed to listen on " + event_socket().string() + ": Socket operation on non-socket\n");
+    expect_standard_error("Failed to listen on " + event_socket().string() + ": " + error_text(ENOTSOCK) + "\n");
     start_until_logged("[WEXOND_SocketServerRun.#]: Init failed.\n");
     EXPECT_EQ(get_led(), kOn);
     std::this_thread::sleep_for(5s); // past the first drain
@@ -138,7 +138,7 @@ TEST_F(EventSocketStartTest, LeavesItToADaemonThatAnswersOnIt)
     wait_until_listening(folder / "events.sock");
     std::filesystem::create_symlink(folder / "events.sock", event_socket());
 
-    expect_standard_error("Failed to listen on " + event_socket().string() + ": Socket operation on non-socket\n");
+    expect_standard_error("Failed to listen on " + event_socket().string() + ": " + error_text(ENOTSOCK) + "\n");
     start_until_logged("[WEXOND_SocketServerRun.#]: Init failed.\n");
     EXPECT_EQ(get_led(), kOn);
 

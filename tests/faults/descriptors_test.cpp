@@ -69,7 +69,7 @@ struct Limited {
     rlim_t limit;
     TemporaryFolder folder;
     // The daemon runs on without events.
-    std::string without_events = "Failed to listen on " + (folder / "events.sock").string() + ": Too many open files";
+    std::string without_events = "Failed to listen on " + (folder / "events.sock").string() + ": " + error_text(EMFILE);
     Bus bus{folder / "ubus.sock"};
     ScriptedService service{folder / "orvc.sock"};
     Process daemon;

@@ -218,7 +218,7 @@ TEST_F(ProcessTest, IsSilentWithoutTheFlagFile)
 TEST_F(ProcessTest, WorksWithoutAnEventSocket)
 {
     std::filesystem::create_directory(event_socket());
-    expect_standard_error("Failed to listen on " + event_socket().string() + ": Socket operation on non-socket\n");
+    expect_standard_error("Failed to listen on " + event_socket().string() + ": " + error_text(ENOTSOCK) + "\n");
     enable_log();
     launch_daemon();
     wait_until_up();

@@ -1,7 +1,11 @@
 // Where the tests find the programs that they start.
 #pragma once
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <map>
 #include <string>
 
 // One of this build, or whatever program has this name beside the test's own.
@@ -34,3 +38,11 @@ inline std::string bus_tool()
     return built_program("ubus");
 }
 #endif
+
+// An error's text in the C library of the programs, which scripts/foreign.sh may have exchanged.
+inline std::string error_text(int error)
+{
+    static const std::map<int, std::string> kMusl = {{EMFILE, "No file descriptors available"},
+                                                     {ENOTSOCK, "Not a socket"}};
+    return getenv("WEXOND_TESTS_MUSL") ? kMusl.at(error) : strerror(error);
+}
