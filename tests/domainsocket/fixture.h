@@ -74,6 +74,23 @@ inline size_t open_descriptors()
     return count;
 }
 
+// Descriptor 0 is free for whatever opens next, until the end of the test.
+class ClosedStandardInput
+{
+  public:
+    ClosedStandardInput() : saved_(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) { close(STDIN_FILENO); }
+    ~ClosedStandardInput()
+    {
+        dup2(saved_, STDIN_FILENO);
+        close(saved_);
+    }
+    ClosedStandardInput(const ClosedStandardInput &) = delete;
+    ClosedStandardInput &operator=(const ClosedStandardInput &) = delete;
+
+  private:
+    int saved_;
+};
+
 inline sockaddr_un address_of(const std::string &path)
 {
     sockaddr_un address = {};

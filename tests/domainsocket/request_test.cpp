@@ -431,7 +431,7 @@ TEST_F(SocketRequest, WorksWithStandardInputClosed)
             write_bytes(accepted, answer(20, word(round)));
         }
     });
-    close(STDIN_FILENO);
+    ClosedStandardInput closed;
     EXPECT_EQ(ask(20, "", 4), word(0));
     EXPECT_EQ(ask(20, "", 4), word(1));
     service.finish();

@@ -113,7 +113,7 @@ TEST_F(SocketAccept, ReturnsClient)
 TEST_F(SocketAccept, NeverReturnsDescriptorZero)
 {
     SOCKET_Close(listener);
-    close(STDIN_FILENO);
+    ClosedStandardInput closed;
     listener = SOCKET_InitListenServer(path.c_str());
     EXPECT_GT(listener, 0);
     EXPECT_TRUE(fcntl(listener, F_GETFD) & FD_CLOEXEC);
