@@ -114,6 +114,12 @@ namespace
 
 class EventTableTest : public CoreTest
 {
+  protected:
+    EventTableTest()
+    {
+        sent_first.clear();
+        sent_last.clear();
+    }
 };
 
 // In order, at most one in a drain, the latest at the end.

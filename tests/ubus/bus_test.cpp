@@ -60,6 +60,7 @@ class Bus : public RealBus
     {
         owner = connect();
         caller = connect();
+        lines.clear();
         object = added = {};
         type.id = 0; // another broker's, where another test went before
         object.name = "test.object";

@@ -93,6 +93,7 @@ void BusClient::TearDown()
     if (ctx)
         ubus_free(ctx);
     uloop_done();
+    uloop_cancelled = false; // as a new process finds it
 }
 
 void BusClient::turn()
