@@ -89,6 +89,7 @@ void rules_changed(ubus_context *ctx, ubus_event_handler *, const char *, blob_a
 }
 
 ubus_event_handler sequence_handler = {.cb = rules_changed};
+ubus_context *listener; // that the handler is registered with
 
 } // namespace
 
@@ -96,7 +97,18 @@ int ubus_register_acl(ubus_context *ctx)
 {
     const int status = ubus_register_event_handler(ctx, &sequence_handler, "ubus.acl.sequence");
 
-    if (status == UBUS_STATUS_OK)
-        ask_for_rules(ctx);
+    if (status != UBUS_STATUS_OK)
+        return status;
+    listener = ctx;
+    ask_for_rules(ctx);
     return status;
+}
+
+void forget_listener(const ubus_context *ctx)
+{
+    if (listener != ctx)
+        return;
+    sequence_handler = {.cb = rules_changed};
+    query.ctx = nullptr;
+    listener = nullptr;
 }

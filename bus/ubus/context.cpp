@@ -280,6 +280,7 @@ void ubus_shutdown(ubus_context *ctx)
         return;
     connection_close(ctx);
     forget_requests(ctx);
+    forget_listener(ctx);
     drop_all_kept(ctx);
     blob_buf_free(&ctx->message);
 }

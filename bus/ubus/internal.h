@@ -106,6 +106,11 @@ void register_objects_again(ubus_context *ctx);
 void target_removed(ubus_context *ctx, ubus_object *subscriber, uint32_t target);
 void subscribe_automatically_again(ubus_context *ctx);
 
+// -- acl.cpp
+
+// With the context goes what ubus_register_acl registered, so that another one may register it.
+void forget_listener(const ubus_context *ctx);
+
 // -- context.cpp
 
 enum class Dispatched { kNothing, kCall, kOther };

@@ -199,6 +199,15 @@ TEST_F(Bus, GivesATypeUpWithItsLastObject)
     EXPECT_NE(0u, type.id);
 }
 
+TEST_F(Bus, ListensForAccessListsAnewWithEachContext)
+{
+    for (int round = 0; round < 3; round++) {
+        EXPECT_EQ(UBUS_STATUS_OK, ubus_register_acl(caller));
+        ubus_free(caller);
+        caller = connect();
+    }
+}
+
 TEST_F(Bus, RefusesAPathThatIsTaken)
 {
     ubus_object_type other_type = UBUS_OBJECT_TYPE("other", methods);
