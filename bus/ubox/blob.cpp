@@ -45,12 +45,10 @@ bool grow_by_realloc(blob_buf *buf, int minlen)
     return true;
 }
 
-// Makes the buffer hold `length` bytes; the head moves with it.
-bool reserve(blob_buf *buf, size_t length)
+// Makes the buffer hold `length` bytes, which it does not yet; the head moves with it.
+bool grow_to(blob_buf *buf, size_t length)
 {
     auto have = static_cast<size_t>(buf->buflen);
-    if (length <= have)
-        return true;
     size_t head = buf->head ? offset_of(buf, buf->head) : 0;
     if (!buf->grow(buf, static_cast<int>(length - have)))
         return false;
@@ -59,8 +57,13 @@ bool reserve(blob_buf *buf, size_t length)
     return length <= static_cast<size_t>(buf->buflen);
 }
 
-// Writes an attribute's header and padding at `offset`; no container counts it yet.
-blob_attr *place(blob_buf *buf, size_t offset, int id, size_t payload)
+bool reserve(blob_buf *buf, size_t length)
+{
+    return length <= static_cast<size_t>(buf->buflen) || grow_to(buf, length);
+}
+
+// Writes an attribute's header at `offset`; no container counts it yet, and its padding is left to the caller.
+[[gnu::always_inline]] inline blob_attr *place(blob_buf *buf, size_t offset, int id, size_t payload)
 {
     size_t length = sizeof(blob_attr) + payload;
     size_t end = offset + padded(length);
@@ -69,7 +72,6 @@ blob_attr *place(blob_buf *buf, size_t offset, int id, size_t payload)
     blob_attr *attr = attr_at(buf, offset);
     uint32_t tag = (static_cast<uint32_t>(id) << BLOB_ATTR_ID_SHIFT) & BLOB_ATTR_ID_MASK;
     attr->id_len = cpu_to_be32(tag | static_cast<uint32_t>(length));
-    blob_fill_pad(attr);
     return attr;
 }
 
@@ -78,14 +80,11 @@ size_t end_of_head(const blob_buf *buf)
     return offset_of(buf, buf->head) + blob_pad_len(buf->head);
 }
 
-blob_attr *append(blob_buf *buf, int id, size_t payload)
+// Before a payload is written, its last word: what it leaves of that is padding.
+void clear_last_word(char *payload, size_t length)
 {
-    if (!buf->head)
-        return nullptr;
-    blob_attr *attr = place(buf, end_of_head(buf), id, payload);
-    if (attr)
-        set_raw_len(buf->head, blob_pad_len(buf->head) + blob_pad_len(attr));
-    return attr;
+    if (size_t over = length % BLOB_ATTR_ALIGN)
+        memset(payload + length - over, 0, BLOB_ATTR_ALIGN);
 }
 
 bool is_expected(const blob_attr_info &info, blob_attr *attr)
@@ -113,14 +112,27 @@ void blob_buf_free(blob_buf *buf)
     *buf = {};
 }
 
+blob_attr *blob_append(blob_buf *buf, int id, size_t payload)
+{
+    if (!buf->head)
+        return nullptr;
+    size_t length = blob_pad_len(buf->head);
+    blob_attr *attr = place(buf, offset_of(buf, buf->head) + length, id, payload);
+    if (!attr)
+        return nullptr;
+    clear_last_word(attr->data, payload);
+    set_raw_len(buf->head, length + sizeof(blob_attr) + padded(payload));
+    return attr;
+}
+
 blob_attr *blob_new(blob_buf *buf, int id, int payload)
 {
-    return append(buf, id, static_cast<size_t>(payload)); // a negative one is beyond every limit
+    return blob_append(buf, id, static_cast<size_t>(payload)); // a negative one is beyond every limit
 }
 
 blob_attr *blob_put(blob_buf *buf, int id, const void *ptr, unsigned len)
 {
-    blob_attr *attr = append(buf, id, len);
+    blob_attr *attr = blob_append(buf, id, len);
     if (attr && len != 0)
         memcpy(attr->data, ptr, len);
     return attr;
@@ -183,7 +195,7 @@ blob_attr *blob_put_raw(blob_buf *buf, const void *ptr, unsigned len)
 {
     if (!ptr || len < sizeof(blob_attr))
         return nullptr;
-    blob_attr *attr = append(buf, 0, len - sizeof(blob_attr));
+    blob_attr *attr = blob_append(buf, 0, len - sizeof(blob_attr));
     if (attr)
         memcpy(attr, ptr, len);
     return attr;

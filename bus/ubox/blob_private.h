@@ -7,6 +7,9 @@ extern "C" {
 #include <libubox/blob.h>
 }
 
+// blob_new, whose payload may be of any size.
+[[gnu::visibility("hidden")]] blob_attr *blob_append(blob_buf *buf, int id, size_t payload);
+
 // blob_nest_start with room for `payload` bytes in front of the nested attributes, for the caller to fill.
 [[gnu::visibility("hidden")]] void *blob_nest_start_after(blob_buf *buf, int id, size_t payload);
 

@@ -22,13 +22,15 @@ std::string_view name_of(const blob_attr *attr)
     return {blobmsg_name(attr), blobmsg_namelen(header)};
 }
 
+// The header's last word is cleared before the name is written: what that leaves of it is the NUL and padding.
 void write_header(blob_attr *attr, std::string_view name)
 {
+    char *end = attr->data + blobmsg_hdrlen(name.size());
+    memset(end - BLOB_ATTR_ALIGN, 0, BLOB_ATTR_ALIGN);
     auto *header = static_cast<blobmsg_hdr *>(blob_data(attr));
-    attr->id_len |= cpu_to_be32(BLOB_ATTR_EXTENDED);
     header->namelen = cpu_to_be16(static_cast<uint16_t>(name.size()));
-    auto *end = std::copy(name.begin(), name.end(), header->name);
-    std::fill(end, reinterpret_cast<uint8_t *>(attr->data) + blobmsg_hdrlen(name.size()), 0);
+    memcpy(header->name, name.data(), name.size());
+    attr->id_len |= cpu_to_be32(BLOB_ATTR_EXTENDED);
 }
 
 std::string_view name_or_empty(const char *name)
@@ -176,7 +178,7 @@ int blobmsg_add_field(blob_buf *buf, int type, const char *name, const void *dat
     size_t header = blobmsg_hdrlen(text.size());
     if (text.size() > kMaxNameLength || len > BLOB_ATTR_LEN_MASK)
         return -1;
-    blob_attr *attr = blob_new(buf, type, static_cast<int>(header + len));
+    blob_attr *attr = blob_append(buf, type, header + len);
     if (!attr)
         return -1;
     write_header(attr, text);

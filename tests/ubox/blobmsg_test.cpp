@@ -60,6 +60,27 @@ TEST(Blobmsg, PadsTheNameHeaderToFour)
     }
 }
 
+// What an earlier message left in the buffer shows nowhere.
+TEST(Blobmsg, ZeroesThePaddingOfNamesAndValues)
+{
+    for (size_t name_length = 0; name_length < 8; name_length++) {
+        for (size_t length = 0; length < 8; length++) {
+            const std::string name(name_length, 'n');
+            const std::vector<uint8_t> content(length, 0xC5);
+            Buffer buffer;
+            blobmsg_add_u32(&buffer, "x", 1);
+            memset(buffer->buf, 0xEE, static_cast<size_t>(buffer->buflen));
+            blob_buf_init(&buffer, 0);
+            void *table = blobmsg_open_table(&buffer, name.c_str());
+            blobmsg_add_field(&buffer, BLOBMSG_TYPE_UNSPEC, name.c_str(), content.data(),
+                              static_cast<unsigned>(length));
+            blobmsg_close_table(&buffer, table);
+            const Bytes field = value(BLOBMSG_TYPE_UNSPEC, name, Bytes(content.begin(), content.end()));
+            EXPECT_EQ(buffer.bytes(), message(value(BLOBMSG_TYPE_TABLE, name, field))) << name_length << ", " << length;
+        }
+    }
+}
+
 TEST(Blobmsg, EncodesTablesAndArrays)
 {
     Buffer buffer;
