@@ -3,10 +3,19 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+
+// From the processor's byte order to the wire's, and back.
+template <typename Integer> Integer little_endian(Integer value)
+{
+    if constexpr (std::endian::native == std::endian::big)
+        std::reverse(reinterpret_cast<uint8_t *>(&value), reinterpret_cast<uint8_t *>(&value + 1));
+    return value;
+}
 
 // An integer of Size bytes, least significant byte first. Trivial: value-initialising a record zeroes it.
 template <typename Integer> class LittleEndian
@@ -15,15 +24,14 @@ template <typename Integer> class LittleEndian
     LittleEndian() = default;
     LittleEndian(Integer value)
     {
-        for (size_t i = 0; i < sizeof(Integer); i++)
-            bytes_[i] = static_cast<uint8_t>(static_cast<uint64_t>(value) >> (8 * i));
+        value = little_endian(value);
+        memcpy(bytes_, &value, sizeof(Integer));
     }
     operator Integer() const
     {
-        uint64_t value = 0;
-        for (size_t i = 0; i < sizeof(Integer); i++)
-            value |= static_cast<uint64_t>(bytes_[i]) << (8 * i);
-        return static_cast<Integer>(value);
+        Integer value;
+        memcpy(&value, bytes_, sizeof(Integer));
+        return little_endian(value);
     }
 
     LittleEndian &operator|=(Integer bits) { return *this = static_cast<Integer>(*this | bits); }
@@ -59,8 +67,10 @@ template <size_t N> struct Text {
 
 template <size_t N> Text<N> read_text(const char (&field)[N])
 {
-    Text<N> text{};
-    memcpy(text.data, field, strnlen(field, N));
+    Text<N> text;
+    size_t length = strnlen(field, N);
+    memcpy(text.data, field, length);
+    text.data[length] = '\0';
     return text;
 }
 
