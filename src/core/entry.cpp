@@ -163,6 +163,14 @@ void classification_update(vlist_tree *, vlist_node *added, vlist_node *removed)
         release(entry_of(removed));
 }
 
+// The entry whose key is that of an index, which may be another's: no two entries of a list have equal keys.
+Entry *find_by_key(vlist_tree *list, uint32_t index)
+{
+    const le32 key[] = {index, 0};
+    avl_node *found = avl_find(&list->avl, key);
+    return found ? container_of(found, Entry, node.avl) : nullptr;
+}
+
 uint32_t index_at(const void *records, size_t stride, size_t position)
 {
     return *reinterpret_cast<const le32 *>(static_cast<const uint8_t *>(records) + stride * position);
@@ -208,11 +216,8 @@ void entry_remove(vlist_tree *list, Entry *entry)
 
 Entry *entry_find(vlist_tree *list, uint32_t index)
 {
-    Entry *entry;
-    vlist_for_each_element (list, entry, node)
-        if (entry->index == index)
-            return entry;
-    return nullptr;
+    Entry *entry = find_by_key(list, index);
+    return entry && entry->index == index ? entry : nullptr;
 }
 
 const Entry *entry_find_named(vlist_tree *list, const char *object_name)
@@ -237,8 +242,7 @@ Entry *entry_owning(vlist_tree *list, const ubus_object *object)
 
 bool entry_key_is_taken(vlist_tree *list, uint32_t index)
 {
-    const le32 key[] = {index, 0};
-    return avl_find(&list->avl, key);
+    return find_by_key(list, index);
 }
 
 void entry_reconcile(vlist_tree *list, const void *records, size_t stride, size_t count)

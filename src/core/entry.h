@@ -41,7 +41,7 @@ Entry *entry_add(vlist_tree *list, uint32_t index, uint32_t band_number = 0);
 // Takes the entry out of its list, which withdraws its object, or the one that it took over, and frees it.
 void entry_remove(vlist_tree *list, Entry *entry);
 
-// The first entry of this index; null where there is none.
+// The entry of this index; null where there is none.
 Entry *entry_find(vlist_tree *list, uint32_t index);
 
 // The entry on which an object of this name acts; null where there is none. It may be the predecessor of one in the
