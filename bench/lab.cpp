@@ -1,6 +1,5 @@
 #include "bench/lab.h"
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +12,12 @@ namespace
 {
 
 using test_support::Process;
+
+void give_up(const char *what)
+{
+    fprintf(stderr, "wexond-bench: %s\n", what);
+    exit(1);
+}
 
 } // namespace
 
@@ -34,30 +39,58 @@ Microseconds time_of(const std::function<void()> &action)
     return std::chrono::steady_clock::now() - start;
 }
 
-Microseconds median(std::vector<Microseconds> samples)
+namespace
 {
-    auto middle = samples.begin() + samples.size() / 2;
-    std::nth_element(samples.begin(), middle, samples.end());
-    return *middle;
+
+Microseconds reading_of(clockid_t clock)
+{
+    timespec time{};
+    clock_gettime(clock, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-void sample_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
+} // namespace
+
+WorkClock::WorkClock(const std::vector<pid_t> &others)
+{
+    for (pid_t process : others)
+        if (clock_getcpuclockid(process, &others_.emplace_back()))
+            give_up("a process has no clock");
+    std::vector<std::vector<Microseconds>> nothing;
+    sample_in_turn(*this, {[] {}}, 1000, nothing);
+    reading_ = median(nothing[0]);
+}
+
+Microseconds WorkClock::of_others() const
+{
+    Microseconds sum{};
+    for (clockid_t clock : others_)
+        sum += reading_of(clock);
+    return sum;
+}
+
+// The own clock is read last and first, so that reading the others is no part of the action.
+// The own clock is read last and first, so that reading the others is no part of the action.
+Microseconds WorkClock::operator()(const std::function<void()> &action) const
+{
+    Microseconds others = of_others();
+    Microseconds own = reading_of(CLOCK_PROCESS_CPUTIME_ID);
+    action();
+    own = reading_of(CLOCK_PROCESS_CPUTIME_ID) - own;
+    return own - reading_ + of_others() - others;
+}
+
+void sample_in_turn(const Measure &measure, const std::vector<std::function<void()>> &actions, int rounds,
                     std::vector<std::vector<Microseconds>> &samples)
 {
     samples.resize(actions.size());
     for (int round = 0; round < rounds; round++)
         for (size_t i = 0; i < actions.size(); i++)
-            samples[i].push_back(time_of(actions[i]));
+            samples[i].push_back(measure(actions[i]));
 }
 
 namespace
 {
-
-void give_up(const char *what)
-{
-    fprintf(stderr, "wexond-bench: %s\n", what);
-    exit(1);
-}
 
 void wait_for_socket(const std::string &path)
 {

@@ -3,7 +3,9 @@
 // machine.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <string>
@@ -21,12 +23,36 @@ using Microseconds = std::chrono::duration<double, std::micro>;
 void pin_to_one_processor();
 
 Microseconds time_of(const std::function<void()> &action);
-Microseconds median(std::vector<Microseconds> samples);
 
-// Times several actions in turn, call by call, and adds a sample to each one's in every round. What disturbs the
+template <typename Sample> Sample median(std::vector<Sample> samples)
+{
+    auto middle = samples.begin() + samples.size() / 2;
+    std::nth_element(samples.begin(), middle, samples.end());
+    return *middle;
+}
+
+// The processor time of an action in this process and in others that do their part of it. On one processor that is its
+// time by the clock but for what strangers on the machine take meanwhile, and these interrupt an action of milliseconds
+// nearly every time. What reading the clocks takes is no part of it.
+class WorkClock
+{
+  public:
+    explicit WorkClock(const std::vector<pid_t> &others);
+    Microseconds operator()(const std::function<void()> &action) const;
+
+  private:
+    Microseconds of_others() const;
+
+    std::vector<clockid_t> others_;
+    Microseconds reading_{};
+};
+
+using Measure = std::function<Microseconds(const std::function<void()> &action)>; // time_of, or a WorkClock
+
+// Measures several actions in turn, call by call, and adds a sample to each one's in every round. What disturbs the
 // machine for a while disturbs all alike, and each call finds the caches as the others leave them: an action that is
 // repeated without pause would find its own and seem cheaper than it is as a part of something larger.
-void sample_in_turn(const std::vector<std::function<void()>> &actions, int rounds,
+void sample_in_turn(const Measure &measure, const std::vector<std::function<void()>> &actions, int rounds,
                     std::vector<std::vector<Microseconds>> &samples);
 
 // A broker and the lab's service in a folder of their own, and a client of the bus.

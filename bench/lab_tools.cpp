@@ -83,7 +83,7 @@ void bench_log()
     Service logging(folder / "logging.sock", true);
     for (const Question &question : kQuestions) {
         std::vector<std::vector<Microseconds>> samples;
-        sample_in_turn({[&] { silent.ask(question); }, [&] { logging.ask(question); }}, kRounds, samples);
+        sample_in_turn(time_of, {[&] { silent.ask(question); }, [&] { logging.ask(question); }}, kRounds, samples);
         Microseconds without = median(samples[0]);
         Microseconds with = median(samples[1]);
         printf("a request for the %-22s %8.1f us, with the decoded log %.1f us\n", question.name, without.count(),
