@@ -22,9 +22,10 @@
 
 #include "bus/ubusd/client.h"
 #include "bus/ubusd/closer.h"
-#include "bus/ubusd/loop.h"
+#include "bus/ubusd/handlers.h"
 #include "bus/ubusd/names.h"
 #include "bus/ubusd/objects.h"
+#include "bus/ubusd/watch.h"
 #include "fuzz/bus_message.h"
 
 namespace
@@ -329,20 +330,18 @@ void end()
 
 // --- In place of the broker's loop, ids and names ---
 
-int loop_add(int, Client *)
+int watch_add(int, Client *)
 {
     return 0;
 }
 
-void loop_await_output(int, Client *client, bool wanted)
+void watch_output(int, Client *client, bool wanted)
 {
     if (Participant *participant = of_descriptor(client))
         participant->output_awaited = wanted;
 }
 
-void loop_descriptor_freed() {}
-
-void loop_remove(int) {}
+void watch_remove(int) {}
 
 static int compare_ids(const void *left, const void *right, void *)
 {
@@ -399,8 +398,7 @@ int name_of_group(uint32_t, char *&name)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (!initialised) {
-        clients_init();
-        objects_init();
+        handlers_init();
         initialised = true;
     }
     last_id = UBUS_SYSTEM_OBJECT_MAX - 1;

@@ -6,10 +6,9 @@
 #include <unistd.h>
 
 #include "closer.h"
-#include "loop.h"
 #include "memory.h"
 #include "names.h"
-#include "objects.h"
+#include "watch.h"
 #include "work.h"
 
 namespace
@@ -33,7 +32,7 @@ bool has_work(const Client &client)
 {
     if (client_is_behind(client))
         return false;
-    if (client.listing.active)
+    if (client.listing)
         return !client.blocked;
     return client.pending || client.readable || (client.finished && !client.blocked);
 }
@@ -56,7 +55,7 @@ void close_connection(int fd, bool is_empty)
         close(fd);
         return;
     }
-    loop_remove(fd);
+    watch_remove(fd);
     shutdown(fd, SHUT_RDWR);
     closer_close(fd);
 }
@@ -134,16 +133,14 @@ void release_ended()
     bool goes_on = true;
     while (goes_on && !list_empty(&ended_clients)) {
         Client *client = list_first_entry(&ended_clients, Client, busy);
-        lookup_cancel(client->listing);
         work_begin_slice();
         list_del(&client->busy);
         list_add_tail(&client->busy, &ended_clients);
-        if (objects_release(*client))
+        if (client_hooks.release(*client))
             client_release(*client);
         goes_on = !work_turn_is_over();
     }
     clients_flush();
-    loop_descriptor_freed();
     work_since_trim += work_of_turn() - before;
     if (list_empty(&ended_clients) && work_since_trim >= kTrimWork) {
         memory_give_back();
@@ -158,8 +155,11 @@ void greet(Client &client)
 
 } // namespace
 
-void clients_init()
+ClientHooks client_hooks;
+
+void clients_init(const ClientHooks &hooks)
 {
+    client_hooks = hooks;
     ids_init(clients);
 }
 
@@ -185,7 +185,7 @@ void client_open(int fd)
     INIT_LIST_HEAD(&client->unsent);
     INIT_LIST_HEAD(&client->keeping);
     INIT_LIST_HEAD(&client->passing);
-    if (loop_add(fd, client) != 0 || ids_add(clients, client->id) != 0) {
+    if (watch_add(fd, client) != 0 || ids_add(clients, client->id) != 0) {
         client_free(*client);
         return;
     }

@@ -1,25 +1,27 @@
 // Clients: their life, what they send and what they are sent.
 //
-// Work is done in turns. In each turn clients with something to do are served, each with a bounded amount of work, and
-// what the turn had to say to a client leaves in one system call at its end. A client that ends is only marked; it is
-// released at the end of the turn, so that nothing within a turn can pull it away from under a caller.
+// What the layers above do with a client they hand down as hooks. Work is done in turns. In each turn clients with
+// something to do are served, each with a bounded amount of work, and what the turn had to say to a client leaves in
+// one system call at its end. A client that ends is only marked; it is released at the end of the turn, so that nothing
+// within a turn can pull it away from under a caller.
 #pragma once
 
 #include "bytes.h"
 #include "holdings.h"
 #include "ids.h"
-#include "lookup.h"
 #include "message.h"
 #include "shares.h"
 #include "users.h"
+
+struct Listing;
 
 struct Client {
     Id id;
     int fd;
     Input input;
     Output output;
-    Shares shares; // of the output
-    Listing listing;
+    Shares shares;    // of the output
+    Listing *listing; // a request that is answered in pieces, or null
     Holdings holdings;
     list_head objects; // Object::in_client
     list_head busy;    // in one of the lists of clients that are to be served, or in that of those to be released
@@ -42,7 +44,18 @@ struct Client {
     bool ended;
 };
 
-void clients_init();
+struct ClientHooks {
+    // One whole message of the client; `descriptor`, which stays the caller's, came with it where it is not -1.
+    void (*handle)(Client &client, std::span<uint8_t> bytes, int descriptor);
+    // The client's listing goes on, as far as there is room.
+    void (*resume)(Client &client);
+    // Takes away what an ended client had, a slice of work at most; whether all is gone.
+    bool (*release)(Client &client);
+};
+
+extern ClientHooks client_hooks;
+
+void clients_init(const ClientHooks &hooks);
 
 // Takes over the connection `fd` and greets the peer. On failure the connection is closed.
 void client_open(int fd);

@@ -8,7 +8,6 @@
 
 #include "closer.h"
 #include "descriptors.h"
-#include "handlers.h"
 #include "work.h"
 
 namespace
@@ -33,7 +32,7 @@ void close_descriptor(Client &client)
 // Whether the next request has to wait.
 bool must_wait(const Client &client)
 {
-    return client.listing.active || client_is_behind(client) || work_slice_is_over();
+    return client.listing || client_is_behind(client) || work_slice_is_over();
 }
 
 // The descriptor came with the last message that begins in `bytes`.
@@ -46,7 +45,7 @@ void handle_first(Client &client, std::span<uint8_t> bytes, size_t length)
 {
     work_add(1);
     int descriptor = descriptor_of(client, bytes, length);
-    handle_message(client, bytes.first(length), descriptor);
+    client_hooks.handle(client, bytes.first(length), descriptor);
     if (descriptor >= 0)
         close_descriptor(client);
 }
@@ -151,13 +150,13 @@ void count_kept(Client &client, size_t before)
 void client_serve(Client &client)
 {
     size_t before = client.input.size;
-    if (client.listing.active)
-        lookup_continue(client);
+    if (client.listing)
+        client_hooks.resume(client);
     if (client.pending && !must_wait(client))
         handle_kept(client);
     if (client.readable && !client.pending && !client.ended && !must_wait(client))
         receive(client);
-    if (client.finished && !client.listing.active && !client.pending && client.output.size() == 0)
+    if (client.finished && !client.listing && !client.pending && client.output.size() == 0)
         client_end(client);
     if (before != 0 || client.input.size != 0)
         count_kept(client, before);

@@ -11,7 +11,7 @@
 
 #include "closer.h"
 #include "descriptors.h"
-#include "loop.h"
+#include "watch.h"
 #include "work.h"
 
 namespace
@@ -40,7 +40,7 @@ void set_blocked(Client &client, bool blocked)
 {
     if (client.blocked != blocked) {
         client.blocked = blocked;
-        loop_await_output(client.fd, &client, blocked);
+        watch_output(client.fd, &client, blocked);
     }
 }
 

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "client.h"
-#include "objects.h"
+#include "object.h"
 
 namespace
 {
@@ -65,29 +65,6 @@ void return_pattern(Holdings &holdings, size_t length)
     holdings_return(holdings, HELD_NAMES, name_bytes(length));
 }
 
-int add_pattern(Object &object, const char *text)
-{
-    size_t length = strlen(text);
-    bool is_prefix = text[length - 1] == '*';
-    length -= is_prefix;
-    Holdings &holdings = object.client->holdings;
-    if (take_pattern(holdings, length) != 0)
-        return UBUS_STATUS_NO_MEMORY;
-    auto *pattern = static_cast<Pattern *>(malloc(sizeof(Pattern) + length));
-    if (!pattern) {
-        return_pattern(holdings, length);
-        return UBUS_STATUS_NO_MEMORY;
-    }
-    pattern->object = &object;
-    pattern->is_prefix = is_prefix;
-    pattern->text = {pattern->characters, length};
-    memcpy(pattern->characters, text, length);
-    pattern->in_all.key = &pattern->text;
-    avl_insert(&patterns, &pattern->in_all);
-    list_add_tail(&pattern->in_object, &object.patterns);
-    return UBUS_STATUS_OK;
-}
-
 struct Event {
     Text name;
     Message *message;
@@ -138,73 +115,6 @@ void tell_matching(const Event &event)
     }
 }
 
-// Tells each object once that has a matching pattern, except those of `sender` (which may be null).
-void distribute(const char *name, const void *data, size_t length, const Client *sender)
-{
-    Message message(UBUS_MSG_INVOKE, 0, 0);
-    message.put_u32(UBUS_ATTR_OBJID, 0);
-    message.put_text(UBUS_ATTR_METHOD, name);
-    message.put(UBUS_ATTR_DATA, data, length);
-    events_told++;
-    tell_matching({{name, strlen(name)}, &message, sender});
-}
-
-enum { REGISTER_OBJECT, REGISTER_PATTERN, REGISTER_COUNT };
-constexpr blobmsg_policy kRegisterPolicy[] = {
-    {.name = "object", .type = BLOBMSG_TYPE_INT32},
-    {.name = "pattern", .type = BLOBMSG_TYPE_STRING},
-};
-
-enum { SEND_ID, SEND_DATA, SEND_COUNT };
-constexpr blobmsg_policy kSendPolicy[] = {
-    {.name = "id", .type = BLOBMSG_TYPE_STRING},
-    {.name = "data", .type = BLOBMSG_TYPE_TABLE},
-};
-
-// Fills `arguments` from the request; false where one is missing.
-template <size_t count>
-bool parse_all(const blobmsg_policy (&policy)[count], const Request &request, blob_attr *(&arguments)[count])
-{
-    blob_attr *data = request.attributes[UBUS_ATTR_DATA];
-    if (!data)
-        return false;
-    blobmsg_parse(policy, count, arguments, blob_data(data), static_cast<unsigned>(blob_len(data)));
-    for (const blob_attr *argument : arguments)
-        if (!argument)
-            return false;
-    return true;
-}
-
-int call_register(Client &client, const Request &request)
-{
-    blob_attr *arguments[REGISTER_COUNT];
-    if (!parse_all(kRegisterPolicy, request, arguments))
-        return UBUS_STATUS_INVALID_ARGUMENT;
-    uint32_t id = blobmsg_get_u32(arguments[REGISTER_OBJECT]);
-    if (id < UBUS_SYSTEM_OBJECT_MAX)
-        return UBUS_STATUS_PERMISSION_DENIED;
-    Object *object = object_find(id);
-    if (!object)
-        return UBUS_STATUS_NOT_FOUND;
-    const char *pattern = blobmsg_get_string(arguments[REGISTER_PATTERN]);
-    if (object->client != &client || pattern[0] == '\0')
-        return UBUS_STATUS_PERMISSION_DENIED;
-    return add_pattern(*object, pattern);
-}
-
-int call_send(Client &client, const Request &request)
-{
-    blob_attr *arguments[SEND_COUNT];
-    if (!parse_all(kSendPolicy, request, arguments))
-        return UBUS_STATUS_INVALID_ARGUMENT;
-    // Names of this kind are the broker's own.
-    const char *event = blobmsg_get_string(arguments[SEND_ID]);
-    if (strncmp(event, "ubus.", 5) == 0)
-        return UBUS_STATUS_PERMISSION_DENIED;
-    distribute(event, blobmsg_data(arguments[SEND_DATA]), blobmsg_data_len(arguments[SEND_DATA]), &client);
-    return UBUS_STATUS_OK;
-}
-
 } // namespace
 
 void events_init()
@@ -212,14 +122,37 @@ void events_init()
     avl_init(&patterns, compare_texts, true, nullptr);
 }
 
-int events_call(Client &client, const Request &request)
+int events_register(Object &object, const char *text)
 {
-    const char *method = request.text(UBUS_ATTR_METHOD);
-    if (strcmp(method, "register") == 0)
-        return call_register(client, request);
-    if (strcmp(method, "send") == 0)
-        return call_send(client, request);
-    return UBUS_STATUS_INVALID_COMMAND;
+    size_t length = strlen(text);
+    bool is_prefix = text[length - 1] == '*';
+    length -= is_prefix;
+    Holdings &holdings = object.client->holdings;
+    if (take_pattern(holdings, length) != 0)
+        return UBUS_STATUS_NO_MEMORY;
+    auto *pattern = static_cast<Pattern *>(malloc(sizeof(Pattern) + length));
+    if (!pattern) {
+        return_pattern(holdings, length);
+        return UBUS_STATUS_NO_MEMORY;
+    }
+    pattern->object = &object;
+    pattern->is_prefix = is_prefix;
+    pattern->text = {pattern->characters, length};
+    memcpy(pattern->characters, text, length);
+    pattern->in_all.key = &pattern->text;
+    avl_insert(&patterns, &pattern->in_all);
+    list_add_tail(&pattern->in_object, &object.patterns);
+    return UBUS_STATUS_OK;
+}
+
+void events_send(const char *name, std::span<const uint8_t> data, const Client *sender)
+{
+    Message message(UBUS_MSG_INVOKE, 0, 0);
+    message.put_u32(UBUS_ATTR_OBJID, 0);
+    message.put_text(UBUS_ATTR_METHOD, name);
+    message.put(UBUS_ATTR_DATA, data.data(), data.size());
+    events_told++;
+    tell_matching({{name, strlen(name)}, &message, sender});
 }
 
 void events_tell_path(const char *event, const Object &object)
@@ -229,7 +162,7 @@ void events_tell_path(const char *event, const Object &object)
     blob_buf data = {};
     if (blob_buf_init(&data, 0) == 0 && blobmsg_add_u32(&data, "id", object.id.value) == 0 &&
         blobmsg_add_string(&data, "path", object.path) == 0)
-        distribute(event, blob_data(data.head), blob_len(data.head), nullptr);
+        events_send(event, {static_cast<const uint8_t *>(blob_data(data.head)), blob_len(data.head)}, nullptr);
     blob_buf_free(&data);
 }
 

@@ -1,22 +1,15 @@
 #include "handlers.h"
 
-#include <cstdlib>
 #include <iterator>
 
+#include "answers.h"
 #include "client.h"
-#include "events.h"
 #include "lookup.h"
 #include "objects.h"
+#include "system_objects.h"
 
 namespace
 {
-
-void answer_status(Client &client, const Request &request, int status)
-{
-    Message message(UBUS_MSG_STATUS, request.seq, request.peer);
-    message.put_u32(UBUS_ATTR_STATUS, static_cast<uint32_t>(status));
-    client_answer(client, message);
-}
 
 // The object that an attribute of the request names, or null. One whose client has ended is gone.
 Object *find_object(const Request &request, ubus_msg_attr id)
@@ -94,7 +87,7 @@ int handle_invoke(Client &client, const Request &request)
     if (!object)
         return UBUS_STATUS_NOT_FOUND;
     if (!object->client)
-        return events_call(client, request);
+        return system_object_call(client, request);
     Message message(UBUS_MSG_INVOKE, request.seq, client.id.value);
     put_call(message, request, client, object->id.value);
     if (!message.fits())
@@ -240,8 +233,6 @@ constexpr Handler kHandlers[] = {
 };
 static_assert(std::size(kHandlers) == UBUS_MSG_MONITOR + 1);
 
-} // namespace
-
 void handle_message(Client &client, std::span<uint8_t> bytes, int descriptor)
 {
     Request request;
@@ -250,5 +241,19 @@ void handle_message(Client &client, std::span<uint8_t> bytes, int descriptor)
     Handler handler = request.type < std::size(kHandlers) ? kHandlers[request.type] : refuse;
     int status = handler(client, request);
     if (status != kNoAnswer)
-        answer_status(client, request, status);
+        answer_status(client, request.seq, request.peer, status);
+}
+
+bool release(Client &client)
+{
+    lookup_cancel(client);
+    return objects_release(client);
+}
+
+} // namespace
+
+void handlers_init()
+{
+    clients_init({.handle = handle_message, .resume = lookup_continue, .release = release});
+    objects_init();
 }

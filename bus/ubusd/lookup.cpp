@@ -3,122 +3,117 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "answers.h"
 #include "client.h"
-#include "handlers.h"
 #include "objects.h"
 #include "work.h"
+
+// The paths that match stand together, so a listing ends with the first that does not.
+struct Listing {
+    Cursor cursor;
+    int status;    // that ends the listing, as things stand
+    uint16_t seq;  // of the request
+    uint32_t peer; // of the request
+    bool is_prefix;
+    size_t length;
+    char path[]; // or what the paths begin with, without the `*`
+};
 
 namespace
 {
 
-LIST_HEAD(active_listings);
-
 bool matches(const Listing &listing, const Object &object)
 {
-    return !listing.prefix || strncmp(object.path, listing.prefix, strlen(listing.prefix)) == 0;
+    if (listing.is_prefix)
+        return strncmp(object.path, listing.path, listing.length) == 0;
+    return strcmp(object.path, listing.path) == 0;
 }
 
-// The object if the listing goes as far, otherwise null: matching paths stand together.
-Object *choose(const Listing &listing, Object *candidate)
+// What the next message describes; null at the end.
+Object *next_object(const Listing &listing)
 {
-    return candidate && matches(listing, *candidate) ? candidate : nullptr;
+    Object *object = listing.cursor.object;
+    return object && matches(listing, *object) ? object : nullptr;
 }
 
-void advance(Listing &listing)
+// `pattern` is null where everything is wanted. Null out of memory.
+Listing *make_listing(const Request &request, const char *pattern)
 {
-    listing.next = listing.exact ? nullptr : choose(listing, object_after(*listing.next));
-}
-
-// Finds where the listing begins. UBUS_STATUS_*.
-int choose_first(Listing &listing, const char *pattern)
-{
-    if (!pattern) {
-        listing.next = object_first_from("");
-        return UBUS_STATUS_OK;
-    }
-    size_t length = strlen(pattern);
-    if (length == 0)
-        return UBUS_STATUS_INVALID_ARGUMENT;
-    listing.status = UBUS_STATUS_NOT_FOUND; // until the first object is sent, which may still vanish
-    listing.exact = pattern[length - 1] != '*';
-    if (listing.exact) {
-        listing.next = object_find_path(pattern);
-    } else {
-        listing.prefix = strndup(pattern, length - 1);
-        if (!listing.prefix)
-            return UBUS_STATUS_NO_MEMORY;
-        listing.next = choose(listing, object_first_from(listing.prefix));
-    }
-    return !listing.next ? UBUS_STATUS_NOT_FOUND : UBUS_STATUS_OK;
+    const char *text = !pattern ? "*" : pattern;
+    size_t length = strlen(text);
+    auto *listing = static_cast<Listing *>(malloc(sizeof(Listing) + length + 1));
+    if (!listing)
+        return nullptr;
+    listing->status = !pattern ? UBUS_STATUS_OK : UBUS_STATUS_NOT_FOUND; // until an object is sent, which may vanish
+    listing->seq = request.seq;
+    listing->peer = request.peer;
+    listing->is_prefix = text[length - 1] == '*';
+    listing->length = length - listing->is_prefix;
+    memcpy(listing->path, text, listing->length);
+    listing->path[listing->length] = '\0';
+    cursor_open(listing->cursor, object_first_from(listing->path));
+    return listing;
 }
 
 // Whether the message went into the client's queue; if not yet, it is to be made again later.
-bool send_next(Client &client)
+bool send_next(Client &client, const Object &object)
 {
-    Listing &listing = client.listing;
+    Listing &listing = *client.listing;
     Message message(UBUS_MSG_DATA, listing.seq, listing.peer);
-    object_describe(message, *listing.next);
+    object_describe(message, object);
     if (!client_has_room(client, message.length()))
         return false;
     if (client_answer(client, message) != 0) {
         listing.status = UBUS_STATUS_NO_MEMORY;
-        listing.next = nullptr;
+        listing.cursor.object = nullptr;
     } else {
         listing.status = UBUS_STATUS_OK;
-        advance(listing);
+        cursor_advance(listing.cursor);
     }
     return true;
 }
 
-bool send_end(Client &client)
+void send_end(Client &client)
 {
-    Message message(UBUS_MSG_STATUS, client.listing.seq, client.listing.peer);
-    message.put_u32(UBUS_ATTR_STATUS, static_cast<uint32_t>(client.listing.status));
-    if (!client_has_room(client, message.length()))
-        return false;
-    client_answer(client, message);
-    lookup_cancel(client.listing);
-    return true;
+    constexpr size_t kStatusLength = kHeaderSize + 8;
+    const Listing &listing = *client.listing;
+    if (!client_has_room(client, kStatusLength))
+        return;
+    answer_status(client, listing.seq, listing.peer, listing.status);
+    lookup_cancel(client);
 }
 
 } // namespace
 
 int lookup_begin(Client &client, const Request &request)
 {
-    Listing listing = {.seq = request.seq, .peer = request.peer};
-    int status = choose_first(listing, request.text(UBUS_ATTR_OBJPATH));
-    if (status != UBUS_STATUS_OK) {
-        free(listing.prefix);
-        return status;
+    const char *pattern = request.text(UBUS_ATTR_OBJPATH);
+    if (pattern && pattern[0] == '\0')
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    client.listing = make_listing(request, pattern);
+    if (!client.listing)
+        return UBUS_STATUS_NO_MEMORY;
+    if (pattern && !next_object(*client.listing)) {
+        lookup_cancel(client);
+        return UBUS_STATUS_NOT_FOUND;
     }
-    listing.active = true;
-    client.listing = listing;
-    list_add_tail(&client.listing.active_listings, &active_listings);
     lookup_continue(client);
     return kNoAnswer;
 }
 
 void lookup_continue(Client &client)
 {
-    while (client.listing.next)
-        if (work_slice_is_over() || !send_next(client))
+    while (Object *object = next_object(*client.listing))
+        if (work_slice_is_over() || !send_next(client, *object))
             return;
     send_end(client);
 }
 
-void lookup_cancel(Listing &listing)
+void lookup_cancel(Client &client)
 {
-    if (listing.active) {
-        list_del(&listing.active_listings);
-        free(listing.prefix);
-        listing = {};
+    if (client.listing) {
+        cursor_close(client.listing->cursor);
+        free(client.listing);
+        client.listing = nullptr;
     }
-}
-
-void lookups_pass_over(const Object &object)
-{
-    Listing *listing;
-    list_for_each_entry (listing, &active_listings, active_listings)
-        if (listing->next == &object)
-            advance(*listing);
 }

@@ -2,11 +2,10 @@
 
 #include <cerrno>
 #include <ctime>
-#include <sys/epoll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "client.h"
+#include "watch.h"
 
 namespace
 {
@@ -16,13 +15,11 @@ constexpr int kAcceptsPerTurn = 32;
 constexpr int kAcceptRetryMs = 1000;
 constexpr int kPauseMs = 5; // of clients that have passed many descriptors
 
-int epoll = -1;
-int listening = -1;
-
 // With no descriptor left for a connection, the listening socket would stay readable and the loop would spin. Until one
 // is freed, here or (after a while) elsewhere in the system, connections wait in the socket's backlog.
 bool accept_paused = false;
 int64_t accept_again_at; // ms
+unsigned connections_at_pause;
 
 int64_t now_ms()
 {
@@ -33,10 +30,10 @@ int64_t now_ms()
 
 void set_accept_paused(bool paused)
 {
-    epoll_event event = {.events = paused ? 0u : EPOLLIN, .data = {.ptr = nullptr}};
-    epoll_ctl(epoll, EPOLL_CTL_MOD, listening, &event);
+    watch_connections(!paused);
     accept_paused = paused;
     accept_again_at = paused ? now_ms() + kAcceptRetryMs : 0;
+    connections_at_pause = users_connections();
 }
 
 bool out_of_resources()
@@ -44,14 +41,14 @@ bool out_of_resources()
     return errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS;
 }
 
-void accept_clients()
+void accept_clients(int listener)
 {
     for (int count = 0; count < kAcceptsPerTurn; count++) {
         if (users_are_full()) {
             set_accept_paused(true);
             return;
         }
-        int fd = accept4(listening, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        int fd = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd < 0) {
             if (out_of_resources())
                 set_accept_paused(true);
@@ -59,6 +56,12 @@ void accept_clients()
         }
         client_open(fd);
     }
+}
+
+// A connection that was closed makes room for another.
+bool may_accept_again()
+{
+    return users_connections() < connections_at_pause || now_ms() >= accept_again_at;
 }
 
 int time_to_wait(bool busy)
@@ -70,60 +73,23 @@ int time_to_wait(bool busy)
     return accept_paused ? kAcceptRetryMs : -1;
 }
 
-void dispatch(const epoll_event &event)
-{
-    if (!event.data.ptr)
-        accept_clients();
-    else
-        client_notice(*static_cast<Client *>(event.data.ptr), event.events);
-}
-
 } // namespace
 
-int loop_open(int listener)
-{
-    listening = listener;
-    epoll = epoll_create1(EPOLL_CLOEXEC);
-    epoll_event event = {.events = EPOLLIN, .data = {.ptr = nullptr}};
-    return epoll < 0 ? -1 : epoll_ctl(epoll, EPOLL_CTL_ADD, listening, &event);
-}
-
-int loop_add(int fd, Client *client)
-{
-    epoll_event event = {.events = EPOLLIN | EPOLLRDHUP | EPOLLET, .data = {.ptr = client}};
-    return epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event);
-}
-
-void loop_remove(int fd)
-{
-    epoll_ctl(epoll, EPOLL_CTL_DEL, fd, nullptr);
-}
-
-// Output is awaited only while some is stuck: otherwise every message the peer reads would wake the broker.
-void loop_await_output(int fd, Client *client, bool wanted)
-{
-    epoll_event event = {.events = EPOLLIN | EPOLLRDHUP | EPOLLET | (wanted ? EPOLLOUT : 0u), .data = {.ptr = client}};
-    epoll_ctl(epoll, EPOLL_CTL_MOD, fd, &event);
-}
-
-void loop_descriptor_freed()
-{
-    if (accept_paused)
-        set_accept_paused(false);
-}
-
-int loop_run(const volatile sig_atomic_t &stop, const sigset_t &mask)
+int loop_run(int listener, const volatile sig_atomic_t &interrupted, const sigset_t &mask)
 {
     epoll_event events[kEventsPerTurn];
-    bool busy = false;
-    while (!stop) {
-        int count = epoll_pwait(epoll, events, kEventsPerTurn, time_to_wait(busy), &mask);
+    bool busy = true; // clients may have work left from an earlier run
+    while (!interrupted) {
+        int count = watch_wait(events, time_to_wait(busy), mask);
         if (count < 0 && errno != EINTR)
             return -1;
         for (int i = 0; i < count; i++)
-            dispatch(events[i]);
+            if (!events[i].data.ptr)
+                accept_clients(listener);
+            else
+                client_notice(*static_cast<Client *>(events[i].data.ptr), events[i].events);
         busy = clients_turn();
-        if (accept_paused && now_ms() >= accept_again_at)
+        if (accept_paused && may_accept_again())
             set_accept_paused(false);
     }
     return 0;

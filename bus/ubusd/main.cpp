@@ -8,13 +8,14 @@
 #include <ubus_common.h>
 #include <unistd.h>
 
-#include "client.h"
 #include "descriptors.h"
+#include "handlers.h"
 #include "ids.h"
 #include "listener.h"
 #include "loop.h"
 #include "memory.h"
-#include "objects.h"
+#include "users.h"
+#include "watch.h"
 
 namespace
 {
@@ -93,8 +94,7 @@ int serve(const char *path)
     catch_signals(while_waiting);
     raise_descriptor_limit();
     memory_init();
-    clients_init();
-    objects_init();
+    handlers_init();
     if (ids_open() != 0) {
         perror("ubusd: /dev/urandom");
         return -1;
@@ -104,7 +104,7 @@ int serve(const char *path)
         fprintf(stderr, "ubusd: %s: %m\n", path);
         return -1;
     }
-    int result = loop_open(listener) == 0 ? loop_run(stopped, while_waiting) : -1;
+    int result = watch_open(listener) == 0 ? loop_run(listener, stopped, while_waiting) : -1;
     if (result != 0)
         perror("ubusd: epoll");
     listener_remove(path);

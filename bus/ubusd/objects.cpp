@@ -5,7 +5,6 @@
 
 #include "client.h"
 #include "events.h"
-#include "lookup.h"
 #include "work.h"
 
 namespace
@@ -17,6 +16,7 @@ constexpr size_t kMostOverhead = 128;
 avl_tree objects;
 avl_tree types;
 avl_tree paths;
+LIST_HEAD(open_cursors);
 
 Object event_object;
 
@@ -143,7 +143,10 @@ void file_path(Object &object)
 
 void unfile_path(Object &object)
 {
-    lookups_pass_over(object);
+    Cursor *cursor;
+    list_for_each_entry (cursor, &open_cursors, open_cursors)
+        if (cursor->object == &object)
+            cursor_advance(*cursor);
     avl_delete(&paths, &object.by_path);
     object.type->objects--;
 }
@@ -182,6 +185,22 @@ Object *object_after(const Object &object)
 {
     const list_head *next = object.by_path.list.next;
     return next == &paths.list_head ? nullptr : container_of(next, Object, by_path.list);
+}
+
+void cursor_open(Cursor &cursor, Object *object)
+{
+    cursor.object = object;
+    list_add_tail(&cursor.open_cursors, &open_cursors);
+}
+
+void cursor_advance(Cursor &cursor)
+{
+    cursor.object = object_after(*cursor.object);
+}
+
+void cursor_close(Cursor &cursor)
+{
+    list_del(&cursor.open_cursors);
 }
 
 ObjectType *type_find(uint32_t id)

@@ -1,40 +1,10 @@
 // Objects, their types and who subscribes to whom.
 #pragma once
 
-#include "ids.h"
 #include "message.h"
+#include "object.h"
 
-struct Client;
-
-// What objects of one kind can do, as their first one declared it. It lives as long as it has objects.
-struct ObjectType {
-    Id id;
-    unsigned objects;
-    size_t length;
-    uint8_t signature[];
-};
-
-struct Object {
-    Id id;
-    avl_node by_path;
-    list_head in_client;   // Client::objects
-    list_head subscribers; // Subscription::in_target: who is told what this object notifies
-    avl_tree targets;      // Subscription::by_target: whose notifications this object is told
-    list_head patterns;    // Pattern::in_object: the events this object is told
-    uint64_t last_event;   // number of the last event this object was told
-    Client *client;        // null for the broker's own
-    ObjectType *type;      // null for an anonymous object, which has no path either
-    char *path;
-};
-
-struct Subscription {
-    list_head in_target;
-    avl_node by_target; // in Object::targets of the subscriber, by the target's id
-    Object *target;
-    Object *subscriber;
-};
-
-// Files the broker's own object, which takes events.
+// Files the broker's own objects.
 void objects_init();
 
 // The object of this id, or of this path; null where there is none. Those of clients that have ended are still there
@@ -45,6 +15,16 @@ Object *object_find_path(const char *path);
 // The first object whose path is not before `path`, and the one after an object, in order of path; null at the end.
 Object *object_first_from(const char *path);
 Object *object_after(const Object &object);
+
+// A place in that order which stays one, whatever objects come and go.
+struct Cursor {
+    list_head open_cursors;
+    Object *object; // null at the end
+};
+
+void cursor_open(Cursor &cursor, Object *object);
+void cursor_advance(Cursor &cursor);
+void cursor_close(Cursor &cursor);
 
 // The type of this id, or null.
 ObjectType *type_find(uint32_t id);

@@ -45,6 +45,11 @@ void users_limit(unsigned most)
     limit = most;
 }
 
+unsigned users_connections()
+{
+    return connections;
+}
+
 bool users_are_full()
 {
     return connections >= limit;

@@ -14,6 +14,9 @@ struct User {
 // How many connections there may be in all; without a call, any number.
 void users_limit(unsigned connections);
 
+// How many there are.
+unsigned users_connections();
+
 // Whether all connections there may be are there.
 bool users_are_full();
 
