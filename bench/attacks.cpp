@@ -266,9 +266,14 @@ bool still_runs(const Broker &broker)
     return kill(broker.pid(), 0) == 0 && own_memory(broker.pid()) != 0;
 }
 
+std::vector<std::string> options_of(const std::string &program)
+{
+    return program == built_program("ubusd") ? std::vector<std::string>{"--open"} : std::vector<std::string>{};
+}
+
 void report(const Attack &attack, const std::string &program)
 {
-    Broker broker({.program = program});
+    Broker broker({.program = program, .arguments = options_of(program)});
     long before = own_memory(broker.pid());
     Victim victim = {RawClient(broker), 0};
     victim.object = victim.client.add_named("victim").object;

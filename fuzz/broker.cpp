@@ -20,6 +20,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "bus/ubusd/access.h"
 #include "bus/ubusd/client.h"
 #include "bus/ubusd/closer.h"
 #include "bus/ubusd/handlers.h"
@@ -395,10 +396,23 @@ int name_of_group(uint32_t, char *&name)
     return 0;
 }
 
+int id_of_user(const char *, uint32_t &id)
+{
+    id = 0;
+    return 0;
+}
+
+int id_of_group(const char *, uint32_t &id)
+{
+    id = 0;
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (!initialised) {
         handlers_init();
+        access_open();
         initialised = true;
     }
     last_id = UBUS_SYSTEM_OBJECT_MAX - 1;

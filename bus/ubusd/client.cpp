@@ -178,6 +178,7 @@ void client_open(int fd)
     }
     client->fd = fd;
     client->account = account;
+    client->group_id = credentials.gid;
     client->descriptor = -1;
     shares_init(client->shares);
     INIT_LIST_HEAD(&client->objects);
@@ -185,7 +186,7 @@ void client_open(int fd)
     INIT_LIST_HEAD(&client->unsent);
     INIT_LIST_HEAD(&client->keeping);
     INIT_LIST_HEAD(&client->passing);
-    if (watch_add(fd, client) != 0 || ids_add(clients, client->id) != 0) {
+    if (!client_hooks.admits(*client) || watch_add(fd, client) != 0 || ids_add(clients, client->id) != 0) {
         client_free(*client);
         return;
     }

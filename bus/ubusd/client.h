@@ -6,6 +6,7 @@
 // within a turn can pull it away from under a caller.
 #pragma once
 
+#include "access_lists.h"
 #include "bytes.h"
 #include "holdings.h"
 #include "ids.h"
@@ -30,8 +31,10 @@ struct Client {
     list_head passing; // descriptors in the output, in its order
     uint64_t taken;    // bytes of the output that the peer took so far
     User *account;     // whose connection it is
-    int descriptor;    // passed along with the last message that begins in the input, or -1
-    char *user;        // null where not known, or not wanted yet
+    gid_t group_id;
+    ListSet lists;  // of access that hold for it
+    int descriptor; // passed along with the last message that begins in the input, or -1
+    char *user;     // null where not known, or not wanted yet
     char *group;
     bool identified; // `user` and `group` are as good as they get
     bool readable;   // the socket may hold more
@@ -45,6 +48,8 @@ struct Client {
 };
 
 struct ClientHooks {
+    // Whether a new client, not greeted yet, may stay.
+    bool (*admits)(Client &client);
     // One whole message of the client; `descriptor`, which stays the caller's, came with it where it is not -1.
     void (*handle)(Client &client, std::span<uint8_t> bytes, int descriptor);
     // The client's listing goes on, as far as there is room.

@@ -162,7 +162,7 @@ void events_tell_path(const char *event, const Object &object)
     blob_buf data = {};
     if (blob_buf_init(&data, 0) == 0 && blobmsg_add_u32(&data, "id", object.id.value) == 0 &&
         blobmsg_add_string(&data, "path", object.path) == 0)
-        events_send(event, {static_cast<const uint8_t *>(blob_data(data.head)), blob_len(data.head)}, nullptr);
+        events_send(event, payload_of(data.head), nullptr);
     blob_buf_free(&data);
 }
 

@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "access.h"
 #include "answers.h"
 #include "client.h"
 #include "lookup.h"
@@ -16,11 +17,6 @@ Object *find_object(const Request &request, ubus_msg_attr id)
 {
     Object *object = request.has(id) ? object_find(request.number(id)) : nullptr;
     return object && object->client && object->client->ended ? nullptr : object;
-}
-
-std::span<const uint8_t> payload_of(const blob_attr *attribute)
-{
-    return {static_cast<const uint8_t *>(blob_data(attribute)), blob_len(attribute)};
 }
 
 // What an owner, or a subscriber, is called with, in order of the attributes' ids.
@@ -79,6 +75,13 @@ int handle_ping(Client &client, const Request &request)
     return client_answer(client, message) == 0 ? UBUS_STATUS_OK : UBUS_STATUS_NO_MEMORY;
 }
 
+// In the object's name, as its owner would.
+int answer_call(Client &client, const Request &request, const Object &object, int status)
+{
+    answer_status(client, request.seq, object.id.value, status);
+    return kNoAnswer;
+}
+
 int handle_invoke(Client &client, const Request &request)
 {
     if (!request.has(UBUS_ATTR_OBJID) || !request.has(UBUS_ATTR_METHOD))
@@ -87,7 +90,9 @@ int handle_invoke(Client &client, const Request &request)
     if (!object)
         return UBUS_STATUS_NOT_FOUND;
     if (!object->client)
-        return system_object_call(client, request);
+        return answer_call(client, request, *object, system_object_call(client, *object, request));
+    if (!access_allows_call(client, *object, request.text(UBUS_ATTR_METHOD)))
+        return answer_call(client, request, *object, UBUS_STATUS_PERMISSION_DENIED);
     Message message(UBUS_MSG_INVOKE, request.seq, client.id.value);
     put_call(message, request, client, object->id.value);
     if (!message.fits())
@@ -112,11 +117,14 @@ int find_type(const Request &request, ObjectType *&type)
 
 int handle_add_object(Client &client, const Request &request)
 {
+    const char *path = request.text(UBUS_ATTR_OBJPATH);
+    if (path && !access_allows(client, MAY_PUBLISH, path))
+        return UBUS_STATUS_INVALID_ARGUMENT;
     ObjectType *type;
     if (int status = find_type(request, type); status != UBUS_STATUS_OK)
         return status;
     Object *object;
-    if (int status = object_add(client, request.text(UBUS_ATTR_OBJPATH), type, object); status != UBUS_STATUS_OK) {
+    if (int status = object_add(client, path, type, object); status != UBUS_STATUS_OK) {
         if (type)
             type_release(type);
         return status;
@@ -161,9 +169,17 @@ int change_subscription(Client &client, const Request &request, int (*change)(Ob
     return change(*subscriber, *target);
 }
 
+// To who may not subscribe the object is not there.
+int subscribe(Object &subscriber, Object &target)
+{
+    if (!access_allows_subscription(*subscriber.client, target))
+        return UBUS_STATUS_NOT_FOUND;
+    return object_subscribe(subscriber, target);
+}
+
 int handle_subscribe(Client &client, const Request &request)
 {
-    return change_subscription(client, request, object_subscribe);
+    return change_subscription(client, request, subscribe);
 }
 
 int handle_unsubscribe(Client &client, const Request &request)
@@ -254,6 +270,12 @@ bool release(Client &client)
 
 void handlers_init()
 {
-    clients_init({.handle = handle_message, .resume = lookup_continue, .release = release});
+    clients_init({.admits = access_admits, .handle = handle_message, .resume = lookup_continue, .release = release});
     objects_init();
+}
+
+void handlers_load_access(const char *folder)
+{
+    if (access_lists_load(folder))
+        system_object_tell_access();
 }

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "access.h"
 #include "answers.h"
 #include "client.h"
 #include "objects.h"
@@ -55,21 +56,41 @@ Listing *make_listing(const Request &request, const char *pattern)
     return listing;
 }
 
-// Whether the message went into the client's queue; if not yet, it is to be made again later.
+// UBUS_STATUS_*, or kNoAnswer where the client has no room now.
+int describe(Client &client, const Object &object, std::span<const uint8_t> signature)
+{
+    Message message(UBUS_MSG_DATA, client.listing->seq, client.listing->peer);
+    object_describe(message, object, signature);
+    if (!client_has_room(client, message.length()))
+        return kNoAnswer;
+    return client_answer(client, message) == 0 ? UBUS_STATUS_OK : UBUS_STATUS_NO_MEMORY;
+}
+
+// What the client may not see at all is passed over, but was found. The same results.
+int describe_visible(Client &client, const Object &object)
+{
+    Visible visible = access_visible(client, object);
+    int status = visible.has_failed ? UBUS_STATUS_NO_MEMORY : UBUS_STATUS_OK;
+    if (visible.is_hidden)
+        work_add(1);
+    else if (status == UBUS_STATUS_OK)
+        status = describe(client, object, visible.signature);
+    free(visible.copy);
+    return status;
+}
+
+// Whether the object is done with; if not yet, it is to be described again later.
 bool send_next(Client &client, const Object &object)
 {
-    Listing &listing = *client.listing;
-    Message message(UBUS_MSG_DATA, listing.seq, listing.peer);
-    object_describe(message, object);
-    if (!client_has_room(client, message.length()))
+    int status = describe_visible(client, object);
+    if (status == kNoAnswer)
         return false;
-    if (client_answer(client, message) != 0) {
-        listing.status = UBUS_STATUS_NO_MEMORY;
-        listing.cursor.object = nullptr;
-    } else {
-        listing.status = UBUS_STATUS_OK;
+    Listing &listing = *client.listing;
+    listing.status = status;
+    if (status == UBUS_STATUS_OK)
         cursor_advance(listing.cursor);
-    }
+    else
+        listing.cursor.object = nullptr;
     return true;
 }
 

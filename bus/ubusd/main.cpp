@@ -4,10 +4,13 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <getopt.h>
 #include <sys/resource.h>
+#include <syslog.h>
 #include <ubus_common.h>
 #include <unistd.h>
 
+#include "access.h"
 #include "descriptors.h"
 #include "handlers.h"
 #include "ids.h"
@@ -20,33 +23,38 @@
 namespace
 {
 
+constexpr const char *kListFolder = "/usr/share/acl.d";
 constexpr rlim_t kMostDescriptors = 65536;
 constexpr unsigned kOwnDescriptors = 6; // standard streams, random source, listening socket, epoll
 
+volatile sig_atomic_t interrupted = 0;
 volatile sig_atomic_t stopped = 0;
 
-void stop(int)
+void interrupt(int number)
 {
-    stopped = 1;
+    interrupted = 1;
+    if (number != SIGHUP)
+        stopped = 1;
 }
 
-// The signals that end the broker arrive only while it waits, so that none slips in between a look at `stopped` and the
+// The signals for the broker arrive only while it waits, so that none slips in between a look at `interrupted` and the
 // wait.
 void catch_signals(sigset_t &while_waiting)
 {
+    constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
     struct sigaction action = {};
-    action.sa_handler = stop;
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (int ending_signal : {SIGINT, SIGTERM}) {
-        sigaction(ending_signal, &action, nullptr);
-        sigaddset(&ending, ending_signal);
+    action.sa_handler = interrupt;
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (int number : kSignals) {
+        sigaction(number, &action, nullptr);
+        sigaddset(&blocked, number);
     }
-    sigaddset(&ending, SIGALRM); // ends what a helper thread waits for
-    pthread_sigmask(SIG_BLOCK, &ending, &while_waiting);
+    sigaddset(&blocked, SIGALRM); // ends what a helper thread waits for
+    pthread_sigmask(SIG_BLOCK, &blocked, &while_waiting);
     sigaddset(&while_waiting, SIGALRM);
-    sigdelset(&while_waiting, SIGINT);
-    sigdelset(&while_waiting, SIGTERM);
+    for (int number : kSignals)
+        sigdelset(&while_waiting, number);
     signal(SIGPIPE, SIG_IGN);
 }
 
@@ -75,39 +83,68 @@ const char *default_path()
     return !path || path[0] == '\0' ? UBUS_UNIX_SOCKET : path;
 }
 
-// The socket's path by the command line, or null where that is wrong.
-const char *path_argument(int argc, char **argv)
+struct Options {
+    const char *path;
+    const char *lists; // their folder, or null: everybody may do everything
+};
+
+// False where the command line is wrong.
+bool read_options(int argc, char **argv, Options &options)
 {
-    const char *path = default_path();
+    constexpr option kLongOptions[] = {{"open", no_argument, nullptr, 'o'}, {}};
+    options = {.path = default_path(), .lists = kListFolder};
+    bool is_open = false;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): the broker has one thread
-    for (int option; (option = getopt(argc, argv, "s:")) != -1;) {
-        if (option != 's')
-            return nullptr;
-        path = optarg;
-    }
-    return optind == argc ? path : nullptr;
+    for (int letter; (letter = getopt_long(argc, argv, "s:A:", kLongOptions, nullptr)) != -1;)
+        if (letter == 's')
+            options.path = optarg;
+        else if (letter == 'A')
+            options.lists = optarg;
+        else if (letter == 'o')
+            is_open = true;
+        else
+            return false;
+    if (is_open)
+        options.lists = nullptr;
+    return optind == argc;
 }
 
-int serve(const char *path)
+// Until a signal says so. SIGHUP reads the lists again.
+int serve(int listener, const char *lists, const sigset_t &while_waiting)
+{
+    if (!lists)
+        access_open();
+    int result = watch_open(listener);
+    while (result == 0 && !stopped) {
+        interrupted = 0;
+        if (lists)
+            handlers_load_access(lists);
+        result = loop_run(listener, interrupted, while_waiting);
+    }
+    if (result != 0)
+        perror("ubusd: epoll");
+    return result;
+}
+
+int run(const Options &options)
 {
     sigset_t while_waiting;
     catch_signals(while_waiting);
     raise_descriptor_limit();
     memory_init();
     handlers_init();
+    openlog("ubusd", LOG_PERROR, LOG_DAEMON);
     if (ids_open() != 0) {
         perror("ubusd: /dev/urandom");
         return -1;
     }
-    int listener = listener_open(path);
+    int listener = listener_open(options.path);
     if (listener < 0) {
-        fprintf(stderr, "ubusd: %s: %m\n", path);
+        fprintf(stderr, "ubusd: %s: %m\n", options.path);
         return -1;
     }
-    int result = watch_open(listener) == 0 ? loop_run(listener, stopped, while_waiting) : -1;
-    if (result != 0)
-        perror("ubusd: epoll");
-    listener_remove(path);
+    int result = serve(listener, options.lists, while_waiting);
+    listener_remove(options.path);
     return result;
 }
 
@@ -115,10 +152,10 @@ int serve(const char *path)
 
 int main(int argc, char **argv)
 {
-    const char *path = path_argument(argc, argv);
-    if (!path) {
-        fprintf(stderr, "usage: %s [-s socket]\n", argv[0]);
+    Options options;
+    if (!read_options(argc, argv, options)) {
+        fprintf(stderr, "usage: %s [-s socket] [-A folder of access lists | --open]\n", argv[0]);
         return EXIT_FAILURE;
     }
-    return serve(path) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    return run(options) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -33,6 +33,11 @@ struct Request {
     bool flag(ubus_msg_attr id) const { return has(id) && blob_get_u8(attributes[id]) != 0; }
 };
 
+inline std::span<const uint8_t> payload_of(const blob_attr *attribute)
+{
+    return {static_cast<const uint8_t *>(blob_data(attribute)), blob_len(attribute)};
+}
+
 // `bytes` is one whole message, of the length that message_length() told. Leaves `descriptor` as it is.
 void request_parse(Request &request, std::span<uint8_t> bytes);
 

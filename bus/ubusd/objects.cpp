@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "client.h"
 #include "events.h"
@@ -9,6 +10,8 @@
 
 namespace
 {
+
+constexpr uint32_t kOwnObjects[] = {UBUS_SYSTEM_OBJECT_EVENT, UBUS_SYSTEM_OBJECT_ACL};
 
 // A path and a signature go out again in messages that hold more than the one they came in.
 constexpr size_t kMostOverhead = 128;
@@ -18,7 +21,7 @@ avl_tree types;
 avl_tree paths;
 LIST_HEAD(open_cursors);
 
-Object event_object;
+Object own_objects[std::size(kOwnObjects)];
 
 void init_links(Object &object)
 {
@@ -158,8 +161,10 @@ void objects_init()
     ids_init(objects);
     ids_init(types);
     avl_init(&paths, avl_strcmp, false, nullptr);
-    init_links(event_object);
-    ids_file(objects, event_object.id, UBUS_SYSTEM_OBJECT_EVENT);
+    for (size_t i = 0; i < std::size(own_objects); i++) {
+        init_links(own_objects[i]);
+        ids_file(objects, own_objects[i].id, kOwnObjects[i]);
+    }
     events_init();
 }
 
@@ -316,10 +321,10 @@ int object_unsubscribe(Object &subscriber, Object &target)
     return UBUS_STATUS_OK;
 }
 
-void object_describe(Message &message, const Object &object)
+void object_describe(Message &message, const Object &object, std::span<const uint8_t> signature)
 {
     message.put_text(UBUS_ATTR_OBJPATH, object.path);
     message.put_u32(UBUS_ATTR_OBJID, object.id.value);
     message.put_u32(UBUS_ATTR_OBJTYPE, object.type->id.value);
-    message.put(UBUS_ATTR_SIGNATURE, object.type->signature, object.type->length);
+    message.put(UBUS_ATTR_SIGNATURE, signature.data(), signature.size());
 }

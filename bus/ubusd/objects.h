@@ -52,5 +52,5 @@ int object_subscribe(Object &subscriber, Object &target);
 // Ends that. UBUS_STATUS_*.
 int object_unsubscribe(Object &subscriber, Object &target);
 
-// Adds the attributes that describe an object with a path.
-void object_describe(Message &message, const Object &object);
+// Adds the attributes that describe an object with a path; of its methods those of `signature`.
+void object_describe(Message &message, const Object &object, std::span<const uint8_t> signature);

@@ -40,7 +40,7 @@ supervise() {
 }
 now() { date +%s%3N; }
 start_broker() {
-    "$bin/ubusd" -s "$work/ubus.sock" &
+    "$bin/ubusd" --open -s "$work/ubus.sock" &
     broker=$!
     pids=("$supervisor" $service $broker)
 }

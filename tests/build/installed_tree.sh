@@ -66,7 +66,7 @@ expect bus <<END
 644 usr/lib/libblobmsg_json.so libc.so.6 libjson-c.so.5 libubox.so
 644 usr/lib/libubox.so libc.so.6
 644 usr/lib/libubus.so libc.so.6 libubox.so
-755 usr/sbin/ubusd libc.so.6 libubox.so
+755 usr/sbin/ubusd libblobmsg_json.so libc.so.6 libubox.so
 END
 expect lab <<END
 755 usr/bin/orvcd

@@ -8,7 +8,7 @@
 namespace test_support
 {
 
-Bus::Bus(const std::filesystem::path &socket) : socket_(socket), broker_({bus_broker(), "-s", socket.string()})
+Bus::Bus(const std::filesystem::path &socket) : socket_(socket), broker_(bus_broker(socket.string()))
 {
     wait_until_listening(socket_);
 }

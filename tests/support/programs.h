@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <vector>
 
 // One of this build, or whatever program has this name beside the test's own.
 inline std::string built_program(const char *name)
@@ -18,9 +19,9 @@ inline std::string built_program(const char *name)
 // The broker and the bus tool: ours, or where the bus libraries are installed, those installed with them. Without
 // json-c ours is no tool.
 #ifdef INSTALLED_UBUSD
-inline std::string bus_broker()
+inline std::vector<std::string> bus_broker(const std::string &socket)
 {
-    return INSTALLED_UBUSD;
+    return {INSTALLED_UBUSD, "-s", socket};
 }
 
 inline std::string bus_tool()
@@ -28,9 +29,9 @@ inline std::string bus_tool()
     return INSTALLED_UBUS;
 }
 #else
-inline std::string bus_broker()
+inline std::vector<std::string> bus_broker(const std::string &socket)
 {
-    return built_program("ubusd");
+    return {built_program("ubusd"), "--open", "-s", socket}; // what the tests' user may do is not what they test
 }
 
 inline std::string bus_tool()

@@ -159,7 +159,7 @@ RealBus::~RealBus()
 
 void RealBus::start_broker()
 {
-    broker = start({built_program("ubusd"), "-s", path}, STDOUT_FILENO, STDERR_FILENO);
+    broker = start({built_program("ubusd"), "--open", "-s", path}, STDOUT_FILENO, STDERR_FILENO);
     EXPECT_TRUE(run_until([this] {
         ubus_context probe;
         int const status = ubus_connect_ctx(&probe, path.c_str());

@@ -201,9 +201,15 @@ int wait_for_exit(pid_t pid)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+static std::vector<std::string> with_socket(std::vector<std::string> arguments, const std::string &path)
+{
+    arguments.insert(arguments.end(), {"-s", path});
+    return arguments;
+}
+
 Broker::Broker(const Options &options)
     : path_(options.path.value_or(folder_.path() + "/bus.sock")),
-      pid_(start_broker({"-s", path_}, options.limits, options.program))
+      pid_(start_broker(with_socket(options.arguments, path_), options.limits, options.program))
 {
     auto deadline = std::chrono::steady_clock::now() + kPatience;
     for (int fd; (fd = connect_to(path_)) < 0 || ::close(fd) != 0;) {
@@ -254,7 +260,9 @@ int connect_to(const std::string &path)
     return fd;
 }
 
-RawClient::RawClient(const Broker &broker) : fd_(connect_to(broker.path()))
+RawClient::RawClient(const Broker &broker) : RawClient(connect_to(broker.path())) {}
+
+RawClient::RawClient(int connection) : fd_(connection)
 {
     Bytes greeting = receive();
     id_ = number_at(greeting, 4);

@@ -56,6 +56,7 @@ class Broker
         std::optional<std::string> path; // of the socket; in a folder of the broker's own where not given
         Limits limits = {};
         std::string program = built_program("ubusd");
+        std::vector<std::string> arguments = {"--open"}; // besides the socket
     };
 
     Broker() : Broker(Options{}) {}
@@ -85,6 +86,7 @@ class RawClient
   public:
     // Connects and reads the greeting.
     explicit RawClient(const Broker &broker);
+    explicit RawClient(int connection);
     ~RawClient() { close(); }
     RawClient(RawClient &&other) noexcept;
     RawClient(const RawClient &) = delete;
