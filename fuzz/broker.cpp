@@ -350,9 +350,9 @@ static int compare_ids(const void *left, const void *right, void *)
     return (a > b) - (a < b);
 }
 
-void ids_init(avl_tree &tree)
+void ids_init(avl_tree &tree, bool allows_equal)
 {
-    avl_init(&tree, compare_ids, false, nullptr);
+    avl_init(&tree, compare_ids, allows_equal, nullptr);
 }
 
 int ids_add(avl_tree &tree, Id &id)

@@ -162,9 +162,13 @@ int change_subscription(Client &client, const Request &request, int (*change)(Ob
         return UBUS_STATUS_INVALID_ARGUMENT;
     Object *subscriber = find_object(request, UBUS_ATTR_OBJID);
     Object *target = find_object(request, UBUS_ATTR_TARGET);
-    if (!subscriber || !target || !target->client)
+    if (!subscriber)
         return UBUS_STATUS_NOT_FOUND;
-    if (subscriber->client != &client || target->client == &client)
+    if (subscriber->client != &client)
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    if (!target || !target->client)
+        return UBUS_STATUS_NOT_FOUND;
+    if (target->client == &client)
         return UBUS_STATUS_INVALID_ARGUMENT;
     return change(*subscriber, *target);
 }

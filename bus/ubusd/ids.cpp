@@ -41,9 +41,9 @@ int ids_open()
     return random_source < 0 ? -1 : 0;
 }
 
-void ids_init(avl_tree &tree)
+void ids_init(avl_tree &tree, bool allows_equal)
 {
-    avl_init(&tree, compare_ids, false, nullptr);
+    avl_init(&tree, compare_ids, allows_equal, nullptr);
 }
 
 int ids_add(avl_tree &tree, Id &id)

@@ -13,7 +13,8 @@ struct Id {
 // Opens the source of random ids, which serves until the process ends. 0, or -1 with errno set.
 int ids_open();
 
-void ids_init(avl_tree &tree);
+// With `allows_equal` a value may be filed several times.
+void ids_init(avl_tree &tree, bool allows_equal = false);
 
 // Gives `id` a random value from UBUS_SYSTEM_OBJECT_MAX upwards that the tree does not hold, and files it there. 0, or
 // -1 where the source of random numbers fails.

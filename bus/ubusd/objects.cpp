@@ -27,7 +27,7 @@ void init_links(Object &object)
 {
     INIT_LIST_HEAD(&object.in_client);
     INIT_LIST_HEAD(&object.subscribers);
-    ids_init(object.targets);
+    ids_init(object.targets, true);
     INIT_LIST_HEAD(&object.patterns);
 }
 
@@ -292,8 +292,6 @@ bool objects_release(Client &client)
 
 int object_subscribe(Object &subscriber, Object &target)
 {
-    if (find_subscription(subscriber, target))
-        return UBUS_STATUS_OK;
     if (holdings_take(subscriber.client->holdings, HELD_SUBSCRIPTIONS, 1) != 0)
         return UBUS_STATUS_NO_MEMORY;
     auto *subscription = static_cast<Subscription *>(malloc(sizeof(Subscription)));

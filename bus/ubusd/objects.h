@@ -46,10 +46,11 @@ void object_remove(Object *object);
 // Takes away the objects of a client, a slice of work at most; whether all are gone.
 bool objects_release(Client &client);
 
-// What `target` notifies goes to `subscriber` from now on; a second time changes nothing. UBUS_STATUS_*.
+// What `target` notifies goes to `subscriber` from now on, once for each time that this is
+// called. UBUS_STATUS_*.
 int object_subscribe(Object &subscriber, Object &target);
 
-// Ends that. UBUS_STATUS_*.
+// Takes one of these times back. UBUS_STATUS_*.
 int object_unsubscribe(Object &subscriber, Object &target);
 
 // Adds the attributes that describe an object with a path; of its methods those of `signature`.

@@ -191,7 +191,7 @@ TEST_F(Messages, RefusesCallsThatReachNobody)
     EXPECT_BYTES(caller.ask(message(5, 1, object, method)), status(1, object, 2));
     EXPECT_BYTES(caller.ask(message(5, 2, object, attribute(3, object))), status(2, object, 2));
     EXPECT_BYTES(caller.ask(message(5, 3, object, attribute(3, object ^ 1) + method)), status(3, object, 4));
-    EXPECT_BYTES(caller.ask(message(5, 4, 2, attribute(3, 2) + method)), status(4, 2, 4));
+    EXPECT_BYTES(caller.ask(message(5, 4, 4, attribute(3, 4) + method)), status(4, 4, 4));
     EXPECT_TRUE(owner.has_nothing_more());
 }
 

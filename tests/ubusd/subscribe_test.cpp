@@ -60,16 +60,37 @@ TEST_F(Subscriptions, TellTheOwnerOfTheFirstAndTheLast)
     EXPECT_TRUE(subscriber.has_nothing_more());
 }
 
-TEST_F(Subscriptions, CountOnce)
+TEST_F(Subscriptions, CountAsOftenAsTheyAreMade)
 {
     begin();
     EXPECT_BYTES(subscriber.ask(subscribe(2, object, target)), status(2, 0, 0));
-    owner.send(message(10, 3, 0, attribute(3, target) + attribute(4, "x") + wire("0a000005 01 000000")));
-    EXPECT_TRUE(owner.has_nothing_more());
-    EXPECT_BYTES(subscriber.receive(), told(3, object, attribute(4, "x") + wire("0a000005 01 000000")));
+    const Bytes call = attribute(4, "x");
+    EXPECT_BYTES(owner.ask(message(10, 3, target, attribute(3, target) + call)),
+                 wire("0001 0003 %08x 00000028 03000008 %08x 0b000014 00000008 %08x 00000008 %08x 01000008 00000000",
+                      target, target, object, object));
+    EXPECT_BYTES(subscriber.receive(), told(3, object, call));
+    EXPECT_BYTES(subscriber.receive(), told(3, object, call));
     EXPECT_TRUE(subscriber.has_nothing_more());
+
     EXPECT_BYTES(subscriber.ask(unsubscribe(4, object, target)), status(4, 0, 0));
+    EXPECT_TRUE(owner.has_nothing_more());
+    owner.ask(message(10, 5, target, attribute(3, target) + call));
+    EXPECT_BYTES(subscriber.receive(), told(5, object, call));
+    EXPECT_TRUE(subscriber.has_nothing_more());
+    EXPECT_BYTES(subscriber.ask(unsubscribe(6, object, target)), status(6, 0, 0));
     EXPECT_BYTES(owner.receive(), active(false));
+    EXPECT_BYTES(subscriber.ask(unsubscribe(7, object, target)), status(7, 0, 4));
+}
+
+TEST_F(Subscriptions, EndAsOftenAsTheyWereMade)
+{
+    begin();
+    EXPECT_BYTES(subscriber.ask(subscribe(2, object, target)), status(2, 0, 0));
+    owner.close();
+    for (int i = 0; i < 2; i++)
+        EXPECT_BYTES(subscriber.receive(),
+                     wire("0009 0000 00000000 00000014 03000008 %08x 08000008 %08x", object, target));
+    EXPECT_TRUE(subscriber.has_nothing_more());
 }
 
 TEST_F(Subscriptions, AreRefused)
@@ -86,7 +107,8 @@ TEST_F(Subscriptions, AreRefused)
         {attribute(3, unknown) + attribute(8, target), 4},
         {attribute(3, object) + attribute(8, unknown), 4},
         {attribute(3, object) + attribute(8, 1), 4},
-        {attribute(3, target) + attribute(8, target), 2},     // not its own object
+        {attribute(3, target) + attribute(8, target), 2}, // not its own object
+        {attribute(3, target) + attribute(8, unknown), 2},
         {attribute(3, object) + attribute(8, own_target), 2}, // its own target
         {attribute(3, object) + attribute(8, object), 2},
     };
