@@ -101,11 +101,15 @@ void client_forget_input(Client &client);
 int client_send(Client &client, const Message &message, uint32_t sender);
 
 // What `sender` answers a request of the client. Answers have a reserve of the queue.
-int client_pass_answer(Client &client, const Message &message, uint32_t sender);
+// It goes without its descriptor where too many of them wait.
+int client_pass_answer(Client &client, Message &message, uint32_t sender);
 
 // The broker's own answer to a request of the client. While the reserve is in use no request of the client is handled,
 // so that there is always room for the next answer.
 int client_answer(Client &client, const Message &message);
+
+// Who is to know of every message before it is sent, or lost; null for nobody.
+void clients_observe(void (*observe)(const Client &client, const Message &message));
 
 // Whether the reserve is in use.
 bool client_is_behind(const Client &client);

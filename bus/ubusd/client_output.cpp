@@ -33,6 +33,7 @@ struct Passing {
 };
 
 LIST_HEAD(unsent_clients);
+void (*observer)(const Client &client, const Message &message) = nullptr;
 size_t all_queued = 0;
 unsigned all_passing = 0;
 
@@ -202,26 +203,42 @@ int client_send(Client &client, const Message &message, uint32_t sender)
 {
     if (client.ended)
         return 0; // its own objects going away are the last to have something to tell it
+    if (observer)
+        observer(client, message);
     size_t length = message.length();
     bool fits = all_have_room(client, length) && has_room_for_call(client, length, sender);
     return fits ? deliver(client, message, sender) : -1;
 }
 
-int client_pass_answer(Client &client, const Message &message, uint32_t sender)
+int client_pass_answer(Client &client, Message &message, uint32_t sender)
 {
     if (client.ended)
         return 0;
+    if (observer)
+        observer(client, message);
     size_t length = message.length();
-    bool fits = all_have_room(client, length) && has_room_for_answer(client, length, sender);
-    return fits ? deliver(client, message, sender) : -1;
+    if (!all_have_room(client, length) || !has_room_for_answer(client, length, sender))
+        return -1;
+    int result = deliver(client, message, sender);
+    if (result == 0 || message.descriptor() < 0)
+        return result;
+    message.pass(-1);
+    return deliver(client, message, sender);
 }
 
 int client_answer(Client &client, const Message &message)
 {
     if (client.ended)
         return 0;
+    if (observer)
+        observer(client, message);
     bool fits = message.length() <= kShortAnswer || all_have_room(client, message.length());
     return fits ? deliver(client, message, 0) : -1;
+}
+
+void clients_observe(void (*observe)(const Client &client, const Message &message))
+{
+    observer = observe;
 }
 
 bool client_is_behind(const Client &client)

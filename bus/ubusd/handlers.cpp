@@ -6,6 +6,7 @@
 #include "answers.h"
 #include "client.h"
 #include "lookup.h"
+#include "monitors.h"
 #include "objects.h"
 #include "system_objects.h"
 
@@ -50,10 +51,7 @@ int forward_answer(Client &client, const Request &request, ubus_msg_type type, u
         message.put_payload(request);
         if (type == UBUS_MSG_STATUS)
             message.pass(request.descriptor);
-        if (client_pass_answer(*caller, message, client.id.value) != 0 && message.descriptor() >= 0) {
-            message.pass(-1); // too many of them wait
-            client_pass_answer(*caller, message, client.id.value);
-        }
+        client_pass_answer(*caller, message, client.id.value);
     }
     return kNoAnswer;
 }
@@ -258,6 +256,8 @@ void handle_message(Client &client, std::span<uint8_t> bytes, int descriptor)
     Request request;
     request.descriptor = descriptor;
     request_parse(request, bytes);
+    if (monitors_exist())
+        monitors_tell_received(client, request);
     Handler handler = request.type < std::size(kHandlers) ? kHandlers[request.type] : refuse;
     int status = handler(client, request);
     if (status != kNoAnswer)
@@ -267,6 +267,7 @@ void handle_message(Client &client, std::span<uint8_t> bytes, int descriptor)
 bool release(Client &client)
 {
     lookup_cancel(client);
+    monitors_remove(client);
     return objects_release(client);
 }
 

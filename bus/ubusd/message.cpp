@@ -111,6 +111,24 @@ void Message::put_payload(const Request &request)
     add_foreign(request.payload.data(), request.payload.size() & ~size_t{3});
 }
 
+void Message::put_content(uint32_t id, const Message &other)
+{
+    add_word(id, other.length_ - kHeaderSize);
+    for (iovec piece : other.pieces()) {
+        size_t skipped = piece.iov_base == other.own_ ? kHeaderSize : 0;
+        add_foreign(static_cast<uint8_t *>(piece.iov_base) + skipped, piece.iov_len - skipped);
+    }
+}
+
+ubus_msghdr Message::header() const
+{
+    ubus_msghdr header;
+    memcpy(&header, own_, sizeof(header));
+    header.seq = be16toh(header.seq);
+    header.peer = be32toh(header.peer);
+    return header;
+}
+
 void Message::set_first_u32(uint32_t value)
 {
     store_be32(own_ + kHeaderSize + sizeof(blob_attr), value);

@@ -57,12 +57,15 @@ class Message
     void put_copy(const Request &request, ubus_msg_attr id); // nothing where the request lacks it
     void put_payload(const Request &request);                // all attributes of the request, as they came
 
+    void put_content(uint32_t id, const Message &other); // all attributes of another message
+
     // The descriptor goes along; it stays the caller's.
     void pass(int descriptor) { descriptor_ = descriptor; }
 
     // Changes the value of the first attribute, which must be a put_u32(): one message goes to many objects.
     void set_first_u32(uint32_t value);
 
+    ubus_msghdr header() const; // in host order
     size_t length() const { return length_; }
     bool fits() const { return length_ <= kMaxMessage; }
     std::span<const iovec> pieces() const { return {pieces_, count_}; }
@@ -78,7 +81,7 @@ class Message
 
     // An attribute has 8 bytes here at most: word and number, or word and padding.
     uint8_t own_[kHeaderSize + kMostAttributes * 8];
-    iovec pieces_[1 + kMostAttributes * 2];
+    iovec pieces_[2 + kMostAttributes * 2]; // and one to tell of all these
     size_t own_used_;
     size_t count_ = 1;
     size_t length_;

@@ -11,7 +11,7 @@
 namespace
 {
 
-constexpr uint32_t kOwnObjects[] = {UBUS_SYSTEM_OBJECT_EVENT, UBUS_SYSTEM_OBJECT_ACL};
+constexpr uint32_t kOwnObjects[] = {UBUS_SYSTEM_OBJECT_EVENT, UBUS_SYSTEM_OBJECT_ACL, UBUS_SYSTEM_OBJECT_MONITOR};
 
 // A path and a signature go out again in messages that hold more than the one they came in.
 constexpr size_t kMostOverhead = 128;

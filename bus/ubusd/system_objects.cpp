@@ -5,6 +5,7 @@
 #include "access.h"
 #include "client.h"
 #include "events.h"
+#include "monitors.h"
 #include "objects.h"
 #include "work.h"
 
@@ -131,6 +132,19 @@ int query_access(Client &client, const Request &request)
     return complete ? UBUS_STATUS_OK : UBUS_STATUS_NO_MEMORY;
 }
 
+// --- Monitors ---
+
+int add_monitor(Client &client, const Request &)
+{
+    return monitors_add(client);
+}
+
+int remove_monitor(Client &client, const Request &)
+{
+    monitors_remove(client);
+    return UBUS_STATUS_OK;
+}
+
 struct Method {
     uint32_t object;
     const char *name;
@@ -138,19 +152,22 @@ struct Method {
 };
 
 constexpr Method kMethods[] = {
-    {UBUS_SYSTEM_OBJECT_EVENT, "register", register_pattern},
-    {UBUS_SYSTEM_OBJECT_EVENT, "send", send_event},
-    {UBUS_SYSTEM_OBJECT_ACL, "query", query_access},
+    {UBUS_SYSTEM_OBJECT_EVENT, "register", register_pattern}, {UBUS_SYSTEM_OBJECT_EVENT, "send", send_event},
+    {UBUS_SYSTEM_OBJECT_ACL, "query", query_access},          {UBUS_SYSTEM_OBJECT_MONITOR, "add", add_monitor},
+    {UBUS_SYSTEM_OBJECT_MONITOR, "remove", remove_monitor},
 };
 
 } // namespace
 
 int system_object_call(Client &client, const Object &object, const Request &request)
 {
+    bool is_monitor = object.id.value == UBUS_SYSTEM_OBJECT_MONITOR;
+    if (is_monitor && !access_allows_monitor(client))
+        return UBUS_STATUS_PERMISSION_DENIED;
     for (const Method &method : kMethods)
         if (method.object == object.id.value && strcmp(method.name, request.text(UBUS_ATTR_METHOD)) == 0)
             return method.call(client, request);
-    return UBUS_STATUS_INVALID_COMMAND;
+    return is_monitor ? UBUS_STATUS_METHOD_NOT_FOUND : UBUS_STATUS_INVALID_COMMAND;
 }
 
 void system_object_tell_access()
