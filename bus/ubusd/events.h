@@ -9,9 +9,9 @@ struct Object;
 
 void events_init();
 
-// The object is told the events of this name from now on, or, where `pattern` ends in `*`, those that begin so; it is
+// The object is told the events of this name from now on, or, where `text` ends in `*`, those that begin so; it is
 // not empty. UBUS_STATUS_*.
-int events_register(Object &object, const char *pattern);
+int events_register(Object &object, const char *text);
 
 // Tells each object once that has a matching pattern, except those of `sender` (null: the broker).
 void events_send(const char *name, std::span<const uint8_t> data, const Client *sender);

@@ -315,6 +315,23 @@ TEST_F(Listener, PrintsEventsOfItsPatterns)
     EXPECT_EQ((Outcome{0, "{ \"link\": {\"n\":1} }\n{ \"test.end\": {\"n\":3} }\n", ""}), after_waking(program.wait()));
 }
 
+TEST_F(Tool, MonitorsTheBus)
+{
+    Program program(tool({"monitor", "-m", "invoke", "-M", "r"}));
+    // It is told once it is added; until then it has nothing to print.
+    ASSERT_TRUE(run_until([&] {
+        ubus_send_event(owner, "look", number(1));
+        return program.has_printed("look");
+    }));
+    program.signal(SIGINT);
+    const Outcome outcome = program.wait();
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    char line[256];
+    snprintf(line, sizeof(line), "<- %08x #%08x %14s: %s\n", be32_to_cpu(owner->local_id), UBUS_SYSTEM_OBJECT_EVENT,
+             "invoke", R"({"objid":1,"method":"send","data":{"id":"look","data":{"n":1}}})");
+    EXPECT_TRUE(outcome.output.starts_with(line)) << outcome.output << line;
+}
+
 TEST_F(Listener, PrintsEveryEventWithoutAPattern)
 {
     Program program(tool({"listen"}));
