@@ -14,7 +14,7 @@
 namespace
 {
 
-constexpr unsigned kTrimWork = 512;     // of releasing, after which memory is given back
+constexpr unsigned kTrimWork = 128;     // of releasing, after which memory is given back
 constexpr size_t kMostToBeClosed = 256; // descriptors of others, before no more are received
 
 avl_tree clients;
