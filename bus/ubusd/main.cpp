@@ -25,7 +25,7 @@ namespace
 
 constexpr const char *kListFolder = "/usr/share/acl.d";
 constexpr rlim_t kMostDescriptors = 65536;
-constexpr unsigned kOwnDescriptors = 6; // standard streams, random source, listening socket, epoll
+constexpr unsigned kOwnDescriptors = 7; // standard streams, random source, listening socket, epoll, system log
 
 volatile sig_atomic_t interrupted = 0;
 volatile sig_atomic_t stopped = 0;
