@@ -257,9 +257,9 @@ def example_text(described, method, example):
 
 def method_text(described, name, method):
     text = f"## {name}\n\n{method['description']}\n"
-    for key in ("slow", "silent"):
+    for key, start in (("slow", "Takes its time"), ("silent", "Succeeds without a reply"), ("bus_error", "Ends with an error of the bus")):
         if key in method:
-            text += f"\n{'Takes its time' if key == 'slow' else 'Stays silent'}: {method[key]}\n"
+            text += f"\n{start}: {method[key]}\n"
     text += f"\nAccess list: {list_of(method)}.\n"
     if method.get("arguments"):
         text += "\n" + table(("Argument", "Type", "Required", "Values", "What it is"), argument_rows(method["arguments"]))

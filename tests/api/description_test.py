@@ -98,6 +98,10 @@ class Described(unittest.TestCase):
                 self.assertIn(described["entry_of"], names)
                 self.assertEqual(described["object"], described["entry_of"] + ".N")
 
+    def test_every_object_but_entries_is_registered(self):
+        objects = {described["object"] for described in self.description.objects if "entry_of" not in described}
+        self.assertEqual(set(self.description.common["registration"]), objects)
+
     def test_every_value_has_a_type(self):
         for where, value in self.values():
             self.assertIn("x-bus", value, where)

@@ -26,7 +26,7 @@ def described():
         for method, what in item["methods"].items():
             yield from (f"reply {name} {method}\t{path}" for path, _ in api.nested(what["reply"] or {}))
             yield from (f"failure {name} {method}\t{failure['text']}" for failure in what["failures"])
-            if "silent" in what:
+            if "silent" in what or "bus_error" in what:
                 yield f"silence {name} {method}\t"
         for notification, what in item["notifications"].items():
             yield from (f"notification {name} {notification}\t{path}" for path, _ in api.nested(what["message"]))

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "tests/support/daemon_test.h"
+#include "tests/support/description.h"
 
 using namespace test_support;
 
@@ -57,34 +58,27 @@ std::ostream &operator<<(std::ostream &stream, const Method &method)
     return stream << method.object << ' ' << method.name;
 }
 
-// A method's argument from its listing, such as `idx:int32`.
-Argument listed_argument(const Method &method, const std::string &listed)
+Type type_of(const Json &argument)
 {
     static const std::map<std::string, Type> types = {
-        {"array", Type::array}, {"string", Type::string}, {"int32", Type::int32}};
-    std::string name = listed.substr(0, listed.find(':'));
-    Type type = types.at(listed.substr(name.size() + 1));
-    // The one argument that is listed as a text and taken as a number.
-    if (method.name == "startstabsstransitionrequest" && name == "channel")
-        type = Type::int32;
-    return values_of_every_type(name)[size_t(type)];
+        {"ARRAY", Type::array}, {"STRING", Type::string}, {"INT32", Type::int32}};
+    return types.at(argument.value("x-sent", argument["x-bus"]));
 }
 
-// From the lines of BusClient::list.
+// Those of the objects that are there, as they are described.
 std::vector<Method> methods_in(const std::string &listing)
 {
     std::vector<Method> methods;
     std::istringstream lines(listing);
-    for (std::string line, object; std::getline(lines, line);) {
-        if (line[0] != ' ') {
-            object = line;
+    for (std::string path; std::getline(lines, path);) {
+        if (path.starts_with(' '))
             continue;
+        for (const auto &[name, described] : describe(path)->methods().items()) {
+            Method &method = methods.emplace_back(Method{path, name});
+            const Json arguments = described.value("arguments", Json::object());
+            for (const auto &[argument, value] : arguments.items())
+                method.arguments.push_back(values_of_every_type(argument)[size_t(type_of(value))]);
         }
-        std::istringstream words(line);
-        Method &method = methods.emplace_back(Method{object, ""});
-        words >> method.name;
-        for (std::string listed; words >> listed;)
-            method.arguments.push_back(listed_argument(method, listed));
     }
     return methods;
 }
@@ -110,7 +104,7 @@ class HostileInputTest : public HandlerTest
         HandlerTest::SetUp();
         service().answer_all(code(0));
         methods_ = methods_in(client().list("wexond*"));
-        ASSERT_GE(methods_.size(), 87u) << "the catalogue's";
+        ASSERT_FALSE(methods_.empty());
     }
 
     // What an `add` made is deleted again, so that the next one finds the same state. The scan that the daemon asks for
@@ -213,8 +207,7 @@ TEST_F(HostileInputTest, EveryCallIsAnsweredWhateverItsBytes)
         message.resize(message.size() - below(2) * below(message.size()));
         SCOPED_TRACE(testing::Message() << "round " << round << ": " << method);
         std::string reply = outcome_of(method, message).reply;
-        // The static object lists the method of its entries and has no entry to show.
-        if (method.object == "wexond.filter.url" && method.name == "get") {
+        if (describe(method.object)->methods()[method.name]["reply"].is_null()) {
             ASSERT_EQ(reply, "(no reply)");
             continue;
         }

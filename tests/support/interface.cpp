@@ -21,65 +21,6 @@ namespace test_support
 namespace
 {
 
-// --- Reading api/ ---
-
-Json read_json(const std::filesystem::path &file)
-{
-    std::ifstream stream(file);
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
-    Json json = Json::parse(text, nullptr, false);
-    if (json.is_discarded())
-        throw std::runtime_error(file.string() + " is not JSON");
-    return json;
-}
-
-const Json &common()
-{
-    static const Json pieces = read_json(API_DIR "/common.json");
-    return pieces;
-}
-
-Json resolve(Json value)
-{
-    while (value.is_object() && value.contains("$ref") && value["$ref"].is_string()) {
-        std::string reference = value["$ref"];
-        Json shared = common().at(Json::json_pointer(reference.substr(reference.find('#') + 1)));
-        value.erase("$ref");
-        shared.update(value);
-        value = std::move(shared);
-    }
-    if (value.is_structured())
-        for (Json &element : value)
-            element = resolve(std::move(element));
-    return value;
-}
-
-std::filesystem::path file_of(const std::string &object)
-{
-    return std::filesystem::path(API_DIR) / (object + ".json");
-}
-
-DescribedObject read_object(const std::string &name)
-{
-    return {name, resolve(read_json(file_of(name)))};
-}
-
-std::vector<DescribedObject> read_objects()
-{
-    std::vector<DescribedObject> objects;
-    for (const auto &entry : std::filesystem::directory_iterator(API_DIR))
-        if (entry.path().filename().string().starts_with("wexond"))
-            objects.push_back(read_object(entry.path().stem()));
-    std::ranges::sort(objects, {}, &DescribedObject::name);
-    return objects;
-}
-
-std::string lower(std::string text)
-{
-    std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
-
 // --- What was met ---
 
 // Written when the process ends, for the report on what no test has met: to a file named after the test, or after the
@@ -380,7 +321,7 @@ void check_message(const std::string &object, const std::string &method, std::st
     Values found = values_in(message);
     if (is_failure(keys, found)) {
         judgement.where = "failed " + judgement.where;
-        static const Json failure_keys = resolve(common().at("failure_reply"));
+        static const Json failure_keys = shared_piece("failure_reply");
         judge(failure_keys, found, judgement);
         judgement.keys.clear();
         judgement.where = judgement.where.substr(judgement.where.find(' ') + 1);
@@ -409,55 +350,6 @@ Judgement judge_notification(const std::string &object, const std::string &name,
 
 } // namespace
 
-std::string DescribedObject::listing(const std::string &path) const
-{
-    std::string text = path + '\n';
-    for (const auto &[method, described] : description["methods"].items()) {
-        text += "  " + method;
-        const Json arguments = described.value("arguments", Json::object());
-        for (const auto &[argument, value] : arguments.items())
-            text += " " + argument + ":" + lower(value.at("x-bus"));
-        text += '\n';
-    }
-    return text;
-}
-
-const std::vector<DescribedObject> &described_objects()
-{
-    static const std::vector<DescribedObject> objects = read_objects();
-    return objects;
-}
-
-namespace
-{
-
-// Most tests meet one or two objects: only what they meet is read.
-const DescribedObject *find_description(const std::string &path)
-{
-    static std::map<std::string, DescribedObject> read; // by name
-    static const std::regex number(R"(\.\d+$)");
-    for (const std::string &name : {path, std::regex_replace(path, number, ".N")}) {
-        if (const auto known = read.find(name); known != read.end())
-            return &known->second;
-        if (std::filesystem::exists(file_of(name)))
-            return &read.emplace(name, read_object(name)).first->second;
-    }
-    return nullptr;
-}
-
-} // namespace
-
-const DescribedObject *describe(const std::string &path)
-{
-    if (!path.starts_with("wexond"))
-        return nullptr;
-    static std::map<std::string, const DescribedObject *> known; // by path: thousands of calls ask again
-    auto [place, is_new] = known.try_emplace(path);
-    if (is_new)
-        place->second = find_description(path);
-    return place->second;
-}
-
 void check_reply(const std::string &object, const std::string &method, const std::vector<std::string> &messages)
 {
     const DescribedObject *described = describe(object);
@@ -466,7 +358,7 @@ void check_reply(const std::string &object, const std::string &method, const std
     const Json &what = described->description["methods"][method];
     const std::string where = described->name + " " + method;
     if (messages.empty()) {
-        EXPECT_TRUE(what.contains("silent") || what["reply"].is_null()) << "no reply to " << method << " of " << object;
+        EXPECT_TRUE(may_be_silent(what)) << "no reply to " << method << " of " << object;
         met.add("silence " + where + "\t");
     }
     EXPECT_LE(messages.size(), 1u) << "several replies to " << method << " of " << object;

@@ -2,32 +2,14 @@
 // gets: a key, type, value or failure text that the description lacks fails the test.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tests/support/description.h"
+
 namespace test_support
 {
-
-using Json = nlohmann::ordered_json;
-
-// A file of api/, its references replaced by what they refer to.
-struct DescribedObject {
-    std::string name; // ends in ".N" for a kind of entry object
-    Json description;
-
-    // As the bus lists it: the object's line, then one for each method with its arguments (see BusClient::list). A kind
-    // of entry object is listed under the name of one of them.
-    std::string listing(const std::string &path) const;
-    std::string listing() const { return listing(name); }
-};
-
-// In the order of their names; the entries' kinds follow the objects that they are entries of.
-const std::vector<DescribedObject> &described_objects();
-
-// The description that stands for an object of the bus; null where there is none.
-const DescribedObject *describe(const std::string &path);
 
 // A message is given by its values (see blobmsg_bytes.h). A reply of several messages, or of none, is told apart by
 // their number.
