@@ -2,14 +2,15 @@
 //
 // The input is a sequence of steps after a byte of switches (1 log lines, 2 begin with the daemon's start, 4 factory
 // settings; for 2 answers follow). A step is a byte (what to do, modulo 16) and what it needs:
-//     0 to 11  a call: object, method, arguments, answers
+//     0 to 11  a call: the object's name, the method's, arguments, answers
 //     12       an entry: list, index
 //     13       so many objects are refused from now on
 //     14       a scan of the channels of a band
 //     15       an event: its type, its record; then all are sent
-// An object below 128 is a static one, from 128 on an entry's. Arguments begin with a byte: 255 a message of these
-// bytes (16-bit length), 254 none; otherwise one selector for each argument of the method: modulo 4, 0 absent, 1 a
-// value, 2 a value of another type, 3 two values. Answers (see daemon.h) begin with their length in 16 bits.
+// A name is a byte of length and its text; one that nobody has stands for any. Arguments begin with a byte: 255 a
+// message of these bytes (16-bit length), 254 none; otherwise one selector for each argument of the method: modulo 4, 0
+// absent, 1 a value, 2 a value of another type, 3 two values. Answers (see daemon.h) begin with their length in 16
+// bits.
 
 #include <iterator>
 #include <set>
@@ -19,12 +20,15 @@
 #include "core/startup.h"
 #include "events/event_table.h"
 #include "fuzz/daemon.h"
+#include "tests/support/description.h"
 #include "wifi/radios.h"
 
 namespace
 {
 
 constexpr size_t kMostSteps = 32;
+
+bool requires_every_method;
 
 // --- Arguments ---
 
@@ -133,16 +137,39 @@ ExactCopy make_message(const ubus_method &method, FuzzInput &input)
 
 // --- Steps ---
 
-// Which methods were called, by object type: an entry's are its type's.
-std::set<std::pair<const ubus_object_type *, const ubus_method *>> reached;
+// Which methods were called, by the objects' names in the description.
+std::set<std::pair<std::string, std::string>> reached;
 
-ubus_object *choose_object(uint8_t choice)
+// The same on every machine.
+uint32_t hash_of(const std::string &name)
+{
+    uint32_t hash = 2166136261;
+    for (unsigned char byte : name)
+        hash = (hash ^ byte) * 16777619;
+    return hash;
+}
+
+// An object that nobody has called so is one of entries or of the others, so that what is changed by chance still calls
+// everything.
+ubus_object *choose_object(const std::string &name)
 {
     const std::vector<ubus_object *> &objects = daemon_objects();
+    for (ubus_object *object : objects)
+        if (name == object->name)
+            return object;
+    uint32_t hash = hash_of(name) >> 8;
     size_t fixed = std::min(families.objects.size(), objects.size());
-    size_t first = choice < 128 ? 0 : fixed;
-    size_t count = choice < 128 ? fixed : objects.size() - fixed;
-    return count > 0 ? objects[first + choice % 128 % count] : nullptr;
+    size_t first = hash % 2 ? fixed : 0;
+    size_t count = hash % 2 ? objects.size() - fixed : fixed;
+    return count > 0 ? objects[first + hash / 2 % count] : nullptr;
+}
+
+const ubus_method &choose_method(const ubus_object &object, const std::string &name)
+{
+    for (int i = 0; i < object.n_methods; i++)
+        if (name == object.methods[i].name)
+            return object.methods[i];
+    return object.methods[(hash_of(name) >> 8) % static_cast<uint32_t>(object.n_methods)];
 }
 
 FuzzInput take_answers(FuzzInput &input)
@@ -153,12 +180,13 @@ FuzzInput take_answers(FuzzInput &input)
 
 void call(FuzzInput &input)
 {
-    ubus_object *object = choose_object(input.u8());
-    uint8_t choice = input.u8();
+    ubus_object *object = choose_object(input.text());
+    std::string name = input.text();
     if (!object)
         return;
-    const ubus_method &method = object->methods[choice % object->n_methods];
-    reached.emplace(object->type, &method);
+    const ubus_method &method = choose_method(*object, name);
+    if (requires_every_method)
+        reached.emplace(test_support::describe(object->name)->name, method.name);
     ExactCopy message = make_message(method, input);
     daemon_call(*object, method, reinterpret_cast<blob_attr *>(message.data()), take_answers(input));
 }
@@ -196,29 +224,15 @@ void step(FuzzInput &input)
 
 // --- That the seeds reach everything ---
 
-// A method that no input has called, with its object's or type's name; empty where there is none.
-std::string unreached(const ubus_object_type *type)
-{
-    for (int i = 0; i < type->n_methods; i++)
-        if (!reached.contains({type, &type->methods[i]}))
-            return std::string(type->name) + " " + type->methods[i].name;
-    return "";
-}
-
 void require_every_method()
 {
-    std::vector<const ubus_object_type *> types = {families.entry_types.filterdns,   families.entry_types.filterurl,
-                                                   families.entry_types.laninfo,     families.entry_types.wifitimer,
-                                                   families.entry_types.wifi_aps[0], families.entry_types.wifi_aps[1]};
-    for (const ubus_object *object : families.objects)
-        types.push_back(object->type);
     int missing = 0;
-    for (const ubus_object_type *type : types) {
-        if (std::string method = unreached(type); !method.empty()) {
-            fprintf(stderr, "Not called by any input: %s\n", method.c_str());
-            missing++;
-        }
-    }
+    for (const test_support::DescribedObject &object : test_support::described_objects())
+        for (const auto &[method, described] : object.methods().items())
+            if (!reached.contains({object.name, method})) {
+                fprintf(stderr, "Not called by any input: %s %s\n", object.name.c_str(), method.c_str());
+                missing++;
+            }
     if (missing)
         _Exit(EXIT_FAILURE);
 }
@@ -232,6 +246,8 @@ extern "C" int LLVMFuzzerInitialize(int *count, char ***arguments)
     char **kept = std::remove_if(*arguments, end,
                                  [](const char *argument) { return !strcmp(argument, "--require-every-method"); });
     if (kept != end) {
+        requires_every_method = true;
+        test_support::described_objects(); // read before the end is arranged for, so that they are still there then
         atexit(require_every_method);
         *kept = nullptr;
     }
