@@ -49,13 +49,6 @@ struct Options {
     unsigned seed = 1;
 };
 
-// Of a URL filter that is in no list no answer is the answer: on the object of all of them, and on one whose rule a
-// reset has taken away.
-bool may_be_silent(const SoakMethod &method)
-{
-    return method.object.starts_with("wexond.filter.url") && method.name == "get";
-}
-
 // Where an answer's text says why it is none, that is a failure.
 struct Reply {
     bool came = false;
@@ -96,16 +89,8 @@ int count_notification(ubus_context *, ubus_object *, ubus_request_data *, const
 
 void add_methods(ubus_context *, ubus_object_data *object, void *methods)
 {
-    blob_attr *signature, *argument;
-    size_t methods_left, arguments_left;
-    if (!object->signature)
-        return;
-    blob_for_each_attr (signature, object->signature, methods_left) {
-        auto &method = static_cast<std::vector<SoakMethod> *>(methods)->emplace_back(
-            SoakMethod{object->path, object->id, blobmsg_name(signature), {}});
-        blobmsg_for_each_attr (argument, signature, arguments_left)
-            method.arguments.push_back({blobmsg_name(argument), blobmsg_get_u32(argument)});
-    }
+    for (SoakMethod &method : soak_methods(object->path, object->id))
+        static_cast<std::vector<SoakMethod> *>(methods)->push_back(std::move(method));
 }
 
 // A file with the count of the daemon's heap.
@@ -170,7 +155,7 @@ class Soak
     }
     SoakMethod method(const std::string &object, const std::string &name) const
     {
-        return {object, lab_.wait_for(object), name, {}};
+        return {object, lab_.wait_for(object), name};
     }
     Holdings holdings() const
     {
@@ -227,7 +212,7 @@ void Soak::call(const SoakMethod &method, const std::string &values)
         tally_.successes++;
     else if (reply.came)
         tally_.failures[kind_of(reply.reason)]++;
-    else if (may_be_silent(method))
+    else if (method.may_be_silent)
         tally_.silent++;
     else
         tally_.unanswered[name + ": no reply"]++;

@@ -1,13 +1,15 @@
 #include "bench/soak_messages.h"
 
 #include <map>
-#include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "core/bus.h"
 #include "tests/support/blobmsg_bytes.h"
+#include "tests/support/description.h"
 
 using test_support::big_endian32;
 using test_support::big_endian64;
+using test_support::Json;
 using test_support::terminated;
 using test_support::Type;
 using test_support::value;
@@ -15,112 +17,37 @@ using test_support::value;
 namespace
 {
 
-// For each argument's name the values that make sense, as a JSON array. Where one name stands for a number in one
-// method and for a text in another, the type decides.
-constexpr struct {
-    const char *name;
-    const char *values;
-} kSensible[] = {
-    {"2.4G", "[[], [1], [1, 2]]"},
-    {"5G", "[[], [1], [1, 2]]"},
-    {"abiaddr", R"(["http://abi.example/"])"},
-    {"accessmode", "[0, 1, 2]"},
-    {"accessrule", "[0, 1]"},
-    {"action", "[0, 1]"},
-    {"allowedipport", R"(["", "192.0.2.7:80,192.0.2.8:443"])"},
-    {"aps", R"([[], [{"bssid": "00:00:5E:00:53:A0", "channel": 6}, {"bssid": "00:00:5E:00:53:A1", "channel": 36}]])"},
-    {"auth", R"(["open", "share", "wpapsk", "wpa2psk", "wpapskwpa2psk"])"},
-    {"backup", R"([[], ["http://one.example/", "http://two.example/"]])"},
-    {"bandwidth", "[0, 1, 2, 3]"},
-    {"band", "[0, 1]"},
-    {"blocksize", "[56, 1400]"},
-    {"brand", R"(["", "Maker"])"},
-    {"bssaddr", R"(["http://bss.example/"])"},
-    {"bssid", R"(["00:00:5E:00:53:A0"])"},
-    {"channel", R"([1, 6, 36, 149, "11"])"},
-    {"chksum", R"(["d41d8cd98f00b204e9800998ecf8427e"])"},
-    {"devid", R"(["0000000000000001"])"},
-    {"devname", R"(["phone", "Grandmother's tablet"])"},
-    {"devtoken", R"(["token"])"},
-    {"downurl", R"(["http://images.example/router.bin"])"},
-    {"dsbandwidth", "[0, 1024, 100000]"},
-    {"dscp", "[-1, 0, 46, 63]"},
-    {"dstmac", R"(["001a2b3c4d5f", ""])"},
-    {"duration", "[0, 60, 3600]"},
-    {"elinksync", R"(["on", "off"])"},
-    {"enable", R"(["yes", "no", "on", "off"])"},
-    {"enable8021p", R"(["yes", "no"])"},
-    {"enabledscp", R"(["yes", "no"])"},
-    {"encrypt", R"(["none", "tkip", "aes", "aestkip"])"},
-    {"ethport", "[[], [1], [1, 3]]"},
-    {"filesize", "[1, 12345678]"},
-    {"hide", "[0, 1]"},
-    {"host", R"(["192.0.2.1", "host.example"])"},
-    {"hostnames", R"([[], ["one.example"], ["one.example", "two.example", "three.example"]])"},
-    {"idx", "[1, 2, 3, 4, 5, 6, 7, 8]"},
-    {"iedata", "[[], [221, 3, 1, 2, 3], [0, 127, 255]]"},
-    {"internetaccess", "[0, 1]"},
-    {"isreboot", R"(["yes", "no"])"},
-    {"key", R"(["", "a good long passphrase"])"},
-    {"len", "[3, 5]"},
-    {"mac", R"(["00:00:5E:00:53:32", "00005E005333", ""])"},
-    {"macs", R"([[], ["00005E005332"], ["00:00:5E:00:53:32", "00005E005333"]])"},
-    {"maxhop", "[1, 30]"},
-    {"mode", R"([0, 1, 2, "controller", "agent"])"},
-    {"model", R"(["", "Model 7"])"},
-    {"name", R"(["", "a rule", "no games at night"])"},
-    {"networktype", R"(["DHCP", "PPPOE", "STATIC"])"},
-    {"num", "[1, 4]"},
-    {"numoftries", "[1, 3]"},
-    {"oui", "[[0, 0, 94], [0, 26, 255]]"},
-    {"pppoename", R"(["user@isp.example"])"},
-    {"pppoepwd", R"(["secret"])"},
-    {"priority", "[0, 3, 7]"},
-    {"protocol", R"(["tcp", "udp", "icmp"])"},
-    {"reportinterval", "[1, 60]"},
-    {"roaming", R"(["on", "off"])"},
-    {"servicename", R"(["guests", "toys"])"},
-    {"srcmac", R"(["00:1a:2b:3c:4d:5e", ""])"},
-    {"ssid", R"(["Home", "Guests", "thirty-two characters of network"])"},
-    {"ssididx", "[1, 2, 5]"},
-    {"startrssi", "[-80, -60]"},
-    {"starttime", "[0, 30]"},
-    {"status", R"(["on", "off"])"},
-    {"storageaccess", "[0, 1]"},
-    {"thresholdrssi", "[-80, -60]"},
-    {"time", R"(["07:30", "23:59"])"},
-    {"timeout", "[1, 5000]"},
-    {"timerange", R"(["", "08:00-12:00", "08:00-12:00,13:00-24:00"])"},
-    {"txpower", R"(["25", "50", "100"])"},
-    {"urls", R"([[], ["one.example"], ["one.example", "two.example", "three.example"]])"},
-    {"usbandwidth", "[0, 1024, 100000]"},
-    {"vlan8021p", "[-1, 0, 7]"},
-    {"vlanid", "[0, 85, 4094]"},
-    {"weekday", R"(["1", "7"])"},
-    {"weekdays", "[[], [1, 2, 3, 4, 5], [6, 7]]"},
-    {"wifiswitch", R"(["on", "off"])"},
-    {"workmode", R"(["router", "bridge", "repeater"])"},
-    {"wpsswitch", R"(["on", "off"])"},
-};
+// Beside what the examples have: the numbers that entries get in a soak.
+constexpr uint32_t kMostIndex = 8;
+
+std::string bytes_of(const std::string &name, const Json &json)
+{
+    return test_support::from_json(Json{{name, json}}.dump());
+}
 
 uint32_t type_of(const std::string &bytes)
 {
     return static_cast<unsigned char>(bytes[0]) & 0x7F;
 }
 
-// By name and type, the whole values as bytes.
-using Values = std::map<std::pair<std::string, uint32_t>, std::vector<std::string>>;
-
-Values sensible_values()
+SoakArgument soak_argument(const Json &method, const std::string &name)
 {
-    Values values;
-    for (const auto &[name, list] : kSensible) {
-        for (const auto &json : nlohmann::ordered_json::parse(list)) {
-            std::string bytes = test_support::from_json(nlohmann::ordered_json{{name, json}}.dump());
-            values[{name, type_of(bytes)}].push_back(bytes);
-        }
-    }
-    return values;
+    SoakArgument argument{name, 0, {}};
+    for (const Json &value : test_support::sensible_values(method, name))
+        argument.values.push_back(bytes_of(name, value));
+    argument.type = type_of(argument.values[0]);
+    for (uint32_t index = 1; name == "idx" && index <= kMostIndex; index++)
+        argument.values.push_back(bytes_of(name, index));
+    return argument;
+}
+
+SoakMethod soak_method(const std::string &name, const Json &described)
+{
+    SoakMethod method{"", 0, name, {}, test_support::may_be_silent(described)};
+    const Json arguments = described.value("arguments", Json::object());
+    for (const auto &[argument, value] : arguments.items())
+        method.arguments.push_back(soak_argument(described, argument));
+    return method;
 }
 
 // A value of any type whose content means nothing to the method.
@@ -164,20 +91,11 @@ std::string nested_value(Random &random, const std::string &name)
     return inner;
 }
 
-std::string sensible_value(Random &random, const SoakArgument &argument)
-{
-    static const Values values = sensible_values();
-    auto found = values.find({argument.name, argument.type});
-    if (found == values.end())
-        return odd_value(random, argument.name, argument.type);
-    return found->second[below(random, found->second.size())];
-}
-
 std::vector<std::string> sensible_values(Random &random, const SoakMethod &method)
 {
     std::vector<std::string> values;
     for (const SoakArgument &argument : method.arguments)
-        values.push_back(sensible_value(random, argument));
+        values.push_back(argument.values[below(random, argument.values.size())]);
     return values;
 }
 
@@ -209,6 +127,25 @@ uint32_t any_type(Random &random)
 size_t below(Random &random, size_t limit)
 {
     return random() % limit;
+}
+
+// The same object is asked for again and again.
+std::vector<SoakMethod> soak_methods(const std::string &object, uint32_t id)
+{
+    static std::map<const test_support::DescribedObject *, std::vector<SoakMethod>> known;
+    const test_support::DescribedObject *described = test_support::describe(object);
+    if (!described)
+        throw std::runtime_error(object + " is not described");
+    auto [place, is_new] = known.try_emplace(described);
+    if (is_new)
+        for (const auto &[name, method] : described->methods().items())
+            place->second.push_back(soak_method(name, method));
+    std::vector<SoakMethod> methods = place->second;
+    for (SoakMethod &method : methods) {
+        method.object = object;
+        method.id = id;
+    }
+    return methods;
 }
 
 std::string sensible_message(Random &random, const SoakMethod &method)

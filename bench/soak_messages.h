@@ -8,15 +8,20 @@
 
 struct SoakArgument {
     std::string name;
-    uint32_t type; // as listed on the bus: enum blobmsg_type
+    uint32_t type;                   // that it has to be sent in: enum blobmsg_type
+    std::vector<std::string> values; // sensible ones, as bytes
 };
 
 struct SoakMethod {
     std::string object;
     uint32_t id; // the object's
     std::string name;
-    std::vector<SoakArgument> arguments;
+    std::vector<SoakArgument> arguments = {};
+    bool may_be_silent = false;
 };
+
+// The methods of an object as they are described.
+std::vector<SoakMethod> soak_methods(const std::string &object, uint32_t id);
 
 using Random = std::mt19937;
 

@@ -100,22 +100,7 @@ bool succeeds(const Json &example)
     return example["reply"].is_object() && example["reply"].value("result", "0") == "0";
 }
 
-std::vector<Json> values_of(const Json &described);
-
-Json plain_value(const Json &described)
-{
-    const std::string type = described.value("x-sent", described.at("x-bus"));
-    if (type == "ARRAY")
-        return Json::array({values_of(described["items"])[0]});
-    if (type != "TABLE")
-        return type == "STRING" ? Json("a") : Json(1);
-    Json table = Json::object();
-    for (const auto &[key, value] : described["properties"].items())
-        table[key] = values_of(value)[0];
-    return table;
-}
-
-std::vector<Json> values_of(const Json &described)
+std::vector<Json> stated_values(const Json &described)
 {
     std::vector<Json> values;
     for (const char *words : {"enum", "x-known"})
@@ -124,9 +109,23 @@ std::vector<Json> values_of(const Json &described)
     for (const char *end : {"minimum", "maximum"})
         if (described.contains(end))
             values.push_back(described[end]);
-    if (values.empty())
-        values.push_back(plain_value(described));
     return values;
+}
+
+// One of its type, where no example has any.
+Json any_value(const Json &described)
+{
+    const std::string type = described.value("x-sent", described.at("x-bus"));
+    if (std::vector<Json> stated = stated_values(described); !stated.empty())
+        return stated[0];
+    if (type == "ARRAY")
+        return Json::array({any_value(described["items"])});
+    if (type != "TABLE")
+        return type == "STRING" ? Json("a") : Json(1);
+    Json table = Json::object();
+    for (const auto &[key, value] : described["properties"].items())
+        table[key] = any_value(value);
+    return table;
 }
 
 } // namespace
@@ -183,8 +182,10 @@ std::vector<Json> sensible_values(const Json &method, const std::string &argumen
     for (const Json &example : method["examples"])
         if (succeeds(example) && example.contains("arguments") && example["arguments"].contains(argument))
             add_once(values, example["arguments"][argument]);
-    for (const Json &value : values_of(method["arguments"][argument]))
+    for (const Json &value : stated_values(method["arguments"][argument]))
         add_once(values, value);
+    if (values.empty())
+        values.push_back(any_value(method["arguments"][argument]));
     return values;
 }
 
