@@ -417,10 +417,10 @@ class EventMemoryTest : public MemoryTest
     {
         start();
         wait_until_listening(event_socket());
-        for (const char *object :
-             {"wexond.laninfo", "wexond.waninfo", "wexond.ledswitch", "wexond.wifi", "wexond.wifi.2",
-              "wexond.wifi.2.ap.1", "wexond.diagnostics", "wexond.wifi.roaming", "wexond.wifi.vsie.proberx"})
-            client().subscribe(object);
+        std::istringstream paths(paths_in(client().list("wexond*")));
+        for (std::string path; std::getline(paths, path);)
+            if (!describe(path)->description["notifications"].empty())
+                client().subscribe(path);
         Bytes record(300);
         for (size_t offset = 0; offset < record.size(); offset += 4)
             record.u32(offset, 1);
