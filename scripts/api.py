@@ -340,6 +340,7 @@ def bus_list(description, wanted, holder):
     rules = {kind: name, "access": access}
     if wanted == "read":
         rules["subscribe"] = notifying(description)
+        rules["listen"] = ["ubus.object.add"]  # who subscribes has to subscribe again when the daemon starts anew
     return rules
 
 

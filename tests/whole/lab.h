@@ -26,10 +26,7 @@ class Lab : public testing::Test
     void SetUp() override
     {
         start_service();
-        daemon_ = std::make_unique<test_support::Process>(
-            std::vector<std::string>{built_program("wexond-test")},
-            test_support::Process::Environment{{"WEXOND_TEST_DIR", folder_.path().string()}});
-        EXPECT_EQ(ubus({"wait_for", "wexond.devinfo.ext"}), "");
+        start_daemon();
     }
 
     void TearDown() override
@@ -43,9 +40,24 @@ class Lab : public testing::Test
 
     void start_service()
     {
-        service_ = std::make_unique<test_support::Process>(std::vector<std::string>{
-            built_program("orvcd"), "--socket", folder_ / "orvc.sock", "--state", folder_ / "home.json"});
+        service_ = std::make_unique<test_support::Process>(
+            std::vector<std::string>{built_program("orvcd"), "--socket", folder_ / "orvc.sock", "--state",
+                                     folder_ / "home.json", "--life", "0"});
         test_support::wait_until_listening(folder_ / "orvc.sock");
+    }
+
+    void start_daemon()
+    {
+        daemon_ = std::make_unique<test_support::Process>(
+            std::vector<std::string>{built_program("wexond-test")},
+            test_support::Process::Environment{{"WEXOND_TEST_DIR", folder_.path().string()}});
+        EXPECT_EQ(ubus({"wait_for", "wexond.devinfo.ext"}), "");
+    }
+
+    void kill_daemon()
+    {
+        daemon_->send_signal(SIGKILL);
+        daemon_->wait();
     }
 
     void stop_service()
@@ -86,6 +98,7 @@ class Lab : public testing::Test
         return tool.standard_output();
     }
     std::string path(const std::string &name) const { return folder_ / name; }
+    std::string bus() const { return bus_.socket(); }
 
     std::string state()
     {
