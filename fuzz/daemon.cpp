@@ -313,13 +313,7 @@ namespace
 void hand_in_families()
 {
     wexond_context = &context;
-    families = {
-        .objects = catalogue_objects(),
-        .entry_types = catalogue_entry_types,
-        .start_events = WEXOND_Notify_ThreadInit,
-        .drain_events = WEXOND_Event_NotifyDeal,
-        .scan_channels = scan_channels,
-    };
+    families = kAllFamilies;
 }
 
 } // namespace

@@ -63,4 +63,4 @@ static constexpr Row rows[] = {
     {kDeleteWhitelist, "ORVC_DEL_WHITELIST", serve<delete_station<kWhitelist>>},
     {kListWhitelist, "ORVC_GET_WHITELIST", serve<list_stations<kWhitelist>>},
 };
-const Family kAccessListFamily = rows;
+static const Family family = {rows};

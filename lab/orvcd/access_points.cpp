@@ -1,12 +1,11 @@
 // Each band's numbered access points, and the flag that tells whether anybody has changed one yet.
 
 #include "checks.h"
-#include "events/event_records.h"
+#include "events.h"
 #include "records.h"
 #include "service.h"
 #include "wifi/access_point_records.h"
 
-static constexpr Name kBands[] = {{0, "2.4 GHz"}, {1, "5 GHz"}};
 static constexpr Name kAuthModes[] = {{0, "open"},   {1, "share"},   {2, "wpa"},           {3, "wpa2"},
                                       {4, "wpapsk"}, {5, "wpa2psk"}, {6, "wpapskwpa2psk"}, {7, "wep"}};
 static constexpr Name kEncryptions[] = {{0, "none"}, {2, "tkip"}, {3, "aes"}, {4, "aestkip"}};
@@ -306,6 +305,18 @@ static Reply set_factory_flag(Json &home, const FactoryFlagRecord &record)
     return kOk;
 }
 
+static void describe(auto &&field, SsidChangeEvent &event)
+{
+    field("band", event.band, Names{kBands});
+    field("ap_index", event.ap_index);
+    field("ssid", event.ssid);
+}
+
+static constexpr Event events[] = {
+    event_of<SsidChangeEvent>("ssid", kEventSsidChange,
+                              R"({"band": "2.4 GHz", "ap_index": 1, "ssid": "Birch Lane 7"})"),
+};
+
 static constexpr Row rows[] = {
     {kSetApBasic, "ORVC_SET_APBASIC", serve<set_ap_basic, check_ap_basic>},
     {kGetApBasic, "ORVC_GET_APBASIC", serve<get_ap_basic>},
@@ -319,4 +330,4 @@ static constexpr Row rows[] = {
     {kGetFactoryFlag, "ORVC_GET_FACTORYFLAG", serve<get_factory_flag>},
     {kSetFactoryFlag, "ORVC_SET_FACTORYFLAG", serve<set_factory_flag, check_factory_flag>},
 };
-const Family kAccessPointFamily = rows;
+static const Family family = {rows, events};

@@ -56,4 +56,4 @@ static constexpr Row rows[] = {
     {kReset, "ORVC_SET_RESET", serve<reset>},
     {kUpgrade, "ORVC_SET_UPGRADE", serve<upgrade, check_upgrade>},
 };
-const Family kCommandFamily = rows;
+static const Family family = {rows};

@@ -117,4 +117,4 @@ static constexpr Row rows[] = {
     {kGetPortNum, "ORVC_GET_PORTNUM", serve<get_port_num>},
     {kGetOpvmBasicInfo, "ORVC_GET_OPVMBASICINFO", serve<get_opvm_basic_info>},
 };
-const Family kDeviceInfoFamily = rows;
+static const Family family = {rows};

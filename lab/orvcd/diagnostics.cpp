@@ -1,7 +1,7 @@
 // Load, open ports, and ping and traceroute jobs, whose results come a moment after they were accepted.
 
 #include "checks.h"
-#include "events/event_records.h"
+#include "events.h"
 #include "records.h"
 #include "service.h"
 #include "system/diagnostics_records.h"
@@ -159,6 +159,32 @@ static Reply traceroute(Json &home, const TracerouteRecord &record)
     return kOk;
 }
 
+static void describe(auto &&field, PingResultEvent &event)
+{
+    field("received", event.received);
+    field("loss", event.loss);
+    field("average", event.average);
+    field("minimum", event.minimum);
+    field("maximum", event.maximum);
+}
+
+// Its record is its text.
+static std::string make_trace_result(const Json &fields)
+{
+    return fields.at("result").get<std::string>() + '\0';
+}
+
+static Json trace_fields(std::string_view record)
+{
+    return {{"result", encode_text(record.substr(0, record.find('\0')))}};
+}
+
+static constexpr Event events[] = {
+    event_of<PingResultEvent>("ping-result", kEventPingResult,
+                              R"({"received": 4, "loss": 0, "average": 12, "minimum": 9, "maximum": 17})"),
+    {kEventTraceResult, "trace-result", R"({"result": "1 203.0.113.1 2 ms"})", make_trace_result, trace_fields},
+};
+
 static constexpr Row rows[] = {
     {kGetCpuRate, "ORVC_GET_CPURATE", serve<get_cpu_rate>},
     {kGetMemoryRate, "ORVC_GET_MEMRATE", serve<get_memory_rate>},
@@ -168,4 +194,4 @@ static constexpr Row rows[] = {
     {kPing, "ORVC_SET_PING", serve<ping, check_ping>},
     {kTraceroute, "ORVC_SET_TRACEROUTE", serve<traceroute, check_traceroute>},
 };
-const Family kDiagnosticsFamily = rows;
+static const Family family = {rows, events};

@@ -60,4 +60,4 @@ static constexpr Row rows[] = {
     {kAddDnsFilter, "ORVC_ADD_FILTERDNS", serve<add_dns_filter, check_dns_filter>},
     {kGetDnsFilter, "ORVC_GET_FILTERDNS", serve<get_dns_filter>},
 };
-const Family kDnsFilterFamily = rows;
+static const Family family = {rows};

@@ -45,4 +45,4 @@ static constexpr Row rows[] = {
     {kGetIptv, "ORVC_GET_IPTV", serve<get_iptv>},
     {kSetIptv, "ORVC_SET_IPTV", serve<set_iptv, check_iptv>},
 };
-const Family kIptvFamily = rows;
+static const Family family = {rows};

@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "checks.h"
+#include "events.h"
 #include "records.h"
 #include "service.h"
 #include "system/lan_info_records.h"
@@ -223,6 +224,29 @@ static Reply set_rate_limit(Json &home, const StationRateLimitRecord &record)
         });
 }
 
+static void describe(auto &&field, StationEvent &event)
+{
+    field("mac", event.mac);
+    field("host_name", event.host_name);
+    field("medium", event.medium);
+    field("port", event.port);
+    field("active", event.active, YesNo{});
+    field("virtual_mac", event.virtual_mac);
+}
+
+static void describe(auto &&field, PasswordErrorEvent &event)
+{
+    field("mac", event.mac);
+}
+
+static constexpr Event events[] = {
+    event_of<StationEvent>(
+        "new-station", kEventNewStation,
+        R"({"mac": "00:00:5E:00:53:50", "host_name": "visitor", "medium": 0, "port": 0, "virtual_mac": ""})"),
+    event_of<StationEvent>("station-state", kEventStationState, R"({"mac": "00:00:5E:00:53:32", "active": true})"),
+    event_of<PasswordErrorEvent>("password-error", kEventWifiPasswordError, R"({"mac": "00:00:5E:00:53:51"})"),
+};
+
 static constexpr Row rows[] = {
     {kListStations, "ORVC_GET_STALIST", serve<list_stations>},
     {kGetStation, "ORVC_GET_STAINFO", serve<get_station>},
@@ -234,4 +258,4 @@ static constexpr Row rows[] = {
     {kGetRateLimit, "ORVC_GET_STARATELIMIT", serve<get_rate_limit>},
     {kSetRateLimit, "ORVC_SET_STARATELIMIT", serve<set_rate_limit>},
 };
-const Family kLanInfoFamily = rows;
+static const Family family = {rows, events};

@@ -1,7 +1,7 @@
 // The front-panel LEDs.
 
 #include "checks.h"
-#include "events/event_records.h"
+#include "events.h"
 #include "records.h"
 #include "service.h"
 #include "system/led_switch_records.h"
@@ -28,8 +28,12 @@ static Reply set_led_switch(Json &home, const LedSwitchRecord &record)
     return kOk;
 }
 
+static constexpr Event events[] = {
+    event_of<SwitchEvent>("led-switch", kEventLedSwitch, R"({"on": true})"),
+};
+
 static constexpr Row rows[] = {
     {kGetLedSwitch, "ORVC_GET_LEDSWITCH", serve<get_led_switch>},
     {kSetLedSwitch, "ORVC_SET_LEDSWITCH", serve<set_led_switch, check_led_switch>},
 };
-const Family kLedSwitchFamily = rows;
+static const Family family = {rows, events};

@@ -159,4 +159,4 @@ static constexpr Row rows[] = {
     {kSetMeshRoaming, "ORVC_SET_MESHROAMING", serve<set_mesh_roaming, check_mesh_roaming>},
     {kGetMeshRoaming, "ORVC_GET_MESHROAMING", serve<get_mesh_roaming>},
 };
-const Family kMeshFamily = rows;
+static const Family family = {rows};

@@ -4,8 +4,6 @@
 #include "service.h"
 #include "system/neighbour_info_records.h"
 
-static constexpr Name kBands[] = {{0, "2.4 GHz"}, {1, "5 GHz"}};
-
 static void describe(auto &&, NeighbourRequest &) {}
 
 static void describe_message(auto &&field, NeighbourRequest &request)
@@ -33,4 +31,4 @@ static Reply get_neighbours(const Json &home, const NeighbourRequest &request)
 static constexpr Row rows[] = {
     {kGetNeighbours, "ORVC_GET_NEIGHBOURINFO", serve<get_neighbours>},
 };
-const Family kNeighbourInfoFamily = rows;
+static const Family family = {rows};

@@ -124,4 +124,4 @@ static constexpr Row rows[] = {
     {kSetQos8021p, "ORVC_SET_QOS8021P", serve<set_switch<k8021p>, check_qos_switch>},
     {kGetQos8021p, "ORVC_GET_QOS8021P", serve<get_switch<k8021p>>},
 };
-const Family kQosFamily = rows;
+static const Family family = {rows};

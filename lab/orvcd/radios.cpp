@@ -1,18 +1,16 @@
 // The two radios, and the switches of all of Wi-Fi.
 
 #include "checks.h"
-#include "events/event_records.h"
+#include "events.h"
 #include "records.h"
 #include "service.h"
 #include "stations.h"
 #include "wifi/radio_records.h"
 
-static constexpr Name kBands[] = {{0, "2.4 GHz"}, {1, "5 GHz"}};
 static constexpr Name kRadioChanges[] = {{kChangeEnable, "enable"},
                                          {kChangeBandwidth, "bandwidth"},
                                          {kChangeTxPower, "txpower"},
                                          {kChangeChannel, "channel"}};
-static constexpr Name kBandwidths[] = {{0, "auto"}, {1, "20 MHz"}, {2, "40 MHz"}, {3, "80 MHz"}, {4, "160 MHz"}};
 
 static void describe(auto &&field, RadioRecord &record)
 {
@@ -221,6 +219,24 @@ static Reply set_wps(Json &home, const WpsRecord &record)
     return kOk;
 }
 
+static void describe(auto &&field, WpsSwitchEvent &event)
+{
+    field("on", event.code, YesNo{});
+}
+
+static void describe(auto &&field, ChannelChangeEvent &event)
+{
+    field("band", event.band, Names{kBands});
+    field("channel", event.channel);
+}
+
+static constexpr Event events[] = {
+    event_of<SwitchEvent>("wifi-switch", kEventWifiSwitch, R"({"on": true})"),
+    event_of<SwitchEvent>("elink-switch", kEventElinkSwitch, R"({"on": true})"),
+    event_of<WpsSwitchEvent>("wps-switch", kEventWpsSwitch, R"({"on": true})"),
+    event_of<ChannelChangeEvent>("channel", kEventChannelChange, R"({"band": "2.4 GHz", "channel": 6})"),
+};
+
 static constexpr Row rows[] = {
     {kDisassociate, "ORVC_SET_DISASSOCIATION", serve<disassociate, check_disassociate>},
     {kStartChannelScan, "ORVC_SET_CHANNELSCAN", serve<start_channel_scan>},
@@ -234,4 +250,4 @@ static constexpr Row rows[] = {
     {kGetWps, "ORVC_GET_WPS", serve<get_wps>},
     {kGetChannelScores, "ORVC_GET_CHANNELSCORE", serve<get_channel_scores>},
 };
-const Family kRadioFamily = rows;
+static const Family family = {rows, events};

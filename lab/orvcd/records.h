@@ -122,6 +122,10 @@ struct TimeOfDay { // "HH:MM", with ":SS" where there are any; the word is in se
 extern const std::span<const Name> kWeekdays;  // of a BitSet: bit 0 Sunday, bits 1 to 6 Monday to Saturday
 extern const std::span<const Name> kStandards; // of a BitSet: 802.11's letters
 
+// Of more than one family
+inline constexpr Name kBands[] = {{0, "2.4 GHz"}, {1, "5 GHz"}};
+inline constexpr Name kBandwidths[] = {{0, "auto"}, {1, "20 MHz"}, {2, "40 MHz"}, {3, "80 MHz"}, {4, "160 MHz"}};
+
 // Whole records
 
 struct Encoder {

@@ -1,7 +1,7 @@
 // The steering of stations between access points.
 
 #include "checks.h"
-#include "events/event_records.h"
+#include "events.h"
 #include "records.h"
 #include "service.h"
 #include "stations.h"
@@ -16,8 +16,6 @@ static void describe(auto &&field, RoamingRecord &record)
     field("start_rssi", record.start_rssi);
     field("threshold_copy", record.threshold_copy);
 }
-
-static constexpr Name kBands[] = {{0, "2.4 GHz"}, {1, "5 GHz"}};
 
 // Both places of the threshold change together.
 static constexpr Name kChanges[] = {{kChangeRoamingEnable, "enable"},
@@ -159,6 +157,25 @@ static Reply request_transition(const Json &home, const TransitionRecord &reques
     return kOk;
 }
 
+static void describe(auto &&field, RoamingEvent &event)
+{
+    field("mac", event.mac);
+    field("bandwidth", event.bandwidth, Names{kBandwidths});
+    field("rssi", event.rssi);
+    field("connect_time", event.connect_time);
+    field("channel", event.channel);
+    field("bssid", event.bssid);
+    field("support_11k", event.support_11k, YesNo{});
+    field("support_11v", event.support_11v, YesNo{});
+}
+
+static constexpr Event events[] = {
+    event_of<RoamingEvent>(
+        "roaming", kEventRoaming,
+        R"({"mac": "00:00:5E:00:53:32", "bandwidth": "80 MHz", "rssi": -70, "connect_time": 60, "channel": 44,
+                               "bssid": "00:00:5E:00:53:21", "support_11k": true, "support_11v": true})"),
+};
+
 static constexpr Row rows[] = {
     {kGetRoaming, "ORVC_GET_ROAMING", serve<get_roaming>},
     {kSetRoaming, "ORVC_SET_ROAMING", serve<set_roaming, check_roaming>},
@@ -166,4 +183,4 @@ static constexpr Row rows[] = {
     {kQueryApRssi, "ORVC_GET_ROAMINGSARQ", serve<query_ap_rssi>},
     {kRequestTransition, "ORVC_SET_ROAMINGBSSTR", serve<request_transition, check_transition>},
 };
-const Family kRoamingFamily = rows;
+static const Family family = {rows, events};

@@ -38,4 +38,4 @@ static constexpr Row rows[] = {
     {kGetServerInfo, "ORVC_GET_SERVERINFO", serve<get_server_info>},
     {kSetServerInfo, "ORVC_SET_SERVERINFO", serve<set_server_info>},
 };
-const Family kServerInfoFamily = rows;
+static const Family family = {rows};

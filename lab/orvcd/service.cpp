@@ -7,13 +7,6 @@
 
 #include "journal.h"
 
-static const Family *const kFamilies[] = {
-    &kAccessListFamily,    &kAccessPointFamily, &kCommandFamily, &kDeviceInfoFamily, &kDiagnosticsFamily,
-    &kDnsFilterFamily,     &kIptvFamily,        &kLanInfoFamily, &kLedSwitchFamily,  &kMeshFamily,
-    &kNeighbourInfoFamily, &kQosFamily,         &kRadioFamily,   &kRoamingFamily,    &kServerInfoFamily,
-    &kStatisticsFamily,    &kUrlFilterFamily,   &kVsieFamily,    &kWanFamily,        &kWifiTimerFamily,
-};
-
 // The effects that the running handler has asked for; handlers run one at a time.
 struct Effects {
     struct Event {
@@ -47,26 +40,44 @@ uint64_t seconds_up()
         std::chrono::duration_cast<std::chrono::seconds>(Happenings::Clock::now() - start).count());
 }
 
-static std::array<const Row *, 256> collect_rows()
+// By type. Families fill it before main begins.
+template <typename Row> static std::array<const Row *, 256> &all_rows()
 {
-    std::array<const Row *, 256> by_type = {};
-    for (const Family *family : kFamilies) {
-        for (const Row &row : *family) {
-            const Row *&place = by_type.at(row.type);
-            if (place) {
-                fprintf(stderr, "orvcd: %s and %s are both of type %u\n", place->name, row.name, row.type);
-                abort();
-            }
-            place = &row;
+    static std::array<const Row *, 256> rows = {};
+    return rows;
+}
+
+template <typename Row> static void enter(std::span<const Row> rows)
+{
+    for (const Row &row : rows) {
+        const Row *&place = all_rows<Row>().at(row.type);
+        if (place) {
+            fprintf(stderr, "orvcd: %s and %s are both of type %u\n", place->name, row.name, row.type);
+            abort();
         }
+        place = &row;
     }
-    return by_type;
+}
+
+template <typename Row> static const Row *find(uint32_t type)
+{
+    return type < all_rows<Row>().size() ? all_rows<Row>()[type] : nullptr;
+}
+
+Family::Family(std::span<const Row> rows, std::span<const Event> events)
+{
+    enter(rows);
+    enter(events);
 }
 
 const Row *find_row(uint32_t type)
 {
-    static const std::array<const Row *, 256> by_type = collect_rows();
-    return type < by_type.size() ? by_type[type] : nullptr;
+    return find<Row>(type);
+}
+
+const Event *find_event(uint32_t type)
+{
+    return find<Event>(type);
 }
 
 Reply Service::answer(const Request &request)

@@ -19,7 +19,7 @@
 //         {kGetLedSwitch, "ORVC_GET_LEDSWITCH", serve<get_led_switch>},
 //         {kSetLedSwitch, "ORVC_SET_LEDSWITCH", serve<set_led_switch>},
 //     };
-//     const Family kLedSwitchFamily = rows;
+//     static const Family family = {rows};
 //
 // A handler's parameters say what it does. With `const Json &home` it reads; with `Json &home` it changes a copy of the
 // home, which is kept and written to the state file when the handler returns kOk and forgotten otherwise. With a record
@@ -33,8 +33,7 @@
 // What a handler sets off besides its answer (events, changes that come a moment later) it asks for by announce() and
 // later(), see effects.h.
 //
-// A new family: its file, its name in kFamilies (service.cpp), below and in CMakeLists.txt, and what it stands on in
-// default_home.json.
+// A new family: its file, what it stands on in default_home.json, and what may stand there in api/home.schema.json.
 #pragma once
 
 #include <cstdint>
@@ -46,6 +45,7 @@
 #include <type_traits>
 
 #include "effects.h"
+#include "events.h"
 #include "happenings.h"
 #include "records.h"
 #include "return_codes.h"
@@ -88,12 +88,10 @@ struct Row {
     Operation operation;
 };
 
-using Family = std::span<const Row>;
-
-extern const Family kAccessListFamily, kAccessPointFamily, kCommandFamily, kDeviceInfoFamily, kDiagnosticsFamily,
-    kDnsFilterFamily, kIptvFamily, kLanInfoFamily, kLedSwitchFamily, kMeshFamily, kNeighbourInfoFamily, kQosFamily,
-    kRadioFamily, kRoamingFamily, kServerInfoFamily, kStatisticsFamily, kUrlFilterFamily, kVsieFamily, kWanFamily,
-    kWifiTimerFamily;
+// The message types of a file, and the events that it describes (events.h). What is defined is known.
+struct Family {
+    Family(std::span<const Row> rows, std::span<const Event> events = {});
+};
 
 class Journal;
 

@@ -85,4 +85,4 @@ static Reply get_statistics(const Json &home, const PortTrafficRecord &request)
 static constexpr Row rows[] = {
     {kGetPortTraffic, "ORVC_GET_PORTTRAFFIC", serve<get_statistics>},
 };
-const Family kStatisticsFamily = rows;
+static const Family family = {rows};

@@ -62,4 +62,4 @@ static constexpr Row rows[] = {
     {kAddUrlFilter, "ORVC_ADD_FILTERURL", serve<add_url_filter, check_url_filter>},
     {kGetUrlFilter, "ORVC_GET_FILTERURL", serve<get_url_filter>},
 };
-const Family kUrlFilterFamily = rows;
+static const Family family = {rows};

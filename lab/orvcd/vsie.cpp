@@ -1,6 +1,7 @@
 // Vendor-specific information elements: sent in beacons, watched for in probe requests, sent in probe responses.
 
 #include "checks.h"
+#include "events.h"
 #include "filters/vsie_records.h"
 #include "records.h"
 #include "service.h"
@@ -158,6 +159,27 @@ static Reply flush_probe_watch(Json &home, const ProbeFlushRecord &request)
     return found ? kOk : kNotFound;
 }
 
+static void describe(auto &&field, VsieRecordEvent &event)
+{
+    field("mac", event.mac);
+    field("band", event.band);
+    field("oui", event.oui);
+    field("data", event.data);
+}
+
+static std::string make_probe_record(const Json &fields)
+{
+    auto event = to_event<VsieRecordEvent>(fields);
+    event.length = slot_count(fields.at("data"), event.data);
+    return bytes_of(event);
+}
+
+static constexpr Event events[] = {
+    {kEventVsieNewRecord, "probe-record",
+     R"({"mac": "00:00:5E:00:53:34", "band": 0, "oui": [0, 0, 94], "data": [16, 1, 2, 3]})", make_probe_record,
+     fields_of<VsieRecordEvent>},
+};
+
 static constexpr Row rows[] = {
     {kGetVsieLimits, "ORVC_GET_VSIE", serve<get_limits>},
     {kAddBeaconIe, "ORVC_ADD_VSIEBEACONTX", serve<add_ie<kBeacon, BeaconIeRecord, BeaconIeList>, check_beacon_ie>},
@@ -174,4 +196,4 @@ static constexpr Row rows[] = {
     {kDeleteProbeResponseIe, "ORVC_DEL_VSIEPROBERESP", serve<delete_ie<kProbeResponses>>},
     {kListProbeResponseIes, "ORVC_GET_VSIEPROBERESP", serve<list_probe_response_ies>},
 };
-const Family kVsieFamily = rows;
+static const Family family = {rows, events};

@@ -2,7 +2,7 @@
 
 #include "checks.h"
 #include "core/shared_records.h"
-#include "events/event_records.h"
+#include "events.h"
 #include "records.h"
 #include "service.h"
 #include "system/device_info_records.h"
@@ -12,6 +12,7 @@ using namespace std::chrono_literals;
 
 static constexpr Name kModes[] = {{1, "dhcp"}, {2, "pppoe"}, {3, "static"}, {4, "bridge"}, {5, "repeater"}};
 static constexpr Name kLinks[] = {{0, "down"}, {1, "up"}};
+static constexpr Name kWanStates[] = {{1, "up"}, {2, "down"}, {3, "address"}};
 static constexpr Name kDuplexes[] = {{1, "full"}, {2, "half"}, {3, "auto"}};
 
 static void describe(auto &&field, WanStatusRecord &record)
@@ -211,6 +212,23 @@ static Reply set_ipv6_enable(Json &home, const Ipv6EnableRecord &record)
     return kOk;
 }
 
+static void describe(auto &&field, WanUpDownEvent &event)
+{
+    field("state", event.state, Names{kWanStates});
+    field("address", event.address);
+}
+
+static void describe(auto &&field, WanIpChangeEvent &event)
+{
+    field("link", event.status, Names{kLinks});
+    field("address", event.address);
+}
+
+static constexpr Event events[] = {
+    event_of<WanIpChangeEvent>("wan-address", kEventWanIpChange, R"({"link": "up", "address": "203.0.113.25"})"),
+    event_of<WanUpDownEvent>("wan-link", kEventWanUpDown, R"({"state": "up", "address": "203.0.113.24"})"),
+};
+
 static constexpr Row rows[] = {
     {kGetRunTime, "ORVC_GET_RUNTIME", serve<get_run_time>},
     {kGetWanStatus, "ORVC_GET_WANSTATUS", serve<get_wan_status>},
@@ -223,4 +241,4 @@ static constexpr Row rows[] = {
     {kGetPortStatus, "ORVC_GET_PORTSTATUS", serve<get_port_status>},
     {kGetPortRate, "ORVC_GET_PORTRATE", serve<get_port_rate>},
 };
-const Family kWanFamily = rows;
+static const Family family = {rows, events};

@@ -70,4 +70,4 @@ static constexpr Row rows[] = {
     {kAddWifiTimer, "ORVC_ADD_WIFITIMER", serve<add_wifi_timer, check_wifi_timer>},
     {kDeleteWifiTimer, "ORVC_DEL_WIFITIMER", serve<delete_wifi_timer>},
 };
-const Family kWifiTimerFamily = rows;
+static const Family family = {rows};

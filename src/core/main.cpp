@@ -9,9 +9,6 @@
 #include "core/catalogue.h"
 #include "core/log.h"
 #include "core/threads.h"
-#include "events/event_server.h"
-#include "events/event_table.h"
-#include "wifi/radios.h"
 
 namespace
 {
@@ -59,13 +56,7 @@ SignalHandler install_signal(int signal, SignalHandler handler)
 
 int main()
 {
-    families = {
-        .objects = catalogue_objects(),
-        .entry_types = catalogue_entry_types,
-        .start_events = WEXOND_Notify_ThreadInit,
-        .drain_events = WEXOND_Event_NotifyDeal,
-        .scan_channels = scan_channels,
-    };
+    families = kAllFamilies;
     for (const Disposition &disposition : kDispositions)
         install_signal(disposition.signal, disposition.handler);
     if (pthread_mutex_init(&process_mutex, nullptr)) {

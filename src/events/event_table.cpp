@@ -14,35 +14,10 @@ namespace
 
 constexpr size_t kRowCount = std::size(kEvents);
 
-struct Notification {
-    uint32_t type;
-    EventSender send;
-};
-
-// In the order of the events.
-constexpr Notification kNotifications[kRowCount] = {
-    {kEventNewStation, wexond_laninfo_newdevice},
-    {kEventStationState, wexond_laninfo_devicestatus},
-    {kEventWanIpChange, wexond_waninfo_ipchange},
-    {kEventWanUpDown, wexond_waninfo_updown},
-    {kEventLedSwitch, wexond_ledswitch_propertieschanged},
-    {kEventWifiSwitch, wexond_wifi_switch_propertieschanged},
-    {kEventElinkSwitch, wexond_elink_switch_propertieschanged},
-    {kEventWpsSwitch, wexond_wps_switch_propertieschanged},
-    {kEventWifiPasswordError, wexond_wifi_passworderror},
-    {kEventChannelChange, wexond_wifi_channelchanged},
-    {kEventSsidChange, wexond_wifi_ssidchanged},
-    {kEventPingResult, wexond_diagnostics_pingresult},
-    {kEventTraceResult, wexond_diagnostics_tracerouteresult},
-    {kEventRoaming, wexond_roaming_notification},
-    {kEventVsieNewRecord, wexond_wifi_vsie_proberx_newrecord},
-};
-
 struct EventRow {
     const char *name;
     uint32_t type;
     uint32_t needed; // how much of the record its sender reads
-    EventSender send;
     uint32_t length;
     void *record;
     uint32_t pending;
@@ -57,11 +32,8 @@ struct EventTable {
 consteval EventTable make_table()
 {
     EventTable table{};
-    for (size_t i = 0; i < kRowCount; i++) {
-        if (kNotifications[i].type != kEvents[i].type)
-            __builtin_unreachable(); // in a constant expression: a compiler error
-        table.rows[i] = {kEvents[i].name, kEvents[i].type, kEvents[i].size, kNotifications[i].send};
-    }
+    for (size_t i = 0; i < kRowCount; i++)
+        table.rows[i] = {kEvents[i].name, kEvents[i].type, kEvents[i].size};
     table.rows[kRowCount] = {"", UINT32_MAX};
     return table;
 }
@@ -96,7 +68,7 @@ bool keep(EventRow &row, const void *record, uint32_t length)
 void deliver(EventRow &row)
 {
     WEXOND_LOG_AS("WEXOND_Event_NotifyDeal", "Notify send : %s \n\n", row.name);
-    row.send(row.record, row.length);
+    notify_event(static_cast<size_t>(&row - table.rows), row.record, row.length);
     row.pending = 0;
     free(row.record);
     row.record = nullptr;

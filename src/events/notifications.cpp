@@ -1,5 +1,7 @@
 #include "events/notifications.h"
 
+#include <algorithm>
+
 #include "core/bands.h"
 #include "core/entry.h"
 #include "core/families.h"
@@ -44,12 +46,10 @@ int notify_switch(const char *object_name, const char *key, uint32_t vocabulary,
     return notify(object_name, "propertieschanged", function);
 }
 
-} // namespace
+// --- The senders ---
 
 int wexond_laninfo_newdevice(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     const auto &event = *static_cast<const StationEvent *>(record);
     auto mac = compact_mac(event.mac);
     auto virtual_mac = compact_mac(event.virtual_mac);
@@ -68,8 +68,6 @@ int wexond_laninfo_newdevice(const void *record, uint32_t)
 
 int wexond_laninfo_devicestatus(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     const auto &event = *static_cast<const StationEvent *>(record);
     auto mac = compact_mac(event.mac);
     reply_start();
@@ -81,8 +79,6 @@ int wexond_laninfo_devicestatus(const void *record, uint32_t)
 
 int wexond_waninfo_ipchange(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     const auto &event = *static_cast<const WanIpChangeEvent *>(record);
     auto address = read_text(event.address);
     reply_start();
@@ -93,8 +89,6 @@ int wexond_waninfo_ipchange(const void *record, uint32_t)
 
 int wexond_waninfo_updown(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     enum : uint32_t { UP = 1, DOWN = 2, ADDRESS_ONLY = 3 };
     const auto &event = *static_cast<const WanUpDownEvent *>(record);
     auto address = read_text(event.address);
@@ -116,40 +110,30 @@ int wexond_waninfo_updown(const void *record, uint32_t)
 
 int wexond_ledswitch_propertieschanged(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     return notify_switch("wexond.ledswitch", "status", kStatusSwitch, static_cast<const SwitchEvent *>(record)->code,
                          __func__);
 }
 
 int wexond_wifi_switch_propertieschanged(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     return notify_switch("wexond.wifi", "wifiswitch", kWifiSwitch, static_cast<const SwitchEvent *>(record)->code,
                          __func__);
 }
 
 int wexond_elink_switch_propertieschanged(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     return notify_switch("wexond.wifi", "elinksync", kElinkSwitch, static_cast<const SwitchEvent *>(record)->code,
                          __func__);
 }
 
 int wexond_wps_switch_propertieschanged(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     return notify_switch("wexond.wifi", "wpsswitch", kWpsSwitch, static_cast<const WpsSwitchEvent *>(record)->code,
                          __func__);
 }
 
 int wexond_wifi_passworderror(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     auto mac = compact_mac(static_cast<const PasswordErrorEvent *>(record)->mac);
     reply_start();
     reply_string("stamac", mac.data);
@@ -159,8 +143,6 @@ int wexond_wifi_passworderror(const void *record, uint32_t)
 
 int wexond_wifi_channelchanged(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     static constexpr const char *kRadios[] = {"wexond.wifi.1", "wexond.wifi.2"};
     const auto &event = *static_cast<const ChannelChangeEvent *>(record);
     uint32_t band = event.band, channel = event.channel;
@@ -174,8 +156,6 @@ int wexond_wifi_channelchanged(const void *record, uint32_t)
 
 int wexond_wifi_ssidchanged(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     const auto &event = *static_cast<const SsidChangeEvent *>(record);
     uint32_t band = event.band, ap_index = event.ap_index;
     if (band >= std::size(entry_lists.wifi_aps))
@@ -195,8 +175,6 @@ int wexond_wifi_ssidchanged(const void *record, uint32_t)
 
 int wexond_diagnostics_pingresult(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     const auto &event = *static_cast<const PingResultEvent *>(record);
     reply_start();
     reply_int("received", event.received);
@@ -213,8 +191,6 @@ int wexond_diagnostics_pingresult(const void *record, uint32_t)
 
 int wexond_diagnostics_tracerouteresult(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     const auto *text = static_cast<const char *>(record);
     reply_start();
     reply_string("result", text);
@@ -224,8 +200,6 @@ int wexond_diagnostics_tracerouteresult(const void *record, uint32_t)
 
 int wexond_roaming_notification(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     const auto &event = *static_cast<const RoamingEvent *>(record);
     auto mac = compact_mac(event.mac);
     auto bssid = compact_mac(event.bssid);
@@ -252,8 +226,6 @@ int wexond_roaming_notification(const void *record, uint32_t)
 
 int wexond_wifi_vsie_proberx_newrecord(const void *record, uint32_t)
 {
-    if (!record)
-        return kNotSent;
     const auto &event = *static_cast<const VsieRecordEvent *>(record);
     size_t count = std::min<size_t>(event.length, std::size(event.data));
     reply_start();
@@ -270,4 +242,36 @@ int wexond_wifi_vsie_proberx_newrecord(const void *record, uint32_t)
     }
     reply_close(array);
     return notify("wexond.wifi.vsie.proberx", "newrecord", __func__);
+}
+
+struct Notification {
+    uint32_t event;
+    int (*send)(const void *record, uint32_t length);
+};
+
+// In the order of the events.
+constexpr Notification kNotifications[] = {
+    {kEventNewStation, wexond_laninfo_newdevice},
+    {kEventStationState, wexond_laninfo_devicestatus},
+    {kEventWanIpChange, wexond_waninfo_ipchange},
+    {kEventWanUpDown, wexond_waninfo_updown},
+    {kEventLedSwitch, wexond_ledswitch_propertieschanged},
+    {kEventWifiSwitch, wexond_wifi_switch_propertieschanged},
+    {kEventElinkSwitch, wexond_elink_switch_propertieschanged},
+    {kEventWpsSwitch, wexond_wps_switch_propertieschanged},
+    {kEventWifiPasswordError, wexond_wifi_passworderror},
+    {kEventChannelChange, wexond_wifi_channelchanged},
+    {kEventSsidChange, wexond_wifi_ssidchanged},
+    {kEventPingResult, wexond_diagnostics_pingresult},
+    {kEventTraceResult, wexond_diagnostics_tracerouteresult},
+    {kEventRoaming, wexond_roaming_notification},
+    {kEventVsieNewRecord, wexond_wifi_vsie_proberx_newrecord},
+};
+static_assert(std::ranges::equal(kNotifications, kEvents, {}, &Notification::event, &EventKind::type));
+
+} // namespace
+
+int notify_event(size_t event, const void *record, uint32_t length)
+{
+    return record ? kNotifications[event].send(record, length) : kNotSent;
 }

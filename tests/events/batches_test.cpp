@@ -297,13 +297,8 @@ TEST_F(BatchesTest, DoesNotListenToNobody)
 
 TEST_F(BatchesTest, SendersRefuseToSendNothing)
 {
-    for (auto send :
-         {wexond_laninfo_newdevice, wexond_laninfo_devicestatus, wexond_waninfo_ipchange, wexond_waninfo_updown,
-          wexond_ledswitch_propertieschanged, wexond_wifi_switch_propertieschanged,
-          wexond_elink_switch_propertieschanged, wexond_wps_switch_propertieschanged, wexond_wifi_passworderror,
-          wexond_wifi_channelchanged, wexond_wifi_ssidchanged, wexond_diagnostics_pingresult,
-          wexond_diagnostics_tracerouteresult, wexond_roaming_notification, wexond_wifi_vsie_proberx_newrecord})
-        EXPECT_EQ(send(nullptr, 0), 3);
+    for (size_t i = 0; i < std::size(kEvents); i++)
+        EXPECT_EQ(notify_event(i, nullptr, 0), 3) << kEvents[i].name;
     EXPECT_EQ(take_log(), "");
 }
 

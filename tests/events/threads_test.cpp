@@ -5,6 +5,7 @@
 
 #include "core/catalogue.h"
 #include "core/wire.h"
+#include "events/event_records.h"
 #include "events/event_server.h"
 #include "events/event_table.h"
 #include "events/notifications.h"
@@ -39,74 +40,17 @@ int keep(std::vector<Sent> &sent, const void *record)
     return 0;
 }
 
-int unexpected()
-{
-    ADD_FAILURE() << "an event that nobody stored";
-    return 0;
-}
-
 } // namespace
 
-// Stand-ins for the senders: those of the table's first and last row keep what they are given.
-int wexond_laninfo_newdevice(const void *record, uint32_t)
+// Stands in for the senders: those of the table's first and last row keep what they are given.
+int notify_event(size_t event, const void *record, uint32_t)
 {
-    return keep(sent_first, record);
-}
-int wexond_wifi_vsie_proberx_newrecord(const void *record, uint32_t)
-{
-    return keep(sent_last, record);
-}
-int wexond_laninfo_devicestatus(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_waninfo_ipchange(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_waninfo_updown(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_ledswitch_propertieschanged(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_wifi_switch_propertieschanged(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_elink_switch_propertieschanged(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_wps_switch_propertieschanged(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_wifi_passworderror(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_wifi_channelchanged(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_wifi_ssidchanged(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_diagnostics_pingresult(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_diagnostics_tracerouteresult(const void *, uint32_t)
-{
-    return unexpected();
-}
-int wexond_roaming_notification(const void *, uint32_t)
-{
-    return unexpected();
+    if (event == 0)
+        return keep(sent_first, record);
+    if (event == std::size(kEvents) - 1)
+        return keep(sent_last, record);
+    ADD_FAILURE() << "an event that nobody stored";
+    return 0;
 }
 
 namespace
