@@ -35,6 +35,20 @@ std::string values_log(const std::string &function, const std::string &text)
     return "[" + function + ".#]: " + function + ":" + text;
 }
 
+// Of a record that is zero otherwise; the two keys of the support follow one word.
+std::string roaming_report(const std::string &mac, const char *band, const std::string &bssid,
+                           const std::string &support)
+{
+    return notification("notification", {{"roamingreport", array({table({{"mac", mac},
+                                                                         {"connecttime", 0},
+                                                                         {"rssi", 0},
+                                                                         {"channel", 0},
+                                                                         {"band", band},
+                                                                         {"bssid", bssid},
+                                                                         {"support11k", support},
+                                                                         {"support11v", support}})})}});
+}
+
 class EventTest : public HandlerTest
 {
   protected:
@@ -219,10 +233,10 @@ TEST_F(EventTest, SwitchesAreOnForTheCodeOneOnly)
         std::string word = code == 1 ? "on" : "off";
         Bytes record = Bytes(4).u32(0, code);
         send(event(22, record) + event(87, record) + event(169, record) + event(85, Bytes(8).u32(0, 1).u32(4, code)));
-        EXPECT_EQ(next_message(), R"(propertieschanged {"status": ")" + word + "\"}");
-        EXPECT_EQ(next_message(), R"(propertieschanged {"wifiswitch": ")" + word + "\"}");
-        EXPECT_EQ(next_message(), R"(propertieschanged {"elinksync": ")" + word + "\"}");
-        EXPECT_EQ(next_message(), R"(propertieschanged {"wpsswitch": ")" + word + "\"}");
+        EXPECT_EQ(next_message(), notification("propertieschanged", {{"status", word}}));
+        EXPECT_EQ(next_message(), notification("propertieschanged", {{"wifiswitch", word}}));
+        EXPECT_EQ(next_message(), notification("propertieschanged", {{"elinksync", word}}));
+        EXPECT_EQ(next_message(), notification("propertieschanged", {{"wpsswitch", word}}));
     }
 }
 
@@ -267,10 +281,7 @@ TEST_F(EventTest, RoamingReportsThe11kWordAs11vToo)
             take_log();
             send(kRoaming, Bytes(66).text(62, words));
             std::string known = k == 1 ? "yes" : "no";
-            EXPECT_EQ(next_message(),
-                      R"(notification {"roamingreport": [{"mac": "", "connecttime": 0, "rssi": 0, "channel": 0, )"
-                      R"("band": "\xD7\xD4\xB6\xAF", "bssid": "", "support11k": ")" +
-                          known + R"(", "support11v": ")" + known + R"("}]})");
+            EXPECT_EQ(next_message(), roaming_report("", "\xD7\xD4\xB6\xAF", "", known));
             EXPECT_EQ(
                 take_bus_thread_log(),
                 notify_log("RoamingNotifi") +
@@ -282,13 +293,10 @@ TEST_F(EventTest, RoamingReportsThe11kWordAs11vToo)
 TEST_F(EventTest, RoamingNamesTheBandwidth)
 {
     client().subscribe("wexond.wifi.roaming");
-    const char *words[] = {R"(\xD7\xD4\xB6\xAF)", "20M", "40M", "80M", "160M", R"(\xD7\xD4\xB6\xAF)"};
+    const char *words[] = {"\xD7\xD4\xB6\xAF", "20M", "40M", "80M", "160M", "\xD7\xD4\xB6\xAF"};
     for (uint32_t code = 0; code < std::size(words); code++) {
         send(kRoaming, Bytes(66).u32(20, code));
-        EXPECT_EQ(
-            next_message(),
-            R"(notification {"roamingreport": [{"mac": "", "connecttime": 0, "rssi": 0, "channel": 0, "band": ")" +
-                std::string(words[code]) + R"(", "bssid": "", "support11k": "no", "support11v": "no"}]})");
+        EXPECT_EQ(next_message(), roaming_report("", words[code], "", "no"));
     }
 }
 
@@ -337,27 +345,28 @@ TEST_F(EventTest, TextsThatFillTheirFieldsEndThere)
              .u32(176, 1)
              .u32(180, 2)
              .text(228, full(32, 'v')),
-         R"(newdevice {"mac": ")" + full(32, 'm') + R"(", "vmac": ")" + full(32, 'v') +
-             R"(", "connecttype": 1, "port": 2, "hostname": ")" + full(64, 'h') + R"("})"},
+         notification("newdevice", {{"mac", full(32, 'm')},
+                                    {"vmac", full(32, 'v')},
+                                    {"connecttype", 1},
+                                    {"port", 2},
+                                    {"hostname", full(64, 'h')}})},
         {110, "wexond.laninfo", Bytes(full(300, 'z')).text(0, full(32, 'm')).u32(216, 0),
-         R"(devicestatus {"mac": ")" + full(32, 'm') + R"(", "active": 0})"},
+         notification("devicestatus", {{"mac", full(32, 'm')}, {"active", 0}})},
         {kWanIpChange, "wexond.waninfo", Bytes(full(30, 'z')).text(8, full(16, 'a')),
-         R"(propertieschanged {"ipaddr": ")" + full(16, 'a') + "\"}"},
+         notification("propertieschanged", {{"ipaddr", full(16, 'a')}})},
         {kWanUpDown, "wexond.waninfo", Bytes(full(30, 'z')).u32(8, 3).text(12, full(16, 'a')),
-         R"(propertieschanged {"ipaddr": ")" + full(16, 'a') + "\"}"},
+         notification("propertieschanged", {{"ipaddr", full(16, 'a')}})},
         {kPasswordError, "wexond.wifi", Bytes(full(40, 'z')).text(0, full(32, 'm')),
-         R"(passworderror {"stamac": ")" + full(32, 'm') + "\"}"},
+         notification("passworderror", {{"stamac", full(32, 'm')}})},
         {kSsidChange, "wexond.wifi.1.ap.1", Bytes(full(50, 'z')).u32(0, 0).u32(4, 1).text(12, full(32, 's')),
-         R"(propertieschanged {"ssid": ")" + full(32, 's') + "\"}"},
+         notification("propertieschanged", {{"ssid", full(32, 's')}})},
         {kTraceResult, "wexond.diagnostics", Bytes(full(16368, 't')),
-         R"(tracerouteresult {"result": ")" + full(16368, 't') + "\"}"},
+         notification("tracerouteresult", {{"result", full(16368, 't')}})},
         {kRoaming, "wexond.wifi.roaming",
          Bytes(66).text(0, full(20, 'm')).u32(20, 1).text(44, full(18, 'b')).text(62, "\1"),
-         R"(notification {"roamingreport": [{"mac": ")" + full(20, 'm') +
-             R"(", "connecttime": 0, "rssi": 0, "channel": 0, "band": "20M", "bssid": ")" + full(18, 'b') +
-             R"(", "support11k": "yes", "support11v": "yes"}]})"},
+         roaming_report(full(20, 'm'), "20M", full(18, 'b'), "yes")},
         {kVsieNewRecord, "wexond.wifi.vsie.proberx", Bytes(290).text(4, full(20, 'm')).u32(24, 1),
-         R"(newrecord {"mac": ")" + full(20, 'm') + R"(", "band": 1, "vsie": [0, 0, 0]})"},
+         notification("newrecord", {{"mac", full(20, 'm')}, {"band", 1}, {"vsie", array({0, 0, 0})}})},
     };
     for (const char *object : {"wexond.laninfo", "wexond.waninfo", "wexond.wifi", "wexond.wifi.1.ap.1",
                                "wexond.diagnostics", "wexond.wifi.roaming", "wexond.wifi.vsie.proberx"})
@@ -381,7 +390,7 @@ TEST_F(EventTest, OnlyTextsOf17CharactersAreRewrittenAsMac)
     };
     for (const auto &[mac, reported] : rows) {
         send(kPasswordError, Bytes(32).text(0, mac));
-        EXPECT_EQ(next_message(), std::string(R"(passworderror {"stamac": ")") + reported + "\"}");
+        EXPECT_EQ(next_message(), notification("passworderror", {{"stamac", reported}}));
     }
 }
 

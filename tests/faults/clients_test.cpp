@@ -69,8 +69,9 @@ TEST_F(ClientFaultTest, HundredsAtOnceGetEachItsOwnAnswer)
             agent.send("wexond.wifi.roaming", "getrssiinfo", R"({"macs": [")" + mac_of(number++) + R"("]})");
         number = 0;
         for (Agent &agent : agents) {
-            EXPECT_EQ(agent.finish(), R"({"wexond.wifi.roaming.starssiinfo": [{"mac": ")" + mac_of(number) +
-                                          R"(", "rssi24g": )" + std::to_string(number) + R"(, "rssi5g": 0}]})");
+            EXPECT_EQ(agent.finish(),
+                      table({{"wexond.wifi.roaming.starssiinfo",
+                              array({table({{"mac", mac_of(number)}, {"rssi24g", number}, {"rssi5g", 0}})})}}));
             number++;
         }
     }

@@ -49,7 +49,11 @@ class AccessListTest : public HandlerTest, public testing::WithParamInterface<Li
     // What it says when the service refuses a method.
     std::string refusal(const std::string &method) const { return "failed to " + method + " wifi " + list().name; }
 
-    std::string array(const std::string &elements) const { return "{\"" + object() + "\": [" + elements + "]}"; }
+    std::string listed(const std::vector<ReplyValue> &elements) const { return table({{object(), array(elements)}}); }
+    static ReplyText shown(uint32_t index, const std::string &mac, const std::string &name)
+    {
+        return table({{"idx", index}, {"mac", mac}, {"name", name}});
+    }
 
     std::string show(const Bytes &answer)
     {
@@ -151,44 +155,41 @@ TEST_P(AccessListTest, DeleteRequiresTheIndex)
 
 TEST_P(AccessListTest, ListsStationsInAnswerOrder)
 {
-    EXPECT_EQ(show(list_of(3, {entry(4, "phone", "aa:bb:cc:dd:ee:ff"), entry(1, "", "00:1A:2b:3C:4d:5e"),
-                               entry(~0u, "laptop", "no address"), entry(9, "beyond", "the count")})),
-              array(R"({"idx": 4, "mac": "AABBCCDDEEFF", "name": "phone"}, )"
-                    R"({"idx": 1, "mac": "001A2B3C4D5E", "name": ""}, )"
-                    R"({"idx": -1, "mac": "no address", "name": "laptop"})"));
+    EXPECT_EQ(
+        show(list_of(3, {entry(4, "phone", "aa:bb:cc:dd:ee:ff"), entry(1, "", "00:1A:2b:3C:4d:5e"),
+                         entry(~0u, "laptop", "no address"), entry(9, "beyond", "the count")})),
+        listed({shown(4, "AABBCCDDEEFF", "phone"), shown(1, "001A2B3C4D5E", ""), shown(~0u, "no address", "laptop")}));
     EXPECT_EQ(service().take_requests(), (Requests{{list().list, 12808}}));
 }
 
 TEST_P(AccessListTest, ListsNoStationsAsAnEmptyArray)
 {
-    EXPECT_EQ(show(list_of(0, {entry(4, "phone", "aa:bb:cc:dd:ee:ff")})), array(""));
-    EXPECT_EQ(show(Bytes()), array(""));
+    EXPECT_EQ(show(list_of(0, {entry(4, "phone", "aa:bb:cc:dd:ee:ff")})), listed({}));
+    EXPECT_EQ(show(Bytes()), listed({}));
 }
 
 TEST_P(AccessListTest, ListsTextsThatFillTheirFields)
 {
     std::string name(64, 'n'), mac(32, 'm');
     EXPECT_EQ(show(list_of(2, {entry(1, name, mac), entry(0x31313131, name, mac)})),
-              array(R"({"idx": 1, "mac": ")" + mac + R"(", "name": ")" + name + R"("}, {"idx": 825307441, "mac": ")" +
-                    mac + R"(", "name": ")" + name + "\"}"));
+              listed({shown(1, mac, name), shown(0x31313131, mac, name)}));
 }
 
 TEST_P(AccessListTest, ListsAsManyStationsAsTheAnswerHolds)
 {
     std::vector<Bytes> entries;
-    std::string elements;
+    std::vector<ReplyValue> elements;
     for (uint32_t i = 0; i < 128; i++) {
         entries.push_back(entry(i, "x", "y"));
-        elements += (i ? ", " : "") + std::string("{\"idx\": ") + std::to_string(i) + R"(, "mac": "y", "name": "x"})";
+        elements.push_back(shown(i, "y", "x"));
     }
     for (uint32_t count : {128u, 129u, 0x02000000u, ~0u})
-        EXPECT_EQ(show(list_of(count, entries)), array(elements)) << count;
+        EXPECT_EQ(show(list_of(count, entries)), listed(elements)) << count;
 }
 
 TEST_P(AccessListTest, TakesEntriesThatAShortAnswerLacksForEmpty)
 {
-    EXPECT_EQ(show(Bytes(12).u32(0, 2).u32(4, 5).text(8, "tv")),
-              array(R"({"idx": 5, "mac": "", "name": "tv"}, {"idx": 0, "mac": "", "name": ""})"));
+    EXPECT_EQ(show(Bytes(12).u32(0, 2).u32(4, 5).text(8, "tv")), listed({shown(5, "", "tv"), shown(0, "", "")}));
 }
 
 TEST_P(AccessListTest, ReportsAnUnreadableList)

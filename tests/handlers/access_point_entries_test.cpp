@@ -47,11 +47,8 @@ TEST_P(EntryTest, ReportsItsCounters)
                        .u64(56, 7)
                        .u64(64, 0xFFFFFFFFFFFFFFFF);
     service().answer(kGetStatistics, record(answer));
-    EXPECT_EQ(
-        call_ap(2, "stats"),
-        "{\"" + ap(2) +
-            R"(": {"txbytes": "4294967298", "rxbytes": "2", "txpackets": "3", "rxpackets": "18446744073709551615", )"
-            R"("txerrors": -9223372036854775808l, "rxerrors": 9223372036854775807l, "txdrops": 7l, "rxdrops": -1l}})");
+    EXPECT_EQ(call_ap(2, "stats"), table({{ap(2), table(shown_counters({"4294967298", "2", "3", "18446744073709551615"},
+                                                                       {INT64_MIN, INT64_MAX, 7, -1}))}}));
     EXPECT_EQ(service().take_requests(), (Requests{{kGetStatistics, 76, statistics(band(), 2)}}));
 }
 
@@ -59,9 +56,7 @@ TEST_P(EntryTest, TakesCountersThatAShortAnswerLacksForZero)
 {
     start_with({1});
     service().answer(kGetStatistics, record(Bytes(20).u64(8, 5).u32(16, 6)));
-    EXPECT_EQ(call_ap(1, "stats"), "{\"" + ap(1) +
-                                       R"(": {"txbytes": "5", "rxbytes": "6", "txpackets": "0", "rxpackets": "0", )"
-                                       R"("txerrors": 0l, "rxerrors": 0l, "txdrops": 0l, "rxdrops": 0l}})");
+    EXPECT_EQ(call_ap(1, "stats"), table({{ap(1), table(shown_counters({"5", "6", "0", "0"}, {0, 0, 0, 0}))}}));
 }
 
 TEST_P(EntryTest, ReportsUnreadableCounters)

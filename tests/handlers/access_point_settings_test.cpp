@@ -266,30 +266,6 @@ TEST_P(WrittenSettingsTest, AreLogged)
 
 // --- Shown ---
 
-// The values that list and get show, by default those of zeroed records.
-struct Shown {
-    std::string enable = "no";
-    std::string hide = "0";
-    std::string key = {};
-    std::string ssid = {};
-    std::string auth = "open";
-    std::string encrypt = "none";
-    std::string bssid = {};
-    std::string access_mode = "0";
-    std::string access_rule = "0";
-    std::string allowed = {};
-    std::string upstream = "0";
-    std::string downstream = "0";
-
-    std::string text() const
-    {
-        return R"("enable": ")" + enable + R"(", "hide": )" + hide + R"(, "key": ")" + key + R"(", "ssid": ")" + ssid +
-               R"(", "auth": ")" + auth + R"(", "encrypt": ")" + encrypt + R"(", "bssid": ")" + bssid +
-               R"(", "accessmode": )" + access_mode + R"(, "accessrule": )" + access_rule + R"(, "allowedipport": ")" +
-               allowed + R"(", "usbandwidth": )" + upstream + R"(, "dsbandwidth": )" + downstream;
-    }
-};
-
 class ShownSettingsTest : public EitherBandTest
 {
   protected:
@@ -297,13 +273,10 @@ class ShownSettingsTest : public EitherBandTest
 
     void expect_listed(const Shown &settings)
     {
-        EXPECT_EQ(call_band("list"), "{\"" + band().object + "\": [{\"idx\": 1, " + settings.text() + "}]}");
+        EXPECT_EQ(call_band("list"), table({{band().object, array({settings.listed(1)})}}));
     }
 
-    void expect_got(const Shown &settings)
-    {
-        EXPECT_EQ(call_ap(1, "get"), "{\"" + ap(1) + "\": {" + settings.text() + "}}");
-    }
+    void expect_got(const Shown &settings) { EXPECT_EQ(call_ap(1, "get"), table({{ap(1), table(settings.fields())}})); }
 
     void expect_shown(const Shown &settings)
     {
@@ -336,8 +309,8 @@ class ShownSettingsTest : public EitherBandTest
 
 INSTANTIATE_TEST_SUITE_P(Bands, ShownSettingsTest, testing::ValuesIn(kBands), band_suffix);
 
-const Shown kEverySetting = {"yes",          "1", "secret", "home",        "wpa2psk", "aes",
-                             "001A2B3C4D5E", "3", "2",      "10.0.0.1:80", "1024",    "2048"};
+const Shown kEverySetting = {"yes",          1, "secret", "home",        "wpa2psk", "aes",
+                             "001A2B3C4D5E", 3, 2,        "10.0.0.1:80", 1024,      2048};
 
 TEST_P(ShownSettingsTest, ComeFromFourRequestsInOrder)
 {
@@ -359,8 +332,8 @@ TEST_P(ShownSettingsTest, ReadOnlyTheirFields)
     Bytes basic_record = Bytes(filler).text(8, std::string(36, '\0')).text(76, std::string(32 + 8 + 64 + 4, '\0'));
     expect_shown(kGetBasic, basic_record, {});
     expect_shown(kGetAccessMode, Bytes(12).text(0, filler.substr(0, 8)), {});
-    expect_shown(kGetAccessRule, Bytes(filler + filler.substr(0, 16)).u32(8, 1), {.access_rule = "1"});
-    expect_shown(kGetRateLimit, Bytes(20).text(0, filler.substr(0, 8)).u32(16, ~0u), {.access_rule = "1"});
+    expect_shown(kGetAccessRule, Bytes(filler + filler.substr(0, 16)).u32(8, 1), {.access_rule = 1});
+    expect_shown(kGetRateLimit, Bytes(20).text(0, filler.substr(0, 8)).u32(16, ~0u), {.access_rule = 1});
 }
 
 TEST_P(ShownSettingsTest, CarryWordsForCodes)
@@ -372,7 +345,7 @@ TEST_P(ShownSettingsTest, CarryWordsForCodes)
     };
     const Row rows[] = {
         {8, 1, {.enable = "yes"}},     {8, 2, {}},
-        {180, 1, {.hide = "1"}},       {180, ~0u, {.hide = "-1"}},
+        {180, 1, {.hide = 1}},         {180, ~0u, {.hide = -1}},
         {108, 1, {.auth = "share"}},   {108, 2, {.auth = "wpa"}},
         {108, 3, {.auth = "wpa2"}},    {108, 4, {.auth = "wpapsk"}},
         {108, 5, {.auth = "wpa2psk"}}, {108, 6, {.auth = "wpapskwpa2psk"}},
@@ -387,9 +360,9 @@ TEST_P(ShownSettingsTest, CarryWordsForCodes)
 
 TEST_P(ShownSettingsTest, CarryNumbersAsTheyAre)
 {
-    expect_shown(kGetAccessMode, Bytes(12).u32(8, ~0u), {.access_mode = "-1"});
+    expect_shown(kGetAccessMode, Bytes(12).u32(8, ~0u), {.access_mode = -1});
     expect_shown(kGetRateLimit, Bytes(20).u32(8, 0x7FFFFFFF).u32(12, 0x80000000),
-                 {.access_mode = "-1", .upstream = "2147483647", .downstream = "-2147483648"});
+                 {.access_mode = -1, .upstream = 2147483647, .downstream = -2147483648});
 }
 
 TEST_P(ShownSettingsTest, ReadTextsUpToTheirFieldsEnd)
@@ -397,7 +370,7 @@ TEST_P(ShownSettingsTest, ReadTextsUpToTheirFieldsEnd)
     std::string ssid(32, 's'), bssid(32, 'b'), key(64, 'k');
     expect_shown(kGetBasic,
                  Bytes(200).text(12, ssid).text(44, "x").text(76, bssid).u32(108, 7).text(116, key).u32(180, 1),
-                 {.hide = "1", .key = key, .ssid = ssid, .auth = "wep", .bssid = bssid});
+                 {.hide = 1, .key = key, .ssid = ssid, .auth = "wep", .bssid = bssid});
 }
 
 TEST_P(ShownSettingsTest, CarryTheBssidWithoutColons)
@@ -413,10 +386,10 @@ TEST_P(ShownSettingsTest, CarryTheBssidWithoutColons)
 TEST_P(ShownSettingsTest, CarryTheAllowListOnlyUnderItsRule)
 {
     Bytes rule = Bytes(216).u32(12, 2).text(16, "10.0.0.1").u32(32, 80).text(36, "10.0.0.2").u32(52, ~0u);
-    expect_shown(kGetAccessRule, rule.u32(8, 2), {.access_rule = "2", .allowed = "10.0.0.1:80,10.0.0.2:-1"});
+    expect_shown(kGetAccessRule, rule.u32(8, 2), {.access_rule = 2, .allowed = "10.0.0.1:80,10.0.0.2:-1"});
     for (uint32_t other : {0u, 1u, 3u})
-        expect_shown(kGetAccessRule, rule.u32(8, other), {.access_rule = std::to_string(other)});
-    expect_shown(kGetAccessRule, rule.u32(8, 2).u32(12, 0), {.access_rule = "2"});
+        expect_shown(kGetAccessRule, rule.u32(8, other), {.access_rule = static_cast<int32_t>(other)});
+    expect_shown(kGetAccessRule, rule.u32(8, 2).u32(12, 0), {.access_rule = 2});
 }
 
 TEST_P(ShownSettingsTest, CarryNoMoreThanTenEntriesOfTheAllowList)
@@ -428,7 +401,7 @@ TEST_P(ShownSettingsTest, CarryNoMoreThanTenEntriesOfTheAllowList)
         allowed += (i ? ",1.1.1." : "1.1.1.") + std::to_string(i) + ":" + std::to_string(i);
     }
     for (uint32_t count : {10u, 11u, 0x10000000u, ~0u})
-        expect_shown(kGetAccessRule, rule.u32(12, count), {.access_rule = "2", .allowed = allowed});
+        expect_shown(kGetAccessRule, rule.u32(12, count), {.access_rule = 2, .allowed = allowed});
 }
 
 TEST_P(ShownSettingsTest, EndTheAllowListWithItsText)
@@ -443,12 +416,12 @@ TEST_P(ShownSettingsTest, EndTheAllowListWithItsText)
     }
     for (uint32_t count : {4u, 5u, 10u})
         expect_shown(kGetAccessRule, rule.u32(12, count),
-                     {.access_rule = "2", .allowed = whole.substr(0, std::min<size_t>(count * 29 - 1, 127))});
+                     {.access_rule = 2, .allowed = whole.substr(0, std::min<size_t>(count * 29 - 1, 127))});
     // One more character than the text holds, and exactly as many.
     expect_shown(kGetAccessRule, rule.u32(12, 5).u32(32 + 80, 7).text(16 + 80, Bytes(16).text(0, "123456789").data()),
-                 {.access_rule = "2", .allowed = whole.substr(0, 115) + ",123456789:7"});
+                 {.access_rule = 2, .allowed = whole.substr(0, 115) + ",123456789:7"});
     expect_shown(kGetAccessRule, rule.text(16 + 80, "1234567890"),
-                 {.access_rule = "2", .allowed = whole.substr(0, 115) + ",1234567890:"});
+                 {.access_rule = 2, .allowed = whole.substr(0, 115) + ",1234567890:"});
 }
 
 TEST_P(ShownSettingsTest, TakeWhatShortAnswersLackForZero)
@@ -459,10 +432,10 @@ TEST_P(ShownSettingsTest, TakeWhatShortAnswersLackForZero)
     service().answer(kGetRateLimit, record(Bytes(12).u32(8, 1024)));
     expect_shown({.enable = "yes",
                   .ssid = "home",
-                  .access_mode = "3",
-                  .access_rule = "2",
+                  .access_mode = 3,
+                  .access_rule = 2,
                   .allowed = "10.0.0.1:80,:0",
-                  .upstream = "1024"});
+                  .upstream = 1024});
 }
 
 // Each request stands for itself: list leaves the values of a failed one at zero, get answers with the failure alone.
@@ -474,11 +447,11 @@ TEST_P(ShownSettingsTest, AreReadToTheEndAlsoWhereOneFails)
         Shown listed;
     };
     Shown no_basic = kEverySetting, no_mode = kEverySetting, no_rule = kEverySetting, no_limit = kEverySetting;
-    no_basic.enable = "no", no_basic.hide = "0", no_basic.key = no_basic.ssid = no_basic.bssid = "";
+    no_basic.enable = "no", no_basic.hide = 0, no_basic.key = no_basic.ssid = no_basic.bssid = "";
     no_basic.auth = "open", no_basic.encrypt = "none";
-    no_mode.access_mode = "0";
-    no_rule.access_rule = "0", no_rule.allowed = "";
-    no_limit.upstream = no_limit.downstream = "0";
+    no_mode.access_mode = 0;
+    no_rule.access_rule = 0, no_rule.allowed = "";
+    no_limit.upstream = no_limit.downstream = 0;
     const Row rows[] = {
         {kGetBasic, "Failed to get ap basic\n", no_basic},
         {kGetAccessMode, "Failed to get ap access mode\n", no_mode},

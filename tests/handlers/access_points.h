@@ -81,6 +81,47 @@ inline Bytes statistics(const Band &band, uint32_t index)
     return Bytes(72).u32(0, band.interface_kind).u32(4, index);
 }
 
+// The counters of an access point, the first four as texts.
+inline ReplyFields shown_counters(const std::vector<std::string> &texts, const std::vector<int64_t> &numbers)
+{
+    return {{"txbytes", texts.at(0)},   {"rxbytes", texts.at(1)},    {"txpackets", texts.at(2)},
+            {"rxpackets", texts.at(3)}, {"txerrors", numbers.at(0)}, {"rxerrors", numbers.at(1)},
+            {"txdrops", numbers.at(2)}, {"rxdrops", numbers.at(3)}};
+}
+
+// What list and get show of an access point, by default what zeroed records make.
+struct Shown {
+    std::string enable = "no";
+    int32_t hide = 0;
+    std::string key = {};
+    std::string ssid = {};
+    std::string auth = "open";
+    std::string encrypt = "none";
+    std::string bssid = {};
+    int32_t access_mode = 0;
+    int32_t access_rule = 0;
+    std::string allowed = {};
+    int32_t upstream = 0;
+    int32_t downstream = 0;
+
+    ReplyFields fields() const
+    {
+        return {{"enable", enable},
+                {"hide", hide},
+                {"key", key},
+                {"ssid", ssid},
+                {"auth", auth},
+                {"encrypt", encrypt},
+                {"bssid", bssid},
+                {"accessmode", access_mode},
+                {"accessrule", access_rule},
+                {"allowedipport", allowed},
+                {"usbandwidth", upstream},
+                {"dsbandwidth", downstream}};
+    }
+    ReplyText listed(uint32_t index) const { return table(ReplyFields{{"idx", index}} + fields()); }
+};
+
 // The requests that read the settings of an access point.
 inline Requests readings(const Band &band, uint32_t index)
 {

@@ -11,10 +11,7 @@ using namespace access_points;
 class BandTest : public EitherBandTest
 {
   protected:
-    std::string added(uint32_t index) const
-    {
-        return R"({"result": "0", "idx": )" + std::to_string(index) + R"(, "failreason": ""})";
-    }
+    std::string added(uint32_t index) const { return table({{"result", "0"}, {"idx", index}, {"failreason", ""}}); }
 
     std::string idx(uint32_t index) const { return "{\"idx\": " + std::to_string(index) + "}"; }
 
@@ -95,7 +92,7 @@ TEST_P(BandTest, ARefusedAddSendsAndPublishesNothingMore)
     for (const Answer &answer : {code(9), no_answer()}) {
         service().answer(kSetBasic, answer);
         EXPECT_EQ(call_band("add", R"({"accessmode": 1, "accessrule": 2, "usbandwidth": 3})"),
-                  R"({"result": "1", "idx": 0, "failreason": ")" + text("failed to add % wifi ap") + "\"}");
+                  table({{"result", "1"}, {"idx", 0}, {"failreason", text("failed to add % wifi ap")}}));
         EXPECT_EQ(service().take_requests(), (Requests{{kSetBasic, 4, basic(band(), 2)}}));
     }
     EXPECT_EQ(listed(), paths({1}));
@@ -227,8 +224,8 @@ TEST_P(BandTest, LogsDeletions)
 TEST_P(BandTest, ListsNothingAsAnEmptyArray)
 {
     start_with({});
-    EXPECT_EQ(call_band("list"), "{\"" + band().object + "\": []}");
-    EXPECT_EQ(call_band("stats"), "{\"" + band().object + "\": []}");
+    EXPECT_EQ(call_band("list"), table({{band().object, array({})}}));
+    EXPECT_EQ(call_band("stats"), table({{band().object, array({})}}));
     EXPECT_EQ(service().take_requests(), Requests{});
 }
 
@@ -246,14 +243,9 @@ TEST_P(BandTest, ListsEveryAccessPointWhateverFails)
     service().answer_by(kGetAccessMode, rule(2, Bytes(12).u32(8, 4)));
     service().answer_by(kGetAccessRule, rule(2, Bytes(216).u32(8, 3)));
     service().answer_by(kGetRateLimit, rule(3, Bytes(20).u32(8, 10)));
-    auto element = [](const char *idx, const char *ssid, const char *mode, const char *access, const char *upstream) {
-        return std::string(R"({"idx": )") + idx + R"(, "enable": "no", "hide": 0, "key": "", "ssid": ")" + ssid +
-               R"(", "auth": "open", "encrypt": "none", "bssid": "", "accessmode": )" + mode + R"(, "accessrule": )" +
-               access + R"(, "allowedipport": "", "usbandwidth": )" + upstream + R"(, "dsbandwidth": 0})";
-    };
-    EXPECT_EQ(call_band("list"), "{\"" + band().object + "\": [" + element("1", "home", "4", "3", "10") + ", " +
-                                     element("2", "", "0", "0", "10") + ", " + element("3", "", "0", "0", "0") + ", " +
-                                     element("5", "", "0", "0", "0") + "]}");
+    Shown first = {.ssid = "home", .access_mode = 4, .access_rule = 3, .upstream = 10};
+    EXPECT_EQ(call_band("list"), table({{band().object, array({first.listed(1), Shown{.upstream = 10}.listed(2),
+                                                               Shown().listed(3), Shown().listed(5)})}}));
     Requests expected;
     for (uint32_t index : {1u, 2u, 3u, 5u})
         for (const Request &request : readings(band(), index))
@@ -265,12 +257,8 @@ TEST_P(BandTest, ListsWithoutAService)
 {
     start_with({1, 2});
     end_service();
-    std::string fields = R"("enable": "no", "hide": 0, "key": "", "ssid": "", "auth": "open", "encrypt": "none", )"
-                         R"("bssid": "", "accessmode": 0, "accessrule": 0, "allowedipport": "", "usbandwidth": 0, )"
-                         R"("dsbandwidth": 0})";
-    EXPECT_EQ(call_band("list"),
-              "{\"" + band().object + R"(": [{"idx": 1, )" + fields + R"(, {"idx": 2, )" + fields + "]}");
-    EXPECT_EQ(call_band("stats"), "{\"" + band().object + "\": []}");
+    EXPECT_EQ(call_band("list"), table({{band().object, array({Shown().listed(1), Shown().listed(2)})}}));
+    EXPECT_EQ(call_band("stats"), table({{band().object, array({})}}));
 }
 
 // --- stats ---
@@ -288,12 +276,11 @@ TEST_P(BandTest, ReportsTheCountersOfThoseThatAnswer)
     start_with({1, 2, 3, 4});
     service().answer_in_turn(
         kGetStatistics, {record(counters(1)), code(3, counters(9)), no_answer(), record(counters(0xFFFFFFFFFFFFFFF8))});
-    EXPECT_EQ(call_band("stats"), "{\"" + band().object +
-                                      R"(": [{"txbytes": "1", "rxbytes": "2", "txpackets": "3", "rxpackets": "4", )"
-                                      R"("txerrors": 5l, "rxerrors": 6l, "txdrops": 7l, "rxdrops": 8l}, )"
-                                      R"({"txbytes": "18446744073709551608", "rxbytes": "18446744073709551609", )"
-                                      R"("txpackets": "18446744073709551610", "rxpackets": "18446744073709551611", )"
-                                      R"("txerrors": -4l, "rxerrors": -3l, "txdrops": -2l, "rxdrops": -1l}]})");
+    EXPECT_EQ(call_band("stats"),
+              table({{band().object, array({table(shown_counters({"1", "2", "3", "4"}, {5, 6, 7, 8})),
+                                            table(shown_counters({"18446744073709551608", "18446744073709551609",
+                                                                  "18446744073709551610", "18446744073709551611"},
+                                                                 {-4, -3, -2, -1}))})}}));
     Requests expected;
     for (uint32_t index : {1u, 2u, 3u, 4u})
         expected.push_back({kGetStatistics, 76, statistics(band(), index)});
@@ -305,7 +292,7 @@ TEST_P(BandTest, LogsTheCountersThatFail)
     start_with({1, 2});
     service().answer_in_turn(kGetStatistics, {code(3), no_answer(), record(counters(1))});
     enable_log();
-    EXPECT_EQ(call_band("stats"), "{\"" + band().object + "\": []}");
+    EXPECT_EQ(call_band("stats"), table({{band().object, array({})}}));
     EXPECT_EQ(take_log(), entry_line("_status", band().object, "stats") + "[wexond_check_ret.#]: Msg retcode = 3\n" +
                               log("_status", "Failed to get ap[1] status\n") + kNoAnswerLog +
                               log("_status", "Failed to get ap[2] status\n"));

@@ -90,20 +90,37 @@ Bytes uplink_support()
 // The reply of that device, with some of its keys changed.
 struct Reply {
     std::string vunq = "VUNQ-1", ifversion = "IF-2.1", mac = "001A2B3C4D5E", sn = "SN0001";
-    std::string vpn = "yes", usb = "no", dualband = "yes", mesh = "1";
-    std::string lanports = "1, 2, 3, 4", wanports = "5";
+    std::string vpn = "yes", usb = "no", dualband = "yes";
+    int mesh = 1;
+    std::vector<ReplyValue> lanports = {1, 2, 3, 4}, wanports = {5};
     std::string suggestworkmode = "any", workmode = "router", wireless = "no";
+    std::string vendor = "Maker", model = "Model 7", hdversion = "V1.0", url = "http://maker.example";
+    std::string description = "A home router", swversion = "3.2.1", ipaddr = "192.168.1.1";
 
     std::string text() const
     {
-        return R"({"wexond.devinfo": {"vendor": "Maker", "model": "Model 7", "hdversion": "V1.0", )"
-               R"("url": "http://maker.example", "description": "A home router", "devtype": "AP", )"
-               R"("swversion": "3.2.1", "ipaddr": "192.168.1.1", "vpn": ")" +
-               vpn + R"(", "usb": ")" + usb + R"(", "dualband": ")" + dualband + R"(", "mesh": )" + mesh +
-               R"(, "vunq": ")" + vunq + R"(", "ifversion": ")" + ifversion + R"(", "mac": ")" + mac + R"(", "sn": ")" +
-               sn + R"(", "lanports": [)" + lanports + R"(], "wanports": [)" + wanports + R"(], "suggestworkmode": ")" +
-               suggestworkmode + R"(", "workmode": ")" + workmode + R"(", "wireless": ")" + wireless +
-               R"(", "triband": "no"}})";
+        return table({{"wexond.devinfo", table({{"vendor", vendor},
+                                                {"model", model},
+                                                {"hdversion", hdversion},
+                                                {"url", url},
+                                                {"description", description},
+                                                {"devtype", "AP"},
+                                                {"swversion", swversion},
+                                                {"ipaddr", ipaddr},
+                                                {"vpn", vpn},
+                                                {"usb", usb},
+                                                {"dualband", dualband},
+                                                {"mesh", mesh},
+                                                {"vunq", vunq},
+                                                {"ifversion", ifversion},
+                                                {"mac", mac},
+                                                {"sn", sn},
+                                                {"lanports", array(lanports)},
+                                                {"wanports", array(wanports)},
+                                                {"suggestworkmode", suggestworkmode},
+                                                {"workmode", workmode},
+                                                {"wireless", wireless},
+                                                {"triband", "no"}})}});
     }
 };
 
@@ -148,16 +165,16 @@ TEST_F(DeviceInfoTest, CollectsTheDevice)
 TEST_F(DeviceInfoTest, ReportsFunctionsThatAreExactlyOne)
 {
     service().answer(kFuncSupport, record(Bytes(32).u32(4, 2).u32(8, 1).u32(12, 0xFFFFFFFF)));
-    EXPECT_EQ(get(), (Reply{.vpn = "no", .usb = "yes", .dualband = "no", .mesh = "0"}).text());
+    EXPECT_EQ(get(), (Reply{.vpn = "no", .usb = "yes", .dualband = "no", .mesh = 0}).text());
 }
 
 TEST_F(DeviceInfoTest, ReportsTheKindOfMesh)
 {
     struct Row {
         uint32_t word5, word7;
-        const char *mesh;
+        int mesh;
     };
-    for (const Row &row : {Row{0, 0, "0"}, {1, 0, "2"}, {0, 1, "1"}, {1, 1, "1"}, {1, 2, "2"}, {2, 2, "0"}}) {
+    for (const Row &row : {Row{0, 0, 0}, {1, 0, 2}, {0, 1, 1}, {1, 1, 1}, {1, 2, 2}, {2, 2, 0}}) {
         SCOPED_TRACE(testing::Message() << row.word5 << ' ' << row.word7);
         service().answer(kFuncSupport, record(func_support().u32(20, row.word5).u32(28, row.word7)));
         EXPECT_EQ(get(), (Reply{.mesh = row.mesh}).text());
@@ -199,9 +216,9 @@ TEST_F(DeviceInfoTest, LeavesAMacOfAnotherFormAsItIs)
 TEST_F(DeviceInfoTest, LeavesOutPortsThatAreZero)
 {
     service().answer(kPortNum, record(port_num().u32(8, 0)));
-    EXPECT_EQ(get(), (Reply{.lanports = "1, 3, 4"}).text());
+    EXPECT_EQ(get(), (Reply{.lanports = {1, 3, 4}}).text());
     service().answer(kPortNum, record(Bytes(48).u32(0, 8).u32(36, 2)));
-    EXPECT_EQ(get(), (Reply{.lanports = "", .wanports = ""}).text());
+    EXPECT_EQ(get(), (Reply{.lanports = {}, .wanports = {}}).text());
 }
 
 TEST_F(DeviceInfoTest, ReportsAsManyPortsAsTheCountsSay)
@@ -210,11 +227,11 @@ TEST_F(DeviceInfoTest, ReportsAsManyPortsAsTheCountsSay)
     for (size_t i = 1; i <= 8; i++)
         ports.u32(4 * i, static_cast<uint32_t>(10 + i));
     service().answer(kPortNum, record(ports));
-    EXPECT_EQ(get(), (Reply{.lanports = "11, 12, 13, 14, 15, 16, 17, 18", .wanports = "21, 22"}).text());
+    EXPECT_EQ(get(), (Reply{.lanports = {11, 12, 13, 14, 15, 16, 17, 18}, .wanports = {21, 22}}).text());
     service().answer(kPortNum, record(ports.u32(0, 1).u32(36, 0)));
-    EXPECT_EQ(get(), (Reply{.lanports = "11", .wanports = ""}).text());
+    EXPECT_EQ(get(), (Reply{.lanports = {11}, .wanports = {}}).text());
     service().answer(kPortNum, record(ports.u32(0, 0).u32(36, 1)));
-    EXPECT_EQ(get(), (Reply{.lanports = "", .wanports = "21"}).text());
+    EXPECT_EQ(get(), (Reply{.lanports = {}, .wanports = {21}}).text());
 }
 
 // A count above the slots runs on through the words that follow: the WAN count and the WAN ports.
@@ -223,15 +240,15 @@ TEST_F(DeviceInfoTest, PortCountsRunOnToTheEndOfTheRecord)
     Bytes ports = port_num().u32(36, 2);
     struct Row {
         uint32_t count;
-        const char *lanports;
+        std::vector<ReplyValue> lanports;
     };
-    for (const Row &row : {Row{8, "1, 2, 3, 4"},
-                           {9, "1, 2, 3, 4, 2"},
-                           {10, "1, 2, 3, 4, 2, 5"},
-                           {11, "1, 2, 3, 4, 2, 5"},
-                           {12, "1, 2, 3, 4, 2, 5"},
-                           {0x7FFFFFFF, "1, 2, 3, 4, 2, 5"},
-                           {0xFFFFFFFF, "1, 2, 3, 4, 2, 5"}}) {
+    for (const Row &row : {Row{8, {1, 2, 3, 4}},
+                           {9, {1, 2, 3, 4, 2}},
+                           {10, {1, 2, 3, 4, 2, 5}},
+                           {11, {1, 2, 3, 4, 2, 5}},
+                           {12, {1, 2, 3, 4, 2, 5}},
+                           {0x7FFFFFFF, {1, 2, 3, 4, 2, 5}},
+                           {0xFFFFFFFF, {1, 2, 3, 4, 2, 5}}}) {
         SCOPED_TRACE(row.count);
         service().answer(kPortNum, record(ports.u32(0, row.count)));
         EXPECT_EQ(get(), (Reply{.lanports = row.lanports}).text());
@@ -239,7 +256,7 @@ TEST_F(DeviceInfoTest, PortCountsRunOnToTheEndOfTheRecord)
     for (uint32_t count : {3u, 0x80000000u, 0xFFFFFFFFu}) {
         SCOPED_TRACE(count);
         service().answer(kPortNum, record(port_num().u32(36, count).u32(44, 6)));
-        EXPECT_EQ(get(), (Reply{.wanports = "5, 6"}).text());
+        EXPECT_EQ(get(), (Reply{.wanports = {5, 6}}).text());
     }
 }
 
@@ -291,16 +308,17 @@ TEST_F(DeviceInfoTest, KeepsFieldsThatAreFullApart)
     service().answer(
         kOpvmBasicInfo,
         record(Bytes(72).text(0, std::string(16, 'h')).text(16, std::string(35, 'i')).text(51, std::string(21, 'j'))));
-    auto key = [](const char *name, size_t length, char letter) {
-        return "\"" + std::string(name) + "\": \"" + std::string(length, letter) + "\", ";
-    };
-    EXPECT_EQ(get(), R"({"wexond.devinfo": {)" + key("vendor", 16, 'a') + key("model", 32, 'b') +
-                         key("hdversion", 32, 'c') + key("url", 108, 'd') + key("description", 72, 'e') +
-                         R"("devtype": "AP", )" + key("swversion", 160, 'f') + key("ipaddr", 16, 'g') +
-                         R"("vpn": "yes", "usb": "no", "dualband": "yes", "mesh": 1, )" + key("vunq", 16, 'h') +
-                         key("ifversion", 21, 'j') + R"("mac": "001A2B3C4D5E", )" + key("sn", 35, 'i') +
-                         R"("lanports": [1, 2, 3, 4], "wanports": [5], "suggestworkmode": "any", )"
-                         R"("workmode": "router", "wireless": "no", "triband": "no"}})");
+    EXPECT_EQ(get(), (Reply{.vunq = std::string(16, 'h'),
+                            .ifversion = std::string(21, 'j'),
+                            .sn = std::string(35, 'i'),
+                            .vendor = std::string(16, 'a'),
+                            .model = std::string(32, 'b'),
+                            .hdversion = std::string(32, 'c'),
+                            .url = std::string(108, 'd'),
+                            .description = std::string(72, 'e'),
+                            .swversion = std::string(160, 'f'),
+                            .ipaddr = std::string(16, 'g')})
+                         .text());
 }
 
 TEST_F(DeviceInfoTest, TakesWhatShortAnswersLackForZero)
@@ -403,8 +421,10 @@ TEST_F(DeviceInfoTest, JoinsTheStandardsOfBothRadios)
     for (const Row &row : rows) {
         SCOPED_TRACE(row.text);
         service().answer(kHwInfo, record(Bytes(352).u32(328, row.first).u32(336, row.second)));
-        EXPECT_EQ(get_ext(), std::string(R"({"wexond.devinfo.ext": {"wifispec": ")") + row.text +
-                                 R"(", "wanmaxrate": 0, "wifimaxrate": 0, "lanmaxrate": [0, 0, 0]}})");
+        EXPECT_EQ(get_ext(), table({{"wexond.devinfo.ext", table({{"wifispec", row.text},
+                                                                  {"wanmaxrate", 0},
+                                                                  {"wifimaxrate", 0},
+                                                                  {"lanmaxrate", array({0, 0, 0})}})}}));
     }
 }
 

@@ -164,14 +164,14 @@ TEST_F(DiagnosticsTest, ReportsNoOpenPortsAsEmptyArrays)
 TEST_F(DiagnosticsTest, ReportsAllPortSlotsInTheirOrder)
 {
     std::vector<uint32_t> ports;
-    std::string texts;
+    std::vector<ReplyValue> shown;
     for (uint32_t i = 0; i < 32; i++) {
         ports.push_back(65535 - i);
-        texts += (i ? ", " : "") + std::to_string(65535 - i);
+        shown.push_back(65535 - i);
     }
     service().answer(kTcpPorts, record(port_slots(ports)));
     service().answer(kUdpPorts, record(port_slots({7, 0xFFFFFFFF, 7}).u32(124, 9)));
-    EXPECT_EQ(netstat(), R"({"tcp": [)" + texts + R"(], "udp": [7, -1, 7, 9]})");
+    EXPECT_EQ(netstat(), table({{"tcp", array(shown)}, {"udp", array({7, -1, 7, 9})}}));
 }
 
 TEST_F(DiagnosticsTest, DropsTheTcpPortsWhereTheUdpPortsFail)

@@ -49,11 +49,18 @@ class DnsFilterTest : public HandlerTest
         return reply;
     }
     static Bytes stored() { return Bytes(kSize).u32(0, 1); }
-    static std::string listing(const std::string &name, const std::string &mac, const std::string &hostnames)
+    static std::string listing(const std::string &name, const std::string &mac,
+                               const std::vector<ReplyValue> &hostnames)
     {
-        return R"({"wexond.filter.dns": [{"idx": 1, "enable": "no", "name": )" + name +
-               R"(, "mode": 0, "action": 0, "mac": )" + mac + R"(, "hostnames": )" + hostnames +
-               R"(, "weekdays": [], "timerange": ""}]})";
+        return table({{"wexond.filter.dns", array({table({{"idx", 1},
+                                                          {"enable", "no"},
+                                                          {"name", name},
+                                                          {"mode", 0},
+                                                          {"action", 0},
+                                                          {"mac", mac},
+                                                          {"hostnames", array(hostnames)},
+                                                          {"weekdays", array({})},
+                                                          {"timerange", ""}})})}});
     }
 };
 
@@ -86,7 +93,7 @@ TEST_F(DnsFilterTest, PassesTheMacOnAsItIs)
 {
     for (const std::string mac : {"", "001a2b3c4d5e", "00:1a:2b:3c:4d:5e", "no mac"}) {
         EXPECT_EQ(sent_for("mac", in_quotes(mac)), Bytes(kSize).text(kMac, mac));
-        EXPECT_EQ(listed(stored().text(kMac, mac)), listing(R"("")", in_quotes(mac), "[]"));
+        EXPECT_EQ(listed(stored().text(kMac, mac)), listing("", mac, {}));
     }
 }
 
@@ -125,7 +132,7 @@ TEST_F(DnsFilterTest, ListsHostnamesUpToTheFirstEmptySlot)
     Bytes rule = stored();
     for (size_t slot : {0, 1, 3})
         rule.text(kHostnames + slot * kSlotSize, "a.example");
-    EXPECT_EQ(listed(rule), listing(R"("")", R"("")", array_of(2, R"("a.example")")));
+    EXPECT_EQ(listed(rule), listing("", "", {"a.example", "a.example"}));
 }
 
 TEST_F(DnsFilterTest, ListsFieldsThatAreFilledToTheLastByte)
@@ -134,7 +141,7 @@ TEST_F(DnsFilterTest, ListsFieldsThatAreFilledToTheLastByte)
     Bytes rule = stored().text(kName, full).text(kMac, full);
     for (size_t i = 0; i < 32; i++)
         rule.text(kHostnames + i * kSlotSize, full);
-    EXPECT_EQ(listed(rule), listing(in_quotes(full), in_quotes(full), array_of(32, in_quotes(full))));
+    EXPECT_EQ(listed(rule), listing(full, full, std::vector<ReplyValue>(32, full)));
 }
 
 TEST_F(DnsFilterTest, GetAndSetOnAnObjectOfIndexZeroFailWithAReply)

@@ -20,7 +20,7 @@ struct Filter {
     size_t time_limit;                    // characters that are read of "timerange"
     MethodArguments arguments;            // of a rule
     Bytes record;                         // what they make, but for the weekdays and time ranges
-    std::string keys;                     // how it is reported, up to the weekdays
+    ReplyFields fields;                   // how it is reported, up to the weekdays
     std::vector<std::string> log;         // what is logged of them, up to the weekdays
     std::string set_failure, list_failure, remove_failure, add_failure, get_failure;
 };
@@ -56,8 +56,11 @@ const Filter kUrlFilter = {
                   .text(1032, "homework")
                   .text(1064, "00:1A:2B:3C:4D:5E")
                   .u32(2088, 0xFFFFFFFE),
-    .keys = R"("enable": "yes", "name": "homework", "mode": -2, )"
-            R"("urls": ["a.example", "b.example"], "macs": ["001A2B3C4D5E"])",
+    .fields = {{"enable", "yes"},
+               {"name", "homework"},
+               {"mode", -2},
+               {"urls", array({"a.example", "b.example"})},
+               {"macs", array({"001A2B3C4D5E"})}},
     .log = {"enable:yes / name:homework / mode:-2 / timerange:", "urls[0]:a.example", "urls[1]:b.example",
             "macs[0]:001a2b3c4d5e"},
     .set_failure = "ORVC_SET_FILTERURL failed",
@@ -95,8 +98,12 @@ const Filter kDnsFilter = {
                   .text(1064, "00:1a:2b:3c:4d:5e")
                   .u32(1096, 3)
                   .u32(1100, 0xFFFFFFFE),
-    .keys = R"("enable": "yes", "name": "homework", "mode": -2, "action": 3, )"
-            R"("mac": "00:1a:2b:3c:4d:5e", "hostnames": ["a.example", "b.example"])",
+    .fields = {{"enable", "yes"},
+               {"name", "homework"},
+               {"mode", -2},
+               {"action", 3},
+               {"mac", "00:1a:2b:3c:4d:5e"},
+               {"hostnames", array({"a.example", "b.example"})}},
     .log = {"enable:yes / name:homework / action:3 / mac:00:1a:2b:3c:4d:5e / mode:-2 / timerange:",
             "hostnames[0]:a.example", "hostnames[1]:b.example"},
     .set_failure = "failed to set filterdns",
@@ -138,13 +145,19 @@ class FilterRulesTest : public HandlerTest, public testing::WithParamInterface<c
         return list_answer(kSlots, filter().size, rules, count);
     }
 
-    std::string keys(const std::string &weekdays = "[]", const std::string &timerange = "") const
+    using Weekdays = std::vector<ReplyValue>;
+    ReplyFields fields(const Weekdays &weekdays = {}, const std::string &timerange = "") const
     {
-        return filter().keys + ", \"weekdays\": " + weekdays + ", \"timerange\": \"" + timerange + "\"}";
+        return filter().fields + ReplyFields{{"weekdays", array(weekdays)}, {"timerange", timerange}};
     }
-    std::string listed(const std::vector<std::string> &rules) const
+    ReplyText element(uint32_t index, const Weekdays &weekdays = {}, const std::string &timerange = "") const
     {
-        return "{\"" + filter().object + "\": " + array_of(rules) + "}";
+        return table(ReplyFields{{"idx", index}} + fields(weekdays, timerange));
+    }
+    std::string listed(const std::vector<ReplyValue> &rules) const { return table({{filter().object, array(rules)}}); }
+    std::string got(const std::string &index, const Weekdays &weekdays = {}, const std::string &timerange = "") const
+    {
+        return table({{rule_object(index), table(fields(weekdays, timerange))}});
     }
 
     // The replies of add, delete and list.
@@ -230,7 +243,7 @@ TEST_P(FilterRulesTest, AddKeepsTheEntryOfARefusedRule)
     EXPECT_EQ(add(code(1, only_index(5))), failure(filter().add_failure));
     EXPECT_TRUE(has_rule("5"));
     service().answer(filter().get, record(rule(5)));
-    EXPECT_EQ(call(rule_object("5"), "get"), "{\"" + rule_object("5") + "\": {" + keys() + "}");
+    EXPECT_EQ(call(rule_object("5"), "get"), got("5"));
     list(record(list_of({})));
     EXPECT_FALSE(has_rule("5")) << "the next list puts it right";
 }
@@ -259,7 +272,7 @@ TEST_P(FilterRulesTest, TheObjectOfAnIndexAddedTwiceActsOnItAndGoesWithIt)
     service().take_requests();
     EXPECT_EQ(client().list(rule_object("*")), client().list(rule_object("3"))) << "one object";
     service().answer(filter().get, record(rule(3)));
-    EXPECT_EQ(call(rule_object("3"), "get"), "{\"" + rule_object("3") + "\": {" + keys() + "}");
+    EXPECT_EQ(call(rule_object("3"), "get"), got("3"));
     service().take_requests();
     service().answer(filter().set, record(rule(3)));
     EXPECT_EQ(call(rule_object("3"), "set", arguments()), kSuccess);
@@ -345,9 +358,8 @@ TEST_P(FilterRulesTest, DeleteOfAnUnknownRuleAsksNothing)
 
 TEST_P(FilterRulesTest, ListReportsTheRules)
 {
-    std::string first = R"({"idx": 7, )" + keys("[7, 1]", "08:00-12:30");
-    std::string second = R"({"idx": 2, )" + keys();
-    EXPECT_EQ(list(record(list_of({rule(7, {0b11, 28800, 45000}), rule(2)}))), listed({first, second}));
+    EXPECT_EQ(list(record(list_of({rule(7, {0b11, 28800, 45000}), rule(2)}))),
+              listed({element(7, {7, 1}, "08:00-12:30"), element(2)}));
     auto answer_size = static_cast<uint32_t>(8 + kSlots * filter().size);
     EXPECT_EQ(service().take_requests(), (Requests{{filter().list, answer_size}}));
     EXPECT_EQ(list(record(list_of({}))), listed({}));
@@ -378,10 +390,10 @@ TEST_P(FilterRulesTest, AFailedListLeavesTheEntries)
 TEST_P(FilterRulesTest, ListCutsItsCountAtWhatTheAnswerHolds)
 {
     std::vector<Bytes> rules;
-    std::vector<std::string> tables;
+    std::vector<ReplyValue> tables;
     for (uint32_t index = 1; index <= kSlots; index++) {
         rules.push_back(rule(index));
-        tables.push_back("{\"idx\": " + std::to_string(index) + ", " + keys());
+        tables.push_back(element(index));
     }
     for (uint32_t count : {32u, 33u, 0xFFFFFFFFu})
         EXPECT_EQ(list(record(list_of(rules, count))), listed(tables)) << count;
@@ -393,8 +405,9 @@ TEST_P(FilterRulesTest, ListTakesWhatAShortAnswerLacksForZero)
 {
     Bytes cut(list_of({rule(9)}, 2).data().substr(0, 4 + filter().size));
     std::string reply = list(record(cut));
-    std::string first = R"({"idx": 9, )" + keys() + R"(, {"idx": 0, "enable": "no", "name": "", "mode": 0, )";
-    EXPECT_EQ(reply.substr(0, reply.find("\"mode\": 0, ") + 11), "{\"" + filter().object + "\": [" + first);
+    std::string first = listed({element(9), table({{"idx", 0}, {"enable", "no"}, {"name", ""}, {"mode", 0}})});
+    first.resize(first.size() - 3); // the second goes on
+    EXPECT_EQ(reply.substr(0, reply.find("\"mode\": 0, ") + 9), first);
     EXPECT_TRUE(has_rule("9") && has_rule("0"));
 }
 
@@ -406,8 +419,8 @@ TEST_P(FilterRulesTest, GetReportsTheRuleOfItsObject)
     service().answer(filter().get, record(rule(1, {0b10, 0, 60})));
     auto answer_size = static_cast<uint32_t>(4 + filter().size);
     for (uint32_t index : {3u, 300u}) {
-        std::string object = rule_object(std::to_string(index));
-        EXPECT_EQ(call(object, "get"), "{\"" + object + "\": {" + keys("[1]", "00:00-00:01") + "}");
+        std::string number = std::to_string(index);
+        EXPECT_EQ(call(rule_object(number), "get"), got(number, {1}, "00:00-00:01"));
         EXPECT_EQ(service().take_requests(), (Requests{{filter().get, answer_size, only_index(index)}}));
     }
 }
@@ -569,24 +582,23 @@ TEST_P(FilterRulesTest, ReportsSundayFirstAndAsSeven)
     know({1});
     struct Row {
         uint32_t mask;
-        const char *in_list;
-        const char *in_get;
+        Weekdays in_list, in_get;
     };
     const Row rows[] = {
-        {0, "[]", "[]"},
-        {1, "[7]", "[7]"},
-        {0b11, "[7, 1]", "[7, 1]"},
-        {0x7E, "[1, 2, 3, 4, 5, 6]", "[1, 2, 3, 4, 5, 6]"},
-        {0x7F, "[7, 1, 2, 3, 4, 5, 6]", "[7, 1, 2, 3, 4, 5, 6]"},
-        {0x80, "[7]", "[]"}, // a list looks at one bit more
-        {0x81, "[7, 7]", "[7]"},
-        {0xFFFFFF00, "[]", "[]"},
+        {0, {}, {}},
+        {1, {7}, {7}},
+        {0b11, {7, 1}, {7, 1}},
+        {0x7E, {1, 2, 3, 4, 5, 6}, {1, 2, 3, 4, 5, 6}},
+        {0x7F, {7, 1, 2, 3, 4, 5, 6}, {7, 1, 2, 3, 4, 5, 6}},
+        {0x80, {7}, {}}, // a list looks at one bit more
+        {0x81, {7, 7}, {7}},
+        {0xFFFFFF00, {}, {}},
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.mask);
-        EXPECT_EQ(list(record(list_of({rule(1, {row.mask})}))), listed({R"({"idx": 1, )" + keys(row.in_list)}));
+        EXPECT_EQ(list(record(list_of({rule(1, {row.mask})}))), listed({element(1, row.in_list)}));
         service().answer(filter().get, record(rule(1, {row.mask})));
-        EXPECT_EQ(call(rule_object("1"), "get"), "{\"" + rule_object("1") + "\": {" + keys(row.in_get) + "}");
+        EXPECT_EQ(call(rule_object("1"), "get"), got("1", row.in_get));
     }
 }
 
@@ -613,25 +625,24 @@ TEST_P(FilterRulesTest, ReportsTimeRangesUpToTheFirstEmptyOne)
         SCOPED_TRACE(row.text);
         Words schedule = {1};
         schedule.insert(schedule.end(), row.ranges.begin(), row.ranges.end());
-        EXPECT_EQ(list(record(list_of({rule(1, schedule)}))), listed({R"({"idx": 1, )" + keys("[7]", row.text)}));
+        EXPECT_EQ(list(record(list_of({rule(1, schedule)}))), listed({element(1, {7}, row.text)}));
         service().answer(filter().get, record(rule(1, schedule)));
-        EXPECT_EQ(call(rule_object("1"), "get"), "{\"" + rule_object("1") + "\": {" + keys("[7]", row.text) + "}");
+        EXPECT_EQ(call(rule_object("1"), "get"), got("1", {7}, row.text));
     }
 }
 
 TEST_P(FilterRulesTest, ReportsAWholeDayAsEndingAtTwentyFourOClock)
 {
     EXPECT_EQ(list(record(list_of({rule(1, {1, 0, 86400}), rule(2, {1, 0, 86400, 3600, 7200})}))),
-              listed({R"({"idx": 1, )" + keys("[7]", "00:00-24:00"),
-                      R"({"idx": 2, )" + keys("[7]", "00:00-24:00,01:00-02:00")}));
+              listed({element(1, {7}, "00:00-24:00"), element(2, {7}, "00:00-24:00,01:00-02:00")}));
 }
 
 TEST_P(FilterRulesTest, ReportsNoTimeRangesWithoutWeekdays)
 {
     know({1});
-    EXPECT_EQ(list(record(list_of({rule(1, {0, 28800, 45000})}))), listed({R"({"idx": 1, )" + keys()}));
+    EXPECT_EQ(list(record(list_of({rule(1, {0, 28800, 45000})}))), listed({element(1)}));
     service().answer(filter().get, record(rule(1, {0, 0, 86400})));
-    EXPECT_EQ(call(rule_object("1"), "get"), "{\"" + rule_object("1") + "\": {" + keys() + "}");
+    EXPECT_EQ(call(rule_object("1"), "get"), got("1"));
 }
 
 // --- Log ---

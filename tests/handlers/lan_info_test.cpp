@@ -61,36 +61,62 @@ Bytes full_station()
         .u64(536, 536);
 }
 
-// The table of that station, with some of its values changed. Texts stand here without quotes.
+// The table of that station, with some of its values changed.
 struct Table {
     std::string mac = "001A2B3C4D5E", vmac = "021A2B3C4D5F", hostname = "laptop", devname = "Anna's laptop";
     std::string brand = "Maker", model = "Model 7", ipaddr = "192.168.1.20", ipaddr6 = "fe80::20";
-    std::string storageaccess = "1", active = "1", onlinetime = "3600";
+    int32_t storageaccess = 1, active = 1, onlinetime = 3600;
     std::string activetime = "2023-11-14 22:13:20", inactivetime = "";
-    std::string connecttype = "1", port = "3", band = "5G", ssid = "home", rssi = "-55";
-    std::string downloadspeed = "5000", uploadspeed = "600", negorate = "866000", duplexmode = "full";
+    int32_t connecttype = 1, port = 3;
+    std::string band = "5G", ssid = "home";
+    int32_t rssi = -55;
+    std::string downloadspeed = "5000", uploadspeed = "600";
+    int32_t negorate = 866000;
+    std::string duplexmode = "full";
     std::string bytessent = "48000000000", bytesreceived = "47200000000", packetssent = "496", packetsreceived = "488";
     std::string packetsretryreceived = "504", packetsretrysent = "512";
     std::string packetsfailreceived = "520", packetsfailsent = "528", packetsloss = "536";
-    std::string dsbandwidth = "0", usbandwidth = "0", internetaccess = "2";
+    int32_t dsbandwidth = 0, usbandwidth = 0, internetaccess = 2;
 
-    std::string text() const
+    ReplyFields fields() const
     {
-        return R"("mac": ")" + mac + R"(", "vmac": ")" + vmac + R"(", "hostname": ")" + hostname +
-               R"(", "devname": ")" + devname + R"(", "brand": ")" + brand + R"(", "model": ")" + model +
-               R"(", "ipaddr": ")" + ipaddr + R"(", "ipaddr6": ")" + ipaddr6 + R"(", "storageaccess": )" +
-               storageaccess + R"(, "active": )" + active + R"(, "onlinetime": )" + onlinetime +
-               R"(, "activetime": ")" + activetime + R"(", "inactivetime": ")" + inactivetime +
-               R"(", "connecttype": )" + connecttype + R"(, "port": )" + port + R"(, "band": ")" + band +
-               R"(", "ssid": ")" + ssid + R"(", "rssi": )" + rssi + R"(, "downloadspeed": ")" + downloadspeed +
-               R"(", "uploadspeed": ")" + uploadspeed + R"(", "negorate": )" + negorate + R"(, "duplexmode": ")" +
-               duplexmode + R"(", "bytessent": ")" + bytessent + R"(", "bytesreceived": ")" + bytesreceived +
-               R"(", "packetssent": ")" + packetssent + R"(", "packetsreceived": ")" + packetsreceived +
-               R"(", "crcerror": 0, "packetsretryreceived": ")" + packetsretryreceived + R"(", "packetsretrysent": ")" +
-               packetsretrysent + R"(", "packetsfailreceived": ")" + packetsfailreceived +
-               R"(", "packetsfailsent": ")" + packetsfailsent + R"(", "packetsloss": ")" + packetsloss +
-               R"(", "dsbandwidth": )" + dsbandwidth + R"(, "usbandwidth": )" + usbandwidth +
-               R"(, "internetaccess": )" + internetaccess;
+        return {
+            {"mac", mac},
+            {"vmac", vmac},
+            {"hostname", hostname},
+            {"devname", devname},
+            {"brand", brand},
+            {"model", model},
+            {"ipaddr", ipaddr},
+            {"ipaddr6", ipaddr6},
+            {"storageaccess", storageaccess},
+            {"active", active},
+            {"onlinetime", onlinetime},
+            {"activetime", activetime},
+            {"inactivetime", inactivetime},
+            {"connecttype", connecttype},
+            {"port", port},
+            {"band", band},
+            {"ssid", ssid},
+            {"rssi", rssi},
+            {"downloadspeed", downloadspeed},
+            {"uploadspeed", uploadspeed},
+            {"negorate", negorate},
+            {"duplexmode", duplexmode},
+            {"bytessent", bytessent},
+            {"bytesreceived", bytesreceived},
+            {"packetssent", packetssent},
+            {"packetsreceived", packetsreceived},
+            {"crcerror", 0},
+            {"packetsretryreceived", packetsretryreceived},
+            {"packetsretrysent", packetsretrysent},
+            {"packetsfailreceived", packetsfailreceived},
+            {"packetsfailsent", packetsfailsent},
+            {"packetsloss", packetsloss},
+            {"dsbandwidth", dsbandwidth},
+            {"usbandwidth", usbandwidth},
+            {"internetaccess", internetaccess},
+        };
     }
 };
 
@@ -110,18 +136,18 @@ Table bare_table(std::string mac)
             .model = "",
             .ipaddr = "",
             .ipaddr6 = "",
-            .storageaccess = "0",
-            .active = "0",
-            .onlinetime = "0",
+            .storageaccess = 0,
+            .active = 0,
+            .onlinetime = 0,
             .activetime = "",
             .inactivetime = "1970-01-01 00:00:00",
-            .port = "0",
+            .port = 0,
             .band = "2.4G",
             .ssid = "",
-            .rssi = "0",
+            .rssi = 0,
             .downloadspeed = "0",
             .uploadspeed = "0",
-            .negorate = "0",
+            .negorate = 0,
             .duplexmode = "",
             .bytessent = "0",
             .bytesreceived = "0",
@@ -132,7 +158,7 @@ Table bare_table(std::string mac)
             .packetsfailreceived = "0",
             .packetsfailsent = "0",
             .packetsloss = "0",
-            .internetaccess = "0"};
+            .internetaccess = 0};
 }
 
 Table bare_table(uint32_t number)
@@ -158,10 +184,10 @@ std::vector<Table> bare_tables(uint32_t count)
 
 std::string list_reply(const std::vector<Table> &tables)
 {
-    std::string text;
-    for (size_t i = 0; i < tables.size(); i++)
-        text += (i ? ", {\"idx\": " : "{\"idx\": ") + std::to_string(i + 1) + ", " + tables[i].text() + "}";
-    return R"({"wexond.laninfo": [)" + text + "]}";
+    std::vector<ReplyValue> elements;
+    for (const Table &shown : tables)
+        elements.push_back(table(ReplyFields{{"idx", static_cast<uint32_t>(elements.size() + 1)}} + shown.fields()));
+    return table({{"wexond.laninfo", array(elements)}});
 }
 
 std::string entry(uint32_t number)
@@ -169,9 +195,9 @@ std::string entry(uint32_t number)
     return "wexond.laninfo." + std::to_string(number);
 }
 
-std::string get_reply(uint32_t number, const Table &table)
+std::string get_reply(uint32_t number, const Table &shown)
 {
-    return "{\"" + entry(number) + "\": {" + table.text() + "}}";
+    return table({{entry(number), table(shown.fields())}});
 }
 
 std::vector<uint32_t> counted_to(uint32_t count)
@@ -313,13 +339,13 @@ TEST_F(LanInfoTest, ShowsTheLinkByItsMedium)
     auto on = [](uint32_t medium) { return full_station().u32(176, medium); };
     EXPECT_EQ(list_of({on(0), on(1), on(2), on(3), on(0x00020000), on(0xFFFFFFFF)}),
               list_reply({Table{.band = "2.4G"}, Table{.band = "5G"},
-                          Table{.connecttype = "0", .band = "", .ssid = "", .rssi = "0"}, Table{.band = "5G"},
+                          Table{.connecttype = 0, .band = "", .ssid = "", .rssi = 0}, Table{.band = "5G"},
                           Table{.band = "5G"}, Table{.band = "5G"}}));
 }
 
 TEST_F(LanInfoTest, ShowsTheTimeOfTheLastChangeUnderTheStateThatItLedTo)
 {
-    Table inactive = {.active = "0", .activetime = "", .inactivetime = "2023-11-14 22:13:20"};
+    Table inactive = {.active = 0, .activetime = "", .inactivetime = "2023-11-14 22:13:20"};
     EXPECT_EQ(list_of({full_station().u32(216, 0), full_station().u32(216, 2), full_station().u32(216, 0x01000000)}),
               list_reply({inactive, inactive, inactive}));
     EXPECT_EQ(
@@ -332,10 +358,10 @@ TEST_F(LanInfoTest, CombinesTheAccessFlags)
 {
     struct Row {
         uint32_t internet, wifi;
-        const char *access;
+        int32_t access;
     };
     const Row rows[] = {
-        {0, 0, "0"}, {1, 0, "0"}, {0, 1, "1"}, {1, 1, "2"}, {2, 1, "1"}, {1, 2, "0"}, {0x01000000, 0x01000000, "0"},
+        {0, 0, 0}, {1, 0, 0}, {0, 1, 1}, {1, 1, 2}, {2, 1, 1}, {1, 2, 0}, {0x01000000, 0x01000000, 0},
     };
     std::vector<Bytes> stations;
     std::vector<Table> tables;
@@ -351,9 +377,9 @@ TEST_F(LanInfoTest, NamesTheDuplexModeAndTheStorageAccess)
     auto with = [](uint32_t duplex, uint32_t storage) { return full_station().u32(448, duplex).u32(452, storage); };
     EXPECT_EQ(
         list_of({with(0, 0), with(1, 1), with(2, 2), with(3, 0xFFFFFFFF), with(4, 1)}),
-        list_reply({Table{.storageaccess = "0", .duplexmode = ""}, Table{.storageaccess = "1", .duplexmode = "full"},
-                    Table{.storageaccess = "0", .duplexmode = "half"},
-                    Table{.storageaccess = "0", .duplexmode = "auto"}, Table{.storageaccess = "1", .duplexmode = ""}}));
+        list_reply({Table{.storageaccess = 0, .duplexmode = ""}, Table{.storageaccess = 1, .duplexmode = "full"},
+                    Table{.storageaccess = 0, .duplexmode = "half"}, Table{.storageaccess = 0, .duplexmode = "auto"},
+                    Table{.storageaccess = 1, .duplexmode = ""}}));
 }
 
 TEST_F(LanInfoTest, CompactsMacAddressesOf17Characters)
@@ -422,12 +448,12 @@ TEST_F(LanInfoTest, ShowsCountersAndNumbersAtTheirLimits)
     for (size_t offset : {180, 220, 424, 428, 432, 440})
         station.u32(offset, 0xFFFFFFFF);
     const std::string most = "18446744073709551615";
-    EXPECT_EQ(list_of({station}), list_reply({Table{.onlinetime = "-1",
-                                                    .port = "-1",
-                                                    .rssi = "-1",
+    EXPECT_EQ(list_of({station}), list_reply({Table{.onlinetime = -1,
+                                                    .port = -1,
+                                                    .rssi = -1,
                                                     .downloadspeed = "-1",
                                                     .uploadspeed = "-1",
-                                                    .negorate = "-1000",
+                                                    .negorate = -1000,
                                                     .bytessent = most,
                                                     .bytesreceived = most,
                                                     .packetssent = most,
@@ -445,12 +471,12 @@ TEST_F(LanInfoTest, ListsBandwidthsWhereALimitIsSet)
                                              record(rate_limit(2, 100, 200)), record(rate_limit(1, 0xFFFFFFFF, 0)),
                                              code(7, rate_limit(1, 300, 400)), code(0)});
     std::vector<Table> tables = bare_tables(6);
-    tables[0].dsbandwidth = "100";
-    tables[0].usbandwidth = "200";
-    tables[3].dsbandwidth = "-1";
+    tables[0].dsbandwidth = 100;
+    tables[0].usbandwidth = 200;
+    tables[3].dsbandwidth = -1;
     // Deliberate: the return code is not looked at.
-    tables[4].dsbandwidth = "300";
-    tables[4].usbandwidth = "400";
+    tables[4].dsbandwidth = 300;
+    tables[4].usbandwidth = 400;
     EXPECT_EQ(list_of(bare_stations(6)), list_reply(tables));
 }
 
@@ -458,8 +484,8 @@ TEST_F(LanInfoTest, ListsWithoutTheBandwidthsOfAMissingAnswer)
 {
     service().answer_in_turn(kGetRateLimit, {no_answer(), record(rate_limit(1, 100, 200))});
     std::vector<Table> tables = bare_tables(2);
-    tables[1].dsbandwidth = "100";
-    tables[1].usbandwidth = "200";
+    tables[1].dsbandwidth = 100;
+    tables[1].usbandwidth = 200;
     enable_log();
     EXPECT_EQ(list_of(bare_stations(2)), list_reply(tables));
     EXPECT_EQ(take_log(), entry_log("wexond_laninfo_list", "wexond.laninfo", "list") +
@@ -482,7 +508,7 @@ TEST_F(LanInfoTest, ASilentServiceCostsAListOneTimeLimitAtMost)
     });
     std::vector<Table> tables = bare_tables(20);
     for (size_t i : {0, 1})
-        tables[i].dsbandwidth = "100", tables[i].usbandwidth = "200";
+        tables[i].dsbandwidth = 100, tables[i].usbandwidth = 200;
     auto start = std::chrono::steady_clock::now();
     enable_log();
     EXPECT_EQ(list_of(bare_stations(20)), list_reply(tables));
@@ -516,7 +542,7 @@ TEST_F(LanInfoTest, CompletesAListWhoseServiceGoesAwayHalfWay)
     answer_with(bare_stations(5));
     std::vector<Table> tables = bare_tables(5);
     for (size_t i : {0, 1})
-        tables[i].dsbandwidth = "100", tables[i].usbandwidth = "200";
+        tables[i].dsbandwidth = 100, tables[i].usbandwidth = 200;
     auto end = std::async(std::launch::async, [this] {
         service().wait_for_requests(5);
         end_service();
@@ -715,7 +741,7 @@ TEST_F(LanInfoTest, NumbersOfEqualKeysShareOneObject)
         EXPECT_EQ(entry_objects(), numbers);
     }
     service().answer(kGetStation, record(full_station()));
-    Table table = {.negorate = "866"};
+    Table table = {.negorate = 866};
     EXPECT_EQ(get(255), get_reply(255, table));
     EXPECT_EQ(get(800), get_reply(800, table));
     EXPECT_EQ(get(256), get_reply(256, table)) << "the station of its own number";
@@ -826,7 +852,7 @@ TEST_F(LanInfoTest, GetsAStation)
     service().take_requests();
     service().answer(kGetStation, record(full_station()));
     service().answer(kGetRateLimit, record(rate_limit(0, 100, 200)));
-    Table table = {.negorate = "866", .dsbandwidth = "100", .usbandwidth = "200"};
+    Table table = {.negorate = 866, .dsbandwidth = 100, .usbandwidth = 200};
     enable_log();
     EXPECT_EQ(get(2), get_reply(2, table));
     EXPECT_EQ(take_log(), entry_log("wexond_laninfo1_get", entry(2), "get") +
@@ -853,7 +879,7 @@ TEST_F(LanInfoTest, GetsBandwidthsWhateverTheReturnCode)
     service().answer(kGetStation, record(full_station()));
     for (const Answer &answer : {code(7, rate_limit(0, 100, 200)), record(rate_limit(2, 100, 200))}) {
         service().answer(kGetRateLimit, answer);
-        EXPECT_EQ(get(1), get_reply(1, Table{.negorate = "866", .dsbandwidth = "100", .usbandwidth = "200"}));
+        EXPECT_EQ(get(1), get_reply(1, Table{.negorate = 866, .dsbandwidth = 100, .usbandwidth = 200}));
     }
 }
 
@@ -863,7 +889,7 @@ TEST_F(LanInfoTest, GetsAStationWithoutTheBandwidthsOfAMissingAnswer)
     service().answer(kGetStation, record(full_station()));
     service().answer(kGetRateLimit, no_answer());
     enable_log();
-    EXPECT_EQ(get(1), get_reply(1, Table{.negorate = "866"}));
+    EXPECT_EQ(get(1), get_reply(1, Table{.negorate = 866}));
     EXPECT_TRUE(take_log().ends_with("[wexond_laninfo1_get.#]: Failed to get sta rate limit\n" + get_reply_log()));
 }
 
@@ -1106,7 +1132,7 @@ TEST_P(LanInfoZoneTest, ShowsTimesInLocalTime)
         stations.push_back(full_station().u32(224, seconds));
         tables.push_back(Table{.activetime = text});
         stations.push_back(full_station().u32(224, seconds).u32(216, 0));
-        tables.push_back(Table{.active = "0", .activetime = "", .inactivetime = text});
+        tables.push_back(Table{.active = 0, .activetime = "", .inactivetime = text});
     }
     EXPECT_EQ(list_of(stations), list_reply(tables));
 }

@@ -47,8 +47,7 @@ TEST_F(LedSwitchTest, ReportsOneAsOnAndAnyOtherWordAsOff)
     for (const Row &row : {Row{1, "on"}, {0, "off"}, {2, "off"}, {0xFFFFFFFF, "off"}, {0x01000000, "off"}}) {
         SCOPED_TRACE(row.word);
         service().answer(kGet, record(Bytes(4).u32(0, row.word)));
-        EXPECT_EQ(call("wexond.ledswitch", "get"),
-                  std::string(R"({"wexond.ledswitch": {"status": ")") + row.text + "\"}}");
+        EXPECT_EQ(call("wexond.ledswitch", "get"), table({{"wexond.ledswitch", table({{"status", row.text}})}}));
         EXPECT_EQ(service().take_requests(), (Requests{{kGet, 8}}));
     }
 }

@@ -122,19 +122,25 @@ class MeshGetTest : public MeshTest
         return call_mesh("get");
     }
 
-    static std::string state(const std::string &values) { return R"({"wexond.wifi.mesh": {)" + values + "}}"; }
+    static std::string state(const char *mode, const std::string &almac = "", int32_t onlinetime = 0,
+                             const char *roaming = "no", const char *status = "no")
+    {
+        return table({{"wexond.wifi.mesh", table({{"mode", mode},
+                                                  {"almac", almac},
+                                                  {"onlinetime", onlinetime},
+                                                  {"roaming", roaming},
+                                                  {"status", status}})}});
+    }
 };
 
 TEST_F(MeshGetTest, ReportsTheState)
 {
     EXPECT_EQ(get(Bytes(36).u32(0, 2).text(4, "00:1a:2b:3c:4d:5e").u32(24, 86400).u32(28, 1).u32(32, ~0u),
                   Bytes(16).u32(0, 0).u32(4, 1).u32(8, 1).u32(12, 1)),
-              state(R"("mode": "controller", "almac": "001A2B3C4D5E", "onlinetime": 86400, "roaming": "no", )"
-                    R"("status": "yes")"));
+              state("controller", "001A2B3C4D5E", 86400, "no", "yes"));
     EXPECT_EQ(service().take_requests(), (Requests{{kGetState, 40}, {kGetRoaming, 20}}));
     EXPECT_EQ(get(Bytes(36).u32(0, 3).text(4, std::string(20, 'x')).u32(24, ~0u).u32(28, 2), Bytes(16).u32(0, 1)),
-              state(R"("mode": "agent", "almac": "xxxxxxxxxxxxxxxxxxxx", "onlinetime": -1, "roaming": "yes", )"
-                    R"("status": "no")"));
+              state("agent", "xxxxxxxxxxxxxxxxxxxx", -1, "yes", "no"));
 }
 
 TEST_F(MeshGetTest, ReadsTheModeWithAnotherVocabularyThanItIsWrittenWith)
@@ -146,15 +152,12 @@ TEST_F(MeshGetTest, ReadsTheModeWithAnotherVocabularyThanItIsWrittenWith)
                                      {4, "unknown"},
                                      {5, ""},
                                      {~0u, ""}})
-        EXPECT_EQ(get(Bytes(36).u32(0, code), Bytes(16)),
-                  state(R"("mode": ")" + std::string(mode) +
-                        R"(", "almac": "", "onlinetime": 0, "roaming": "no", "status": "no")"));
+        EXPECT_EQ(get(Bytes(36).u32(0, code), Bytes(16)), state(mode));
 }
 
 TEST_F(MeshGetTest, TakesWhatShortAnswersLackForZero)
 {
-    EXPECT_EQ(get(Bytes(4).u32(0, 2), Bytes()),
-              state(R"("mode": "controller", "almac": "", "onlinetime": 0, "roaming": "no", "status": "no")"));
+    EXPECT_EQ(get(Bytes(4).u32(0, 2), Bytes()), state("controller"));
 }
 
 TEST_F(MeshGetTest, TheFirstFailureEndsIt)
@@ -210,8 +213,7 @@ TEST_F(BackhaulBssTest, ReadsTextsUpToTheirFieldsEnd)
 {
     std::string ssid(32, 's'), key(64, 'k');
     service().answer(kGetBackhaulBss, record(Bytes(104).text(0, ssid + key).u32(96, 0x31313131).u32(100, 0x31313131)));
-    EXPECT_EQ(call_mesh("backhaulbss"),
-              R"({"ssid": ")" + ssid + R"(", "key": ")" + key + R"(", "auth": "", "encrypt": ""})");
+    EXPECT_EQ(call_mesh("backhaulbss"), table({{"ssid", ssid}, {"key", key}, {"auth", ""}, {"encrypt", ""}}));
 }
 
 TEST_F(BackhaulBssTest, TakesWhatAShortAnswerLacksForZero)
@@ -284,26 +286,32 @@ struct Topology {
     }
 };
 
-std::string shown_station(size_t i, const std::string &mac)
+using Shown = std::vector<ReplyValue>;
+
+ReplyText shown_station(int i, const std::string &mac)
 {
-    std::string hundreds = i ? std::to_string(i) + "0" : "";
-    return R"({"mac": ")" + mac + R"(", "seconds": )" + hundreds + R"(1, "uprate": )" + hundreds +
-           R"(2, "downrate": )" + hundreds + "3}";
+    return table({{"mac", mac}, {"seconds", i * 100 + 1}, {"uprate", i * 100 + 2}, {"downrate", i * 100 + 3}});
 }
 
-std::string shown_bss(const std::string &bssid, const std::string &ssid, const std::string &stations = "")
+ReplyText shown_bss(const std::string &bssid, const std::string &ssid, const Shown &stations = {})
 {
-    return R"({"bssid": ")" + bssid + R"(", "ssid": ")" + ssid + R"(", "sta": [)" + stations + "]}";
+    return table({{"bssid", bssid}, {"ssid", ssid}, {"sta", array(stations)}});
 }
 
-std::string shown_topology(const std::string &band_2g, const std::string &band_5g, const std::string &ethernet,
-                           const std::string &backhaul = R"("type": "eth", "bhalmac": "", "uprate": 0, "downrate": 0)")
+ReplyFields backhaul(const char *type, const std::string &mac = "", int32_t up_rate = 0, int32_t down_rate = 0)
 {
-    return R"({"bhinfo": {)" + backhaul + R"(, "2.4G": [)" + band_2g + R"(], "5G": [)" + band_5g + R"(], "eth": [)" +
-           ethernet + "]}}";
+    return {{"type", type}, {"bhalmac", mac}, {"uprate", up_rate}, {"downrate", down_rate}};
 }
 
-const std::string kEmptyTopology = shown_topology("", "", "");
+std::string shown_topology(const Shown &band_2g, const Shown &band_5g, const Shown &ethernet,
+                           const ReplyFields &info = backhaul("eth"))
+{
+    return table(
+        {{"bhinfo",
+          table(info + ReplyFields{{"2.4G", array(band_2g)}, {"5G", array(band_5g)}, {"eth", array(ethernet)}})}});
+}
+
+const std::string kEmptyTopology = shown_topology({}, {}, {});
 const std::string kFailed = failure("failed to get wifi mesh topo");
 
 const Request kIdentityRequest = {kGetIdentity, 100};
@@ -413,15 +421,11 @@ TEST_F(TopologyTest, ReportsTheBackhaul)
 {
     Topology topology;
     topology.record.text(44, "AA:AA:AA:AA:AA:01").u32(148, 2).u32(152, 866).u32(156, ~0u).u32(160, ~0u);
-    EXPECT_EQ(
-        topo(topology),
-        shown_topology("", "", "", R"("type": "5G", "bhalmac": "AA:AA:AA:AA:AA:01", "uprate": 866, "downrate": -1)"));
+    EXPECT_EQ(topo(topology), shown_topology({}, {}, {}, backhaul("5G", "AA:AA:AA:AA:AA:01", 866, -1)));
     for (const auto &[code, type] : {std::pair(0u, "eth"), {1, "2.4G"}, {3, ""}, {~0u, ""}}) {
         Topology other;
         other.record.u32(148, code);
-        EXPECT_EQ(topo(other), shown_topology("", "", "",
-                                              R"("type": ")" + std::string(type) +
-                                                  R"(", "bhalmac": "", "uprate": 0, "downrate": 0)"));
+        EXPECT_EQ(topo(other), shown_topology({}, {}, {}, backhaul(type)));
     }
 }
 
@@ -442,20 +446,20 @@ TEST_F(TopologyTest, ReportsStationsUnderTheirNetworks)
         .station(6, k2g, 1, "d")
         .station(7, kEthernet, 5, "e")
         .station(8, k2g, 0, "beyond the count");
-    EXPECT_EQ(topo(topology),
-              shown_topology(shown_bss("B0:00:00:00:00:01", "home",
-                                       shown_station(0, "a") + ", " + shown_station(3, "00:1a:2b:3c:4d:5e")) +
-                                 ", " + shown_bss("B0:00:00:00:00:02", "guest", shown_station(6, "d")),
-                             shown_bss("B0:00:00:00:00:03", "home") + ", " +
-                                 shown_bss("B0:00:00:00:00:04", "guest", shown_station(1, "b")),
-                             shown_station(2, "c") + ", " + shown_station(7, "e")));
+    EXPECT_EQ(topo(topology), shown_topology({shown_bss("B0:00:00:00:00:01", "home",
+                                                        {shown_station(0, "a"), shown_station(3, "00:1a:2b:3c:4d:5e")}),
+                                              shown_bss("B0:00:00:00:00:02", "guest", {shown_station(6, "d")})},
+                                             {shown_bss("B0:00:00:00:00:03", "home"),
+                                              shown_bss("B0:00:00:00:00:04", "guest", {shown_station(1, "b")})},
+                                             {shown_station(2, "c"), shown_station(7, "e")}));
 }
 
 TEST_F(TopologyTest, ReportsStationsOfAnEthernetLinkOnlyThere)
 {
     Topology topology;
     topology.counts(1, 1, 1).bss(kBand2g, 0, "1", "home").bss(kBand5g, 0, "2", "home").station(0, kEthernet, 0, "a");
-    EXPECT_EQ(topo(topology), shown_topology(shown_bss("1", "home"), shown_bss("2", "home"), shown_station(0, "a")));
+    EXPECT_EQ(topo(topology),
+              shown_topology({shown_bss("1", "home")}, {shown_bss("2", "home")}, {shown_station(0, "a")}));
 }
 
 TEST_F(TopologyTest, LeavesBackhaulNetworksOutByNameWhateverTheirBand)
@@ -468,7 +472,8 @@ TEST_F(TopologyTest, LeavesBackhaulNetworksOutByNameWhateverTheirBand)
         .bss(kBand5g, 1, "4", "KVQ-EasyMesh-5G");
     EXPECT_EQ(topo(topology), kEmptyTopology);
     topology.bss(kBand2g, 0, "1", "KVQ-EasyMesh-2G+").bss(kBand5g, 0, "3", std::string("KVQ-EasyMesh-2\0", 15));
-    EXPECT_EQ(topo(topology), shown_topology(shown_bss("1", "KVQ-EasyMesh-2G+"), shown_bss("3", "KVQ-EasyMesh-2"), ""));
+    EXPECT_EQ(topo(topology),
+              shown_topology({shown_bss("1", "KVQ-EasyMesh-2G+")}, {shown_bss("3", "KVQ-EasyMesh-2")}, {}));
 }
 
 TEST_F(TopologyTest, KeepsThePositionsOfNetworksLeftOut)
@@ -479,20 +484,20 @@ TEST_F(TopologyTest, KeepsThePositionsOfNetworksLeftOut)
         .bss(kBand2g, 1, "2", "home")
         .station(0, k2g, 0, "of the backhaul")
         .station(1, k2g, 1, "a");
-    EXPECT_EQ(topo(topology), shown_topology(shown_bss("2", "home", shown_station(1, "a")), "", ""));
+    EXPECT_EQ(topo(topology), shown_topology({shown_bss("2", "home", {shown_station(1, "a")})}, {}, {}));
 }
 
 TEST_F(TopologyTest, ReportsAsManyNetworksAndStationsAsTheAnswerHolds)
 {
     Topology topology;
-    std::string ethernet;
-    for (size_t i = 0; i < 64; i++) {
-        topology.station(i, kEthernet, 0, "x");
-        ethernet += (i ? ", " : "") + shown_station(i, "x");
+    Shown ethernet;
+    for (int i = 0; i < 64; i++) {
+        topology.station(static_cast<size_t>(i), kEthernet, 0, "x");
+        ethernet.push_back(shown_station(i, "x"));
     }
     topology.bss(kBand2g, 0, "1", "a").bss(kBand2g, 1, "2", "b").bss(kBand5g, 0, "3", "c").bss(kBand5g, 1, "4", "d");
-    const std::string expected = shown_topology(shown_bss("1", "a") + ", " + shown_bss("2", "b"),
-                                                shown_bss("3", "c") + ", " + shown_bss("4", "d"), ethernet);
+    const std::string expected = shown_topology({shown_bss("1", "a"), shown_bss("2", "b")},
+                                                {shown_bss("3", "c"), shown_bss("4", "d")}, ethernet);
     for (auto [networks, stations] : {std::pair(2u, 64u), {3, 65}, {~0u, ~0u}, {0x10000000, 0x02000000}})
         EXPECT_EQ(topo(topology.counts(networks, networks, stations)), expected) << networks;
 }
@@ -503,9 +508,8 @@ TEST_F(TopologyTest, ReadsTextsUpToTheirFieldsEnd)
     Topology topology;
     topology.counts(2, 0, 1).bss(kBand2g, 0, bssid, ssid).bss(kBand2g, 1, bssid, ssid).station(0, k2g, 0, mac);
     topology.record.text(44, peer).u32(148, 1);
-    EXPECT_EQ(topo(topology),
-              shown_topology(shown_bss(bssid, ssid, shown_station(0, mac)) + ", " + shown_bss(bssid, ssid), "", "",
-                             R"("type": "2.4G", "bhalmac": ")" + peer + R"(", "uprate": 0, "downrate": 0)"));
+    EXPECT_EQ(topo(topology), shown_topology({shown_bss(bssid, ssid, {shown_station(0, mac)}), shown_bss(bssid, ssid)},
+                                             {}, {}, backhaul("2.4G", peer)));
 }
 
 TEST_F(TopologyTest, ReadsOnlyItsFields)
@@ -515,16 +519,17 @@ TEST_F(TopologyTest, ReadsOnlyItsFields)
     answer.text(kBand5g, std::string(104, '\0'));
     answer.u32(kStations, 1).u32(kStations + 4, kEthernet).text(kStations + 16, std::string(1, '\0'));
     service().answer(kGetTopology, record(answer));
-    EXPECT_EQ(call_mesh("topo"), shown_topology("", "", R"({"mac": "", "seconds": -1, "uprate": -1, "downrate": -1})"));
+    EXPECT_EQ(call_mesh("topo"),
+              shown_topology({}, {}, {table({{"mac", ""}, {"seconds", -1}, {"uprate", -1}, {"downrate", -1}})}));
 }
 
 TEST_F(TopologyTest, TakesWhatAShortAnswerLacksForZero)
 {
     service().answer(kGetTopology, record(Bytes(kBand2g + 4 + 50).u32(kBand2g, 2).text(kBand2g + 4, "1")));
-    EXPECT_EQ(call_mesh("topo"), shown_topology(shown_bss("1", "") + ", " + shown_bss("", ""), "", ""));
+    EXPECT_EQ(call_mesh("topo"), shown_topology({shown_bss("1", ""), shown_bss("", "")}, {}, {}));
     service().answer(kGetTopology, record(Bytes(kStations + 4).u32(kStations, 2)));
-    const std::string nobody = R"({"mac": "", "seconds": 0, "uprate": 0, "downrate": 0})";
-    EXPECT_EQ(call_mesh("topo"), shown_topology("", "", nobody + ", " + nobody));
+    const ReplyText nobody = table({{"mac", ""}, {"seconds", 0}, {"uprate", 0}, {"downrate", 0}});
+    EXPECT_EQ(call_mesh("topo"), shown_topology({}, {}, {nobody, nobody}));
 }
 
 TEST_F(TopologyTest, LogsItsSteps)

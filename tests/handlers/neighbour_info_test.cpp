@@ -31,17 +31,21 @@ void add(Bytes &list, size_t i, std::string_view ssid, std::string_view bssid, u
         .u32(entry(i) + 76, standards);
 }
 
-std::string table(const std::string &band, const std::string &ssid, const std::string &bssid,
-                  const std::string &channel, const std::string &rssi, const std::string &standard)
+ReplyText shown(const char *band, const std::string &ssid, const std::string &bssid, int32_t channel, int32_t rssi,
+                const char *standard)
 {
-    return R"({"band": ")" + band + R"(", "ssid": ")" + ssid + R"(", "bssid": ")" + bssid +
-           R"(", "networktype": "AP", "channel": )" + channel + R"(, "rssi": )" + rssi + R"(, "standard": ")" +
-           standard + "\"}";
+    return table({{"band", band},
+                  {"ssid", ssid},
+                  {"bssid", bssid},
+                  {"networktype", "AP"},
+                  {"channel", channel},
+                  {"rssi", rssi},
+                  {"standard", standard}});
 }
 
-std::string reply(const std::string &tables)
+std::string reply(const std::vector<ReplyValue> &neighbours)
 {
-    return R"({"wexond.neighbourinfo": [)" + tables + "]}";
+    return table({{"wexond.neighbourinfo", array(neighbours)}});
 }
 
 const Request kAsk2G{kGet, 2956, Bytes(8)};
@@ -62,35 +66,36 @@ TEST_F(NeighbourInfoTest, ReportsBothBands)
     add(band_5g, 0, "five", "a:b:c:d:e:f", 36, -55, 4 | 8 | 16 | 32);
     add(band_5g, 1, "six", "0A:0b:0C:0d:0E:0f", 149, 0, 0);
     service().answer_in_turn(kGet, {record(band_2g), record(band_5g)});
-    EXPECT_EQ(get(), reply(table("2.4G", "Cafe", "001A2B3C4D5E", "1", "-40", "11g") + ", " +
-                           table("2.4G", "", "001A2B3C4D5F", "6", "-71", "11b/11g/11n") + ", " +
-                           table("2.4G", "last", "FFFFFFFFFFFF", "13", "-90", "11ax") + ", " +
-                           table("5G", "five", "a:b:c:d:e:f", "36", "-55", "11a/11n/11ac/11ax") + ", " +
-                           table("5G", "six", "0A0B0C0D0E0F", "149", "0", "")));
+    EXPECT_EQ(get(), reply({shown("2.4G", "Cafe", "001A2B3C4D5E", 1, -40, "11g"),
+                            shown("2.4G", "", "001A2B3C4D5F", 6, -71, "11b/11g/11n"),
+                            shown("2.4G", "last", "FFFFFFFFFFFF", 13, -90, "11ax"),
+                            shown("5G", "five", "a:b:c:d:e:f", 36, -55, "11a/11n/11ac/11ax"),
+                            shown("5G", "six", "0A0B0C0D0E0F", 149, 0, "")}));
     EXPECT_EQ(service().take_requests(), (Requests{kAsk2G, kAsk5G}));
 }
 
 TEST_F(NeighbourInfoTest, ReportsAnEmptyArrayWhereNobodyIsHeard)
 {
     service().answer(kGet, record(neighbour_list(0)));
-    EXPECT_EQ(get(), reply(""));
+    EXPECT_EQ(get(), reply({}));
 }
 
 TEST_F(NeighbourInfoTest, ReadsNoMoreEntriesThanTheAnswerHolds)
 {
     Bytes full = neighbour_list(0);
-    std::string tables[2];
+    std::vector<ReplyValue> neighbours[2];
     for (size_t i = 0; i < kEntries; i++) {
         std::string name = "net" + std::to_string(i);
         add(full, i, name, "00:00:00:00:00:00", static_cast<uint32_t>(i), -1, 1);
         for (int band : {0, 1})
-            tables[band] +=
-                (i ? ", " : "") + table(band ? "5G" : "2.4G", name, "000000000000", std::to_string(i), "-1", "11b");
+            neighbours[band].push_back(
+                shown(band ? "5G" : "2.4G", name, "000000000000", static_cast<int32_t>(i), -1, "11b"));
     }
+    neighbours[0].insert(neighbours[0].end(), neighbours[1].begin(), neighbours[1].end());
     for (uint32_t count : {32u, 33u, 1000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
         SCOPED_TRACE(count);
         service().answer(kGet, record(full.u32(4, count)));
-        EXPECT_EQ(get(), reply(tables[0] + ", " + tables[1]));
+        EXPECT_EQ(get(), reply(neighbours[0]));
     }
 }
 
@@ -101,8 +106,8 @@ TEST_F(NeighbourInfoTest, KeepsFieldsThatAreFullApart)
     list.text(entry(0) + 80, std::string(12, '\xFF'));
     service().answer_in_turn(kGet, {record(list), record(neighbour_list(0))});
     // A standards word with bits above 32 makes a text as long as six passes make it.
-    EXPECT_EQ(get(), reply(table("2.4G", std::string(33, 's'), std::string(35, 'b'), "-1", "-1",
-                                 "11b/11g/11a/11n/11ac/11ax")));
+    EXPECT_EQ(get(),
+              reply({shown("2.4G", std::string(33, 's'), std::string(35, 'b'), -1, -1, "11b/11g/11a/11n/11ac/11ax")}));
 }
 
 TEST_F(NeighbourInfoTest, LeavesABssidOfAnotherFormAsItIs)
@@ -112,7 +117,7 @@ TEST_F(NeighbourInfoTest, LeavesABssidOfAnotherFormAsItIs)
         Bytes list = neighbour_list(1);
         add(list, 0, "net", bssid, 1, -1, 1);
         service().answer_in_turn(kGet, {record(list), record(neighbour_list(0))});
-        EXPECT_EQ(get(), reply(table("2.4G", "net", bssid, "1", "-1", "11b")));
+        EXPECT_EQ(get(), reply({shown("2.4G", "net", bssid, 1, -1, "11b")}));
     }
 }
 
@@ -122,8 +127,7 @@ TEST_F(NeighbourInfoTest, TakesWhatAShortAnswerLacksForZero)
     add(list, 0, "whole", "00:1a:2b:3c:4d:5e", 1, -40, 2);
     Bytes cut(std::string_view(list.data()).substr(0, entry(1)));
     service().answer_in_turn(kGet, {record(cut), code(0)});
-    EXPECT_EQ(get(), reply(table("2.4G", "whole", "001A2B3C4D5E", "1", "-40", "11g") + ", " +
-                           table("2.4G", "", "", "0", "0", "")));
+    EXPECT_EQ(get(), reply({shown("2.4G", "whole", "001A2B3C4D5E", 1, -40, "11g"), shown("2.4G", "", "", 0, 0, "")}));
 }
 
 TEST_F(NeighbourInfoTest, AFailureReplacesWhatWasBuilt)

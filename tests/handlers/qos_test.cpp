@@ -64,8 +64,7 @@ Bytes list_of(const std::vector<Bytes> &rules, std::optional<uint32_t> count = {
 
 std::string added(const std::string &reason = "")
 {
-    return R"({"result": ")" + std::string(reason.empty() ? "0" : "1") + R"(", "idx": 0, "failreason": ")" + reason +
-           "\"}";
+    return table({{"result", reason.empty() ? "0" : "1"}, {"idx", 0}, {"failreason", reason}});
 }
 
 class QosTest : public HandlerTest

@@ -80,16 +80,17 @@ class RadioTest : public HandlerTest, public testing::WithParamInterface<Band>
     }
 
     // The table that get makes of these values.
-    std::string radio_table(const std::string &values) const
+    std::string radio_table(const ReplyFields &values) const
     {
-        return "{\"" + band().object + "\": {" + values +
-               R"(, "auth": "open/share/wpapskwpa2psk/wpa2psk/wpa2pskwpa3sae"}})";
+        ReplyFields auth = {{"auth", "open/share/wpapskwpa2psk/wpa2psk/wpa2pskwpa3sae"}};
+        return table({{band().object, table(values + auth)}});
     }
 
-    std::string score_array(const std::string &elements) const
+    std::string score_array(const std::vector<ReplyValue> &scores) const
     {
-        return "{\"" + band().object + "\": [" + elements + "]}";
+        return table({{band().object, array(scores)}});
     }
+    static ReplyText score(uint32_t channel, uint32_t score) { return table({{"ch", channel}, {"score", score}}); }
 
     std::string log(const std::string &method, const std::string &message) const
     {
@@ -158,9 +159,13 @@ TEST_P(RadioTest, ReportsTheRadio)
 {
     // What stands at 28, 32, 40 and 44 is not read.
     Bytes answer = radio().u32(4, 1).u32(8, 0).u32(12, 6).u32(16, 11).u32(20, 2).u32(24, 11).u32(36, 35);
-    EXPECT_EQ(get(answer.u32(28, ~0u).u32(32, ~0u).u32(40, ~0u).u32(44, ~0u)),
-              radio_table(R"("enable": "yes", "channel": 6, "txpower": "0", "currentchannel": 11, "bandwidth": 1, )"
-                          R"("mode": "b/g/n", "load": "35%")"));
+    EXPECT_EQ(get(answer.u32(28, ~0u).u32(32, ~0u).u32(40, ~0u).u32(44, ~0u)), radio_table({{"enable", "yes"},
+                                                                                            {"channel", 6},
+                                                                                            {"txpower", "0"},
+                                                                                            {"currentchannel", 11},
+                                                                                            {"bandwidth", 1},
+                                                                                            {"mode", "b/g/n"},
+                                                                                            {"load", "35%"}}));
     EXPECT_EQ(service().take_requests(), (Requests{{kGetRadio, 52, radio()}}));
 }
 
@@ -168,8 +173,13 @@ TEST_P(RadioTest, ReportsCodesOutsideTheVocabularies)
 {
     // A bit beyond the modes is never cleared: it adds separators up to the sixth.
     EXPECT_EQ(get(Bytes(48).u32(4, 2).u32(8, 3).u32(12, ~0u).u32(16, ~0u).u32(20, 9).u32(24, 0x41).u32(36, ~0u)),
-              radio_table(R"("enable": "no", "channel": -1, "txpower": "2", "currentchannel": -1, "bandwidth": 2, )"
-                          R"("mode": "b/////", "load": "-1%")"));
+              radio_table({{"enable", "no"},
+                           {"channel", -1},
+                           {"txpower", "2"},
+                           {"currentchannel", -1},
+                           {"bandwidth", 2},
+                           {"mode", "b/////"},
+                           {"load", "-1%"}}));
 }
 
 TEST_P(RadioTest, ReportsEachBandwidthAndMode)
@@ -189,15 +199,24 @@ TEST_P(RadioTest, ReportsEachBandwidthAndMode)
     };
     for (const Row &row : rows)
         EXPECT_EQ(get(Bytes(48).u32(20, row.bandwidth_code).u32(24, row.mode_code)),
-                  radio_table(R"("enable": "no", "channel": 0, "txpower": "0", "currentchannel": 0, "bandwidth": )" +
-                              std::to_string(row.bandwidth) + R"(, "mode": ")" + row.mode + R"(", "load": "0%")"));
+                  radio_table({{"enable", "no"},
+                               {"channel", 0},
+                               {"txpower", "0"},
+                               {"currentchannel", 0},
+                               {"bandwidth", row.bandwidth},
+                               {"mode", row.mode},
+                               {"load", "0%"}}));
 }
 
 TEST_P(RadioTest, TakesWhatAShortAnswerLacksForZero)
 {
-    EXPECT_EQ(get(Bytes(8).u32(4, 1)),
-              radio_table(R"("enable": "yes", "channel": 0, "txpower": "0", "currentchannel": 0, "bandwidth": 2, )"
-                          R"("mode": "", "load": "0%")"));
+    EXPECT_EQ(get(Bytes(8).u32(4, 1)), radio_table({{"enable", "yes"},
+                                                    {"channel", 0},
+                                                    {"txpower", "0"},
+                                                    {"currentchannel", 0},
+                                                    {"bandwidth", 2},
+                                                    {"mode", ""},
+                                                    {"load", "0%"}}));
 }
 
 TEST_P(RadioTest, ReportsAnUnreadableRadio)
@@ -210,7 +229,7 @@ TEST_P(RadioTest, ReportsAnUnreadableRadio)
 TEST_P(RadioTest, ReportsScoresThenScansItsBand)
 {
     service().answer(kGetScores, record(scores().u32(4, 2).u32(8, 1).u32(12, 90).u32(16, 6).u32(20, ~0u).u32(24, 11)));
-    EXPECT_EQ(call_radio("channelscore"), score_array(R"({"ch": 1, "score": 90}, {"ch": 6, "score": -1})"));
+    EXPECT_EQ(call_radio("channelscore"), score_array({score(1, 90), score(6, ~0u)}));
     EXPECT_EQ(service().wait_for_requests(2), (Requests{{kGetScores, 268, scores()}, scan_request(band().index)}));
 }
 
@@ -220,7 +239,7 @@ TEST_P(RadioTest, AnswersBeforeItsScan)
     service().answer(kGetScores, record(scores()));
     service().answer(kScan, after(Milliseconds(3000), code(0)));
     auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(call_radio("channelscore"), score_array(""));
+    EXPECT_EQ(call_radio("channelscore"), score_array({}));
     EXPECT_LT(std::chrono::steady_clock::now() - start, Milliseconds(2000));
     service().wait_for_requests(2);
 }
@@ -230,7 +249,7 @@ TEST_P(RadioTest, ScansOnceForEachCall)
     service().answer(kGetScores, record(scores()));
     Requests expected;
     for (int i = 0; i < 5; i++) {
-        EXPECT_EQ(call_radio("channelscore"), score_array(""));
+        EXPECT_EQ(call_radio("channelscore"), score_array({}));
         expected.insert(expected.end(), {{kGetScores, 268, scores()}, scan_request(band().index)});
     }
     Requests requests = service().wait_for_requests(10);
@@ -243,18 +262,17 @@ TEST_P(RadioTest, ScansOnceForEachCall)
 TEST_P(RadioTest, ReportsNoScoresAsAnEmptyArray)
 {
     service().answer_in_turn(kGetScores, {record(scores().u32(8, 1).u32(12, 90)), code(0)});
-    EXPECT_EQ(call_radio("channelscore"), score_array(""));
-    EXPECT_EQ(call_radio("channelscore"), score_array(""));
+    EXPECT_EQ(call_radio("channelscore"), score_array({}));
+    EXPECT_EQ(call_radio("channelscore"), score_array({}));
 }
 
 TEST_P(RadioTest, ReportsAsManyScoresAsTheRecordHolds)
 {
     Bytes answer = scores();
-    std::string elements;
+    std::vector<ReplyValue> elements;
     for (uint32_t i = 0; i < 32; i++) {
         answer.u32(8 + 8 * i, 100 + i).u32(12 + 8 * i, i);
-        elements += (i ? ", " : "") + std::string("{\"ch\": ") + std::to_string(100 + i) +
-                    ", \"score\": " + std::to_string(i) + "}";
+        elements.push_back(score(100 + i, i));
     }
     for (uint32_t count : {32u, 33u, 0x20000000u, ~0u}) {
         service().answer(kGetScores, record(answer.u32(4, count)));
@@ -275,8 +293,8 @@ TEST_P(RadioTest, KeepsTheFailureOfTheScanFromTheCaller)
 {
     service().answer(kGetScores, record(scores()));
     service().answer_in_turn(kScan, {code(1), no_answer()});
-    EXPECT_EQ(call_radio("channelscore"), score_array(""));
-    EXPECT_EQ(call_radio("channelscore"), score_array(""));
+    EXPECT_EQ(call_radio("channelscore"), score_array({}));
+    EXPECT_EQ(call_radio("channelscore"), score_array({}));
 }
 
 TEST_P(RadioTest, LogsItsCalls)
@@ -335,8 +353,7 @@ class WifiTest : public HandlerTest
 
     static std::string switches(const std::string &elink_sync, const std::string &wifi, const std::string &wps)
     {
-        return R"({"wexond.wifi": {"elinksync": ")" + elink_sync + R"(", "wifiswitch": ")" + wifi +
-               R"(", "wpsswitch": ")" + wps + "\"}}";
+        return table({{"wexond.wifi", table({{"elinksync", elink_sync}, {"wifiswitch", wifi}, {"wpsswitch", wps}})}});
     }
 };
 

@@ -157,9 +157,14 @@ Request station_request(std::string_view mac)
     return {kGetStationRssi, 32, station(mac)};
 }
 
-std::string station_array(const std::string &elements)
+std::string station_array(const std::vector<ReplyValue> &stations)
 {
-    return R"({"wexond.wifi.roaming.starssiinfo": [)" + elements + "]}";
+    return table({{"wexond.wifi.roaming.starssiinfo", array(stations)}});
+}
+
+ReplyText shown_station(const std::string &mac, int32_t rssi_2g, int32_t rssi_5g)
+{
+    return table({{"mac", mac}, {"rssi24g", rssi_2g}, {"rssi5g", rssi_5g}});
 }
 
 std::string macs(const std::string &elements)
@@ -177,10 +182,8 @@ TEST_F(StationRssiTest, ReportsTheSignalOnTheBandItWasMeasuredOn)
                                                record(station("AA:BB:CC:DD:EE:FF", -55, 1)),
                                                record(station("other", -60, 2)), record(station("", -61, ~0u))});
     EXPECT_EQ(call_roaming("getrssiinfo", macs(R"("001a2b3c4d5e", "AABBCCDDEEFF", "000000000000", "ffffffffffff")")),
-              station_array(R"({"mac": "001A2B3C4D5E", "rssi24g": -40, "rssi5g": 0}, )"
-                            R"({"mac": "AABBCCDDEEFF", "rssi24g": 0, "rssi5g": -55}, )"
-                            R"({"mac": "other", "rssi24g": 0, "rssi5g": 0}, )"
-                            R"({"mac": "", "rssi24g": 0, "rssi5g": 0})"));
+              station_array({shown_station("001A2B3C4D5E", -40, 0), shown_station("AABBCCDDEEFF", 0, -55),
+                             shown_station("other", 0, 0), shown_station("", 0, 0)}));
     EXPECT_EQ(service().take_requests(),
               (Requests{station_request("00:1A:2B:3C:4D:5E"), station_request("AA:BB:CC:DD:EE:FF"),
                         station_request("00:00:00:00:00:00"), station_request("FF:FF:FF:FF:FF:FF")}));
@@ -212,12 +215,12 @@ TEST_F(StationRssiTest, ReadsAnAddressUpToItsFieldsEnd)
 {
     service().answer(kGetStationRssi, record(station(std::string(20, 'x'), 0x31313131)));
     EXPECT_EQ(call_roaming("getrssiinfo", macs(R"("a")")),
-              station_array(R"({"mac": "xxxxxxxxxxxxxxxxxxxx", "rssi24g": 825307441, "rssi5g": 0})"));
+              station_array({shown_station("xxxxxxxxxxxxxxxxxxxx", 825307441, 0)}));
 }
 
 TEST_F(StationRssiTest, ReportsNoStationsAsAnEmptyArray)
 {
-    EXPECT_EQ(call_roaming("getrssiinfo", macs("")), station_array(""));
+    EXPECT_EQ(call_roaming("getrssiinfo", macs("")), station_array({}));
     EXPECT_EQ(service().take_requests(), Requests{});
 }
 
@@ -225,11 +228,11 @@ TEST_F(StationRssiTest, AsksFor32OfMoreStations)
 {
     service().answer_by(kGetStationRssi, [](const Request &request) { return record(request.payload); });
     Requests requests;
-    std::string elements;
+    std::vector<ReplyValue> elements;
     for (size_t i = 0; i < 32; i++) {
         std::string name = "station " + std::to_string(i);
         requests.push_back(station_request(name));
-        elements += (i ? ", " : "") + std::string(R"({"mac": ")") + name + R"(", "rssi24g": 0, "rssi5g": 0})";
+        elements.push_back(shown_station(name, 0, 0));
     }
     for (size_t count : {32, 33, 40}) {
         EXPECT_EQ(call_roaming("getrssiinfo", macs(numbered("station ", count))), station_array(elements));
@@ -329,10 +332,11 @@ class ApRssiTest : public RoamingTest
         return call_roaming("startaprssiquery", query_arguments(""));
     }
 
-    static std::string array(const std::string &elements)
+    static std::string signals(const std::vector<ReplyValue> &access_points)
     {
-        return R"({"wexond.wifi.roaming.aprssiinfo": [)" + elements + "]}";
+        return table({{"wexond.wifi.roaming.aprssiinfo", array(access_points)}});
     }
+    static ReplyText shown(const char *bssid, uint32_t rssi) { return table({{"bssid", bssid}, {"rssi", rssi}}); }
 };
 
 TEST_F(ApRssiTest, AsksForTheStationAtEachAccessPoint)
@@ -393,22 +397,21 @@ TEST_F(ApRssiTest, ReportsTheSignals)
                              .text(24, std::string(16, 'x'))
                              .u32(40, 0x31313131)
                              .text(44, "beyond the count")),
-              array(R"({"bssid": "AABBCCDDEEFF", "rssi": -55}, {"bssid": "xxxxxxxxxxxxxxxx", "rssi": 825307441})"));
-    EXPECT_EQ(query_with(Bytes(644)), array(""));
-    EXPECT_EQ(query_with(Bytes(8).u32(0, 2).text(4, "a")),
-              array(R"({"bssid": "a", "rssi": 0}, {"bssid": "", "rssi": 0})"));
+              signals({shown("AABBCCDDEEFF", word(-55)), shown("xxxxxxxxxxxxxxxx", 0x31313131)}));
+    EXPECT_EQ(query_with(Bytes(644)), signals({}));
+    EXPECT_EQ(query_with(Bytes(8).u32(0, 2).text(4, "a")), signals({shown("a", 0), shown("", 0)}));
 }
 
 TEST_F(ApRssiTest, ReportsAsManySignalsAsTheAnswerHolds)
 {
     Bytes answer(644);
-    std::string elements;
+    std::vector<ReplyValue> elements;
     for (uint32_t i = 0; i < 32; i++) {
         answer.text(4 + 20 * i, "ap").u32(20 + 20 * i, i);
-        elements += (i ? ", " : "") + std::string(R"({"bssid": "ap", "rssi": )") + std::to_string(i) + "}";
+        elements.push_back(shown("ap", i));
     }
     for (uint32_t count : {32u, 33u, 0x10000000u, ~0u})
-        EXPECT_EQ(query_with(answer.u32(0, count)), array(elements)) << count;
+        EXPECT_EQ(query_with(answer.u32(0, count)), signals(elements)) << count;
 }
 
 TEST_F(ApRssiTest, RequiresStationThenAccessPoints)
@@ -463,7 +466,7 @@ TEST_F(ApRssiTest, TakesMalformedValuesOfAnAccessPointForAbsent)
     std::string stray = value(Type::table, "", std::string(4, '\xFF'));
     EXPECT_EQ(call_roaming("startaprssiquery", RawMessage{value(Type::string, "mac", terminated("y")) +
                                                           value(Type::array, "aps", open_text + stray + short_number)}),
-              array(""));
+              signals({}));
     EXPECT_EQ(service().take_requests(), (Requests{{kQueryApRssi, 648, query(0, "y").text(bssid_at(0), "x")}}));
 }
 

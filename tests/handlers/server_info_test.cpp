@@ -198,19 +198,21 @@ TEST_F(ServerInfoTest, EndsTheBackupsAtTheFirstEmptySlot)
 TEST_F(ServerInfoTest, KeepsFieldsThatAreFullApart)
 {
     Bytes full(1304);
-    std::string expected = R"({"wexond.serverinfo": {)", backups;
+    ReplyFields expected;
+    std::vector<ReplyValue> backups;
     char letter = 'A';
     for (const Field &field : kFields) {
         full.text(field.offset, std::string(65, letter));
-        expected += "\"" + std::string(field.name) + "\": \"" + std::string(65, letter++) + "\", ";
+        expected.push_back({field.name, std::string(65, letter++)});
     }
     for (size_t i = 0; i < 16; i++) {
         full.text(backup_slot(i), std::string(65, letter));
-        backups += (i ? ", \"" : "\"") + std::string(65, letter++) + "\"";
+        backups.push_back(std::string(65, letter++));
     }
     full.u32(kMask, 0xFFFFFFFF);
+    expected.push_back({"backup", array(backups)});
     service().answer(kGet, record(full));
-    EXPECT_EQ(call("wexond.serverinfo", "get"), expected + R"("backup": [)" + backups + "]}}");
+    EXPECT_EQ(call("wexond.serverinfo", "get"), table({{"wexond.serverinfo", table(expected)}}));
 }
 
 TEST_F(ServerInfoTest, TakesWhatAShortAnswerLacksForEmpty)

@@ -48,10 +48,17 @@ class UrlFilterTest : public HandlerTest
         return reply;
     }
     static Bytes stored() { return Bytes(kSize).u32(0, 1); }
-    static std::string listing(const std::string &name, const std::string &urls, const std::string &macs)
+    static std::string listing(const std::string &name, const std::vector<ReplyValue> &urls,
+                               const std::vector<ReplyValue> &macs)
     {
-        return R"({"wexond.filter.url": [{"idx": 1, "enable": "no", "name": )" + name + R"(, "mode": 0, "urls": )" +
-               urls + R"(, "macs": )" + macs + R"(, "weekdays": [], "timerange": ""}]})";
+        return table({{"wexond.filter.url", array({table({{"idx", 1},
+                                                          {"enable", "no"},
+                                                          {"name", name},
+                                                          {"mode", 0},
+                                                          {"urls", array(urls)},
+                                                          {"macs", array(macs)},
+                                                          {"weekdays", array({})},
+                                                          {"timerange", ""}})})}});
     }
 };
 
@@ -158,7 +165,7 @@ TEST_F(UrlFilterTest, ListsMacsAsTwelveDigits)
 {
     Bytes rule =
         stored().text(kMacs, "00:1a:2b:3c:4d:5e").text(kMacs + 32, "00:1A:2B:3C:4D:5").text(kMacs + 64, "a printer");
-    EXPECT_EQ(listed(rule), listing(R"("")", "[]", R"(["001A2B3C4D5E", "00:1A:2B:3C:4D:5", "a printer"])"));
+    EXPECT_EQ(listed(rule), listing("", {}, {"001A2B3C4D5E", "00:1A:2B:3C:4D:5", "a printer"}));
 }
 
 TEST_F(UrlFilterTest, ListsUrlsAndMacsUpToTheFirstEmptySlot)
@@ -168,7 +175,7 @@ TEST_F(UrlFilterTest, ListsUrlsAndMacsUpToTheFirstEmptySlot)
         rule.text(kUrls + slot * kSlotSize, "a.example");
         rule.text(kMacs + slot * kSlotSize, "00:1A:2B:3C:4D:5E");
     }
-    EXPECT_EQ(listed(rule), listing(R"("")", array_of(2, R"("a.example")"), array_of(2, R"("001A2B3C4D5E")")));
+    EXPECT_EQ(listed(rule), listing("", {"a.example", "a.example"}, {"001A2B3C4D5E", "001A2B3C4D5E"}));
 }
 
 TEST_F(UrlFilterTest, ListsFieldsThatAreFilledToTheLastByte)
@@ -177,7 +184,7 @@ TEST_F(UrlFilterTest, ListsFieldsThatAreFilledToTheLastByte)
     Bytes rule = stored().text(kName, full);
     for (size_t i = 0; i < 32; i++)
         rule.text(kUrls + i * kSlotSize, full).text(kMacs + i * kSlotSize, full);
-    EXPECT_EQ(listed(rule), listing(in_quotes(full), array_of(32, in_quotes(full)), array_of(32, in_quotes(full))));
+    EXPECT_EQ(listed(rule), listing(full, std::vector<ReplyValue>(32, full), std::vector<ReplyValue>(32, full)));
 }
 
 TEST_F(UrlFilterTest, GetOnAnObjectWithoutARuleSendsNoReply)

@@ -27,9 +27,11 @@ Bytes word(uint32_t value)
     return Bytes(4).u32(0, value);
 }
 
-std::string listing(const std::string &object, const std::vector<std::string> &tables)
+using Shown = std::vector<ReplyValue>;
+
+std::string listing(const std::string &object, const Shown &elements)
 {
-    return "{\"" + object + "\": " + array_of(tables) + "}";
+    return table({{object, array(elements)}});
 }
 
 // --- What the three lists have in common ---
@@ -150,9 +152,8 @@ TEST_F(VsieTest, AddSendsItsRecordAndRepliesTheIndex)
         SCOPED_TRACE(row.object);
         for (uint32_t index : {1u, 0u, 0xFFFFFFFFu}) {
             service().answer(row.type, record(word(index)));
-            EXPECT_EQ(call(row.object, "add", row.arguments.json()), R"({"result": "0", "idx": )" +
-                                                                         std::to_string(static_cast<int32_t>(index)) +
-                                                                         R"(, "failreason": ""})");
+            EXPECT_EQ(call(row.object, "add", row.arguments.json()),
+                      table({{"result", "0"}, {"idx", index}, {"failreason", ""}}));
             EXPECT_EQ(service().take_requests(), (Requests{{row.type, 8, row.record}}));
         }
     }
@@ -319,10 +320,14 @@ class BeaconTest : public VsieTest
             record.u32(80 + 4 * i, 0xDD);
         return record;
     }
-    static std::string table(uint32_t index, int64_t length, size_t shown)
+    static ReplyText element(uint32_t index, int32_t length, size_t shown, const std::string &name = "portal")
     {
-        return R"({"idx": )" + std::to_string(index) + R"(, "servicename": "portal", "ssididx": 2, "duration": -1, )" +
-               R"("len": )" + std::to_string(length) + R"(, "iedata": )" + array_of(shown, "221") + "}";
+        return table({{"idx", index},
+                      {"servicename", name},
+                      {"ssididx", 2},
+                      {"duration", -1},
+                      {"len", length},
+                      {"iedata", array(Shown(shown, 221))}});
     }
     std::string add_bytes(const std::string &length, const std::string &bytes)
     {
@@ -362,7 +367,7 @@ TEST_F(BeaconTest, RefusesMoreBytesThanARecordHolds)
 TEST_F(BeaconTest, ListsWhatWasStored)
 {
     EXPECT_EQ(list(kBeacons, kListBeacons, list_answer(8, 1104, {beacon(5, 3, 256), beacon(0, 0, 256)})),
-              listing(kBeacons, {table(5, 3, 3), table(0, 0, 0)}));
+              listing(kBeacons, {element(5, 3, 3), element(0, 0, 0)}));
     EXPECT_EQ(service().take_requests(), (Requests{{kListBeacons, 8840}}));
     EXPECT_EQ(list(kBeacons, kListBeacons, list_answer(8, 1104, {})), listing(kBeacons, {}));
 }
@@ -370,13 +375,13 @@ TEST_F(BeaconTest, ListsWhatWasStored)
 TEST_F(BeaconTest, ListCutsCountsAtWhatTheAnswerHolds)
 {
     std::vector<Bytes> records;
-    std::vector<std::string> tables;
+    Shown elements;
     for (uint32_t index = 1; index <= 8; index++) {
         records.push_back(beacon(index, index < 8 ? 257 : 0xFFFFFFFF, 256));
-        tables.push_back(table(index, index < 8 ? 257 : -1, 256));
+        elements.push_back(element(index, index < 8 ? 257 : -1, 256));
     }
     for (uint32_t count : {8u, 9u, 0xFFFFFFFFu})
-        EXPECT_EQ(list(kBeacons, kListBeacons, list_answer(8, 1104, records, count)), listing(kBeacons, tables))
+        EXPECT_EQ(list(kBeacons, kListBeacons, list_answer(8, 1104, records, count)), listing(kBeacons, elements))
             << count;
 }
 
@@ -384,8 +389,7 @@ TEST_F(BeaconTest, ListsAServiceNameThatFillsItsField)
 {
     std::string name(64, 's');
     std::string reply = list(kBeacons, kListBeacons, list_answer(8, 1104, {beacon(5, 0, 0).text(4, name)}));
-    EXPECT_EQ(reply, listing(kBeacons, {R"({"idx": 5, "servicename": ")" + name +
-                                        R"(", "ssididx": 2, "duration": -1, "len": 0, "iedata": []})"}));
+    EXPECT_EQ(reply, listing(kBeacons, {element(5, 0, 0, name)}));
 }
 
 // --- Watched for in probe requests ---
@@ -408,18 +412,20 @@ class ProbeWatchTest : public VsieTest
         watch.text(start, "\1\2\3\4").text(start + 4, "00:1a:2b:3c:4d:5e").u32(start + 24, 7).u32(start + 28, length);
         watch.text(start + 32, std::string(260, '\xDD'));
     }
-    static std::string table(uint32_t index, const std::string &frames = "[]")
+    static ReplyText element(uint32_t index, const Shown &frames = {}, const std::string &name = "portal", int band = 1)
     {
-        return R"({"idx": )" + std::to_string(index) +
-               R"(, "servicename": "portal", "band": 1, "oui": [0, 26, 255], "record": )" + frames + "}";
+        return table({{"idx", index},
+                      {"servicename", name},
+                      {"band", band},
+                      {"oui", array({0, 26, 255})},
+                      {"record", array(frames)}});
     }
     // A frame of which so many bytes are shown after the OUI.
-    static std::string frame(size_t shown)
+    static ReplyText frame(size_t shown, const std::string &mac = "001A2B3C4D5E")
     {
-        std::string bytes = array_of(shown, "221");
-        bytes.erase(0, 1);
-        return R"({"mac": "001A2B3C4D5E", "band": 7, "vsie": [0, 26, 255)" + std::string(shown ? ", " : "") + bytes +
-               "}";
+        Shown bytes = {0, 26, 255};
+        bytes.resize(bytes.size() + shown, 221);
+        return table({{"mac", mac}, {"band", 7}, {"vsie", array(bytes)}});
     }
     std::string list(const std::vector<Bytes> &watches, std::optional<uint32_t> count = {})
     {
@@ -457,9 +463,7 @@ TEST_F(ProbeWatchTest, ListsTheOuiBeforeEachFramesBytes)
     put_frame(caught, 0, 2);
     put_frame(caught, 1, 0);
     EXPECT_EQ(list({caught, watch(6, 0).u32(68, 0)}),
-              listing(kWatches, {table(5, "[" + frame(2) + ", " + frame(0) + "]"),
-                                 R"({"idx": 6, "servicename": "portal", "band": 0, "oui": [0, 26, 255], )"
-                                 R"("record": []})"}));
+              listing(kWatches, {element(5, {frame(2), frame(0)}), element(6, {}, "portal", 0)}));
     EXPECT_EQ(service().take_requests(), (Requests{{kListWatches, 7256}}));
     EXPECT_EQ(list({}), listing(kWatches, {}));
 }
@@ -470,17 +474,17 @@ TEST_F(ProbeWatchTest, ListCutsFramesAndTheirBytes)
         Bytes caught = watch(5, length);
         for (size_t i = 0; i < 8; i++)
             put_frame(caught, i, length);
-        EXPECT_EQ(list({caught}), listing(kWatches, {table(5, array_of(8, frame(255)))})) << length;
+        EXPECT_EQ(list({caught}), listing(kWatches, {element(5, Shown(8, frame(255)))})) << length;
     }
 }
 
 TEST_F(ProbeWatchTest, ListSkipsEmptySlotsWithinItsCount)
 {
-    EXPECT_EQ(list({watch(0, 0), watch(6, 0), watch(7, 0)}), listing(kWatches, {table(6), table(7)}));
-    EXPECT_EQ(list({watch(0, 0), watch(6, 0), watch(7, 0)}, 2), listing(kWatches, {table(6)}));
+    EXPECT_EQ(list({watch(0, 0), watch(6, 0), watch(7, 0)}), listing(kWatches, {element(6), element(7)}));
+    EXPECT_EQ(list({watch(0, 0), watch(6, 0), watch(7, 0)}, 2), listing(kWatches, {element(6)}));
     for (uint32_t count : {5u, 0xFFFFFFFFu})
         EXPECT_EQ(list({watch(5, 0), watch(6, 0), watch(7, 0)}, count),
-                  listing(kWatches, {table(5), table(6), table(7)}));
+                  listing(kWatches, {element(5), element(6), element(7)}));
 }
 
 TEST_F(ProbeWatchTest, ListKeepsFieldsApartThatAreFilledToTheLastByte)
@@ -489,9 +493,7 @@ TEST_F(ProbeWatchTest, ListKeepsFieldsApartThatAreFilledToTheLastByte)
     Bytes caught = watch(5, 1).text(4, name);
     put_frame(caught, 0, 0);
     caught.text(84, mac);
-    EXPECT_EQ(list({caught}), listing(kWatches, {R"({"idx": 5, "servicename": ")" + name +
-                                                 R"(", "band": 1, "oui": [0, 26, 255], "record": [{"mac": ")" + mac +
-                                                 R"(", "band": 7, "vsie": [0, 26, 255]}]})"}));
+    EXPECT_EQ(list({caught}), listing(kWatches, {element(5, {frame(0, mac)}, name)}));
 }
 
 // --- Sent in probe responses ---
@@ -508,10 +510,9 @@ class ProbeResponseTest : public VsieTest
             .u32(28, length)
             .text(32, std::string(256, '\xDD'));
     }
-    static std::string table(uint32_t index, size_t shown)
+    static ReplyText element(uint32_t index, size_t shown, const char *mac = "001A2B3C4D5E", int band = 1)
     {
-        return R"({"idx": )" + std::to_string(index) + R"(, "mac": "001A2B3C4D5E", "band": 1, "iedata": )" +
-               array_of(shown, "221") + "}";
+        return table({{"idx", index}, {"mac", mac}, {"band", band}, {"iedata", array(Shown(shown, 221))}});
     }
     std::string list(const std::vector<Bytes> &responses, std::optional<uint32_t> count = {})
     {
@@ -554,9 +555,8 @@ TEST_F(ProbeResponseTest, SendsTheFirstTwoHundredFiftySixBytes)
 
 TEST_F(ProbeResponseTest, ListsWhatWasStored)
 {
-    EXPECT_EQ(
-        list({response(5, 3), response(6, 0).u32(24, 0).text(4, "00:1A:2B:3C:4D:5EF")}),
-        listing(kResponses, {table(5, 3), R"({"idx": 6, "mac": "00:1A:2B:3C:4D:5EF", "band": 0, "iedata": []})"}));
+    EXPECT_EQ(list({response(5, 3), response(6, 0).u32(24, 0).text(4, "00:1A:2B:3C:4D:5EF")}),
+              listing(kResponses, {element(5, 3), element(6, 0, "00:1A:2B:3C:4D:5EF", 0)}));
     EXPECT_EQ(service().take_requests(), (Requests{{kListResponses, 872}}));
     EXPECT_EQ(list({}), listing(kResponses, {}));
 }
@@ -564,12 +564,13 @@ TEST_F(ProbeResponseTest, ListsWhatWasStored)
 TEST_F(ProbeResponseTest, ListCutsLengthsAndSkipsEmptySlotsWithinItsCount)
 {
     for (uint32_t length : {256u, 257u, 0xFFFFFFFFu})
-        EXPECT_EQ(list({response(5, length)}), listing(kResponses, {table(5, 256)})) << length;
-    EXPECT_EQ(list({response(0, 1), response(6, 1), response(7, 1)}), listing(kResponses, {table(6, 1), table(7, 1)}));
-    EXPECT_EQ(list({response(0, 1), response(6, 1), response(7, 1)}, 2), listing(kResponses, {table(6, 1)}));
+        EXPECT_EQ(list({response(5, length)}), listing(kResponses, {element(5, 256)})) << length;
+    EXPECT_EQ(list({response(0, 1), response(6, 1), response(7, 1)}),
+              listing(kResponses, {element(6, 1), element(7, 1)}));
+    EXPECT_EQ(list({response(0, 1), response(6, 1), response(7, 1)}, 2), listing(kResponses, {element(6, 1)}));
     for (uint32_t count : {4u, 0xFFFFFFFFu})
         EXPECT_EQ(list({response(5, 1), response(6, 1), response(7, 1)}, count),
-                  listing(kResponses, {table(5, 1), table(6, 1), table(7, 1)}));
+                  listing(kResponses, {element(5, 1), element(6, 1), element(7, 1)}));
 }
 
 } // namespace

@@ -97,31 +97,48 @@ Requests requests_of(const std::vector<Step> &steps)
     return requests;
 }
 
-// The reply of that router, with some of its values changed. Texts stand here without quotes.
+// The reply of that router, with some of its values changed.
 struct Reply {
     std::string ipaddr = "203.0.113.7", subnetmask = "255.255.255.0", gateway = "203.0.113.1";
     std::string dns1 = "192.0.2.53", dns2 = "192.0.2.54";
     std::string status = "up", networktype = "PPPOE", pppoename = "user@isp", pppoepwd = "secret";
-    std::string onlinetime = "86400", negorate = "1000000", duplexmode = "full";
-    std::string downloadspeed = "700", uploadspeed = "80";
+    int32_t onlinetime = 86400, negorate = 1000000;
+    std::string duplexmode = "full", downloadspeed = "700", uploadspeed = "80";
     std::string bytessent = "11000000000", bytesreceived = "22000000000", packetssent = "33", packetsreceived = "44";
-    std::string crcerror = "55l";
+    int64_t crcerror = 55;
     std::string ipaddr6 = "2001:db8::7", prefix6 = "2001:db8:1::", prefixlen6 = "56", gateway6 = "fe80::1";
     std::string dns61 = "2001:db8::53", dns62 = "2001:db8::54", status6 = "up";
 
     std::string text() const
     {
-        return R"({"wexond.waninfo": {"ipaddr": ")" + ipaddr + R"(", "subnetmask": ")" + subnetmask +
-               R"(", "gateway": ")" + gateway + R"(", "dns1": ")" + dns1 + R"(", "dns2": ")" + dns2 +
-               R"(", "status": ")" + status + R"(", "networktype": ")" + networktype + R"(", "pppoename": ")" +
-               pppoename + R"(", "pppoepwd": ")" + pppoepwd + R"(", "onlinetime": )" + onlinetime +
-               R"(, "negorate": )" + negorate + R"(, "duplexmode": ")" + duplexmode + R"(", "downloadspeed": ")" +
-               downloadspeed + R"(", "uploadspeed": ")" + uploadspeed + R"(", "bytessent": ")" + bytessent +
-               R"(", "bytesreceived": ")" + bytesreceived + R"(", "packetssent": ")" + packetssent +
-               R"(", "packetsreceived": ")" + packetsreceived + R"(", "crcerror": )" + crcerror + R"(, "ipaddr6": ")" +
-               ipaddr6 + R"(", "prefix6": ")" + prefix6 + R"(", "prefixlen6": ")" + prefixlen6 + R"(", "gateway6": ")" +
-               gateway6 + R"(", "dns61": ")" + dns61 + R"(", "dns62": ")" + dns62 + R"(", "status6": ")" + status6 +
-               R"("}})";
+        return table({{"wexond.waninfo", table({
+                                             {"ipaddr", ipaddr},
+                                             {"subnetmask", subnetmask},
+                                             {"gateway", gateway},
+                                             {"dns1", dns1},
+                                             {"dns2", dns2},
+                                             {"status", status},
+                                             {"networktype", networktype},
+                                             {"pppoename", pppoename},
+                                             {"pppoepwd", pppoepwd},
+                                             {"onlinetime", onlinetime},
+                                             {"negorate", negorate},
+                                             {"duplexmode", duplexmode},
+                                             {"downloadspeed", downloadspeed},
+                                             {"uploadspeed", uploadspeed},
+                                             {"bytessent", bytessent},
+                                             {"bytesreceived", bytesreceived},
+                                             {"packetssent", packetssent},
+                                             {"packetsreceived", packetsreceived},
+                                             {"crcerror", crcerror},
+                                             {"ipaddr6", ipaddr6},
+                                             {"prefix6", prefix6},
+                                             {"prefixlen6", prefixlen6},
+                                             {"gateway6", gateway6},
+                                             {"dns61", dns61},
+                                             {"dns62", dns62},
+                                             {"status6", status6},
+                                         })}});
     }
 };
 
@@ -329,14 +346,14 @@ TEST_F(WanInfoTest, ReportsNumbersAtTheirLimits)
         kPortTraffic,
         record(Bytes(72).u64(8, most).u64(16, most - 1).u64(24, most - 2).u64(32, 1ull << 63).u64(40, most)));
     service().answer(kIpv6Info, record(ipv6_info().u32(136, 0xFFFFFFFF)));
-    EXPECT_EQ(get(), (Reply{.onlinetime = "-1",
+    EXPECT_EQ(get(), (Reply{.onlinetime = -1,
                             .downloadspeed = "4294967295",
                             .uploadspeed = "2147483648",
                             .bytessent = "18446744073709551615",
                             .bytesreceived = "18446744073709551614",
                             .packetssent = "18446744073709551613",
                             .packetsreceived = "9223372036854775808",
-                            .crcerror = "-1l",
+                            .crcerror = -1,
                             .prefixlen6 = "-1"})
                          .text());
 }
@@ -345,9 +362,9 @@ TEST_F(WanInfoTest, ReportsNumbersAtTheirLimits)
 TEST_F(WanInfoTest, SurvivesAnImpossibleRate)
 {
     service().answer(kPortStatus, record(port_status().u32(16, 0xFFFFFFFF)));
-    EXPECT_EQ(get(), (Reply{.negorate = "-1000"}).text());
+    EXPECT_EQ(get(), (Reply{.negorate = -1000}).text());
     service().answer(kPortStatus, record(port_status().u32(16, 2147484)));
-    EXPECT_EQ(get(), (Reply{.negorate = "-2147483296"}).text());
+    EXPECT_EQ(get(), (Reply{.negorate = -2147483296}).text());
 }
 
 TEST_F(WanInfoTest, ReadsTextFieldsToTheirLastByte)
@@ -442,8 +459,17 @@ class Ipv6Test : public HandlerTest
     std::string set(std::string_view arguments) { return call("wexond.ipv6", "set", arguments); }
 };
 
-constexpr const char *kIpv6Addresses = R"("ipaddr6": "2001:db8::7", "prefix6": "2001:db8:1::", "prefixlen6": "56", )"
-                                       R"("gateway6": "fe80::1", "dns61": "2001:db8::53", "dns62": "2001:db8::54"}})";
+std::string shown_addresses(const char *enable, const char *status)
+{
+    return table({{"wexond.ipv6", table({{"enable", enable},
+                                         {"status6", status},
+                                         {"ipaddr6", "2001:db8::7"},
+                                         {"prefix6", "2001:db8:1::"},
+                                         {"prefixlen6", "56"},
+                                         {"gateway6", "fe80::1"},
+                                         {"dns61", "2001:db8::53"},
+                                         {"dns62", "2001:db8::54"}})}});
+}
 
 // The one request of these objects with the flag 0.
 TEST_F(Ipv6Test, SwitchesIpv6)
@@ -485,26 +511,28 @@ TEST_F(Ipv6Test, ReportsSuccessEvenWhereTheServiceRefuses)
 
 TEST_F(Ipv6Test, ReportsTheAddresses)
 {
-    EXPECT_EQ(get(ipv6_info()), R"({"wexond.ipv6": {"enable": "yes", "status6": "up", )" + std::string(kIpv6Addresses));
+    EXPECT_EQ(get(ipv6_info()), shown_addresses("yes", "up"));
     EXPECT_EQ(service().take_requests(), (Requests{{kIpv6Info, 360}}));
 }
 
 TEST_F(Ipv6Test, TakesOnlyExactlyOneForEnabledAndUp)
 {
     for (uint32_t word : {0u, 2u, 0x00000100u, 0xFFFFFFFFu})
-        EXPECT_EQ(get(ipv6_info().u32(0, word).u32(4, word)),
-                  R"({"wexond.ipv6": {"enable": "no", "status6": "down", )" + std::string(kIpv6Addresses))
-            << word;
+        EXPECT_EQ(get(ipv6_info().u32(0, word).u32(4, word)), shown_addresses("no", "down")) << word;
 }
 
 TEST_F(Ipv6Test, ReportsThePrefixLengthAsASignedText)
 {
     for (const char *text : {"64", "0", "128", "-1", "-2147483648", "2147483647"}) {
         auto word = static_cast<uint32_t>(std::stol(text));
-        EXPECT_EQ(
-            get(Bytes(356).u32(136, word)),
-            R"({"wexond.ipv6": {"enable": "no", "status6": "down", "ipaddr6": "", "prefix6": "", "prefixlen6": ")" +
-                std::string(text) + R"(", "gateway6": "", "dns61": "", "dns62": ""}})");
+        EXPECT_EQ(get(Bytes(356).u32(136, word)), table({{"wexond.ipv6", table({{"enable", "no"},
+                                                                                {"status6", "down"},
+                                                                                {"ipaddr6", ""},
+                                                                                {"prefix6", ""},
+                                                                                {"prefixlen6", text},
+                                                                                {"gateway6", ""},
+                                                                                {"dns61", ""},
+                                                                                {"dns62", ""}})}}));
     }
 }
 

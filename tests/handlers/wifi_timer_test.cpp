@@ -33,9 +33,19 @@ Bytes list_of(const std::vector<Bytes> &timers, std::optional<uint32_t> count = 
     return list_answer(32, 36, timers, count);
 }
 
-std::string keys(const std::string &weekday, const std::string &time, const std::string &enable)
+ReplyFields fields(const char *weekday, const char *time, const char *enable)
 {
-    return R"("weekday": ")" + weekday + R"(", "time": ")" + time + R"(", "enable": ")" + enable + "\"}";
+    return {{"weekday", weekday}, {"time", time}, {"enable", enable}};
+}
+
+ReplyText element(uint32_t index, const char *weekday, const char *time, const char *enable)
+{
+    return table(ReplyFields{{"idx", index}} + fields(weekday, time, enable));
+}
+
+std::string listed(const std::vector<ReplyValue> &timers)
+{
+    return table({{"wexond.wifi.timer", array(timers)}});
 }
 
 std::string create_line(const std::string &index)
@@ -205,8 +215,7 @@ TEST_F(WifiTimerTest, DeleteOfAnUnknownTimerAsksNothing)
 TEST_F(WifiTimerTest, ListReportsTheTimers)
 {
     EXPECT_EQ(list(record(list_of({timer(5, 2, 7, 5, 1), timer(2, 1, 25, 99, 0), timer(3, 0, 0, 0, 2)}))),
-              R"({"wexond.wifi.timer": [{"idx": 5, )" + keys("1", "07:05", "yes") + R"(, {"idx": 2, )" +
-                  keys("7", "25:99", "no") + R"(, {"idx": 3, )" + keys("", "00:00", "no") + "]}");
+              listed({element(5, "1", "07:05", "yes"), element(2, "7", "25:99", "no"), element(3, "", "00:00", "no")}));
     EXPECT_EQ(service().take_requests(), (Requests{{kList, 1160}}));
     EXPECT_EQ(list(record(list_of({}))), R"({"wexond.wifi.timer": []})");
 }
@@ -237,13 +246,13 @@ TEST_F(WifiTimerTest, AFailedListLeavesTheEntries)
 TEST_F(WifiTimerTest, ListCutsItsCountAtWhatTheAnswerHolds)
 {
     std::vector<Bytes> timers;
-    std::string tables;
+    std::vector<ReplyValue> elements;
     for (uint32_t index = 1; index <= 32; index++) {
         timers.push_back(timer(index, 2, 7, 30, 1));
-        tables += (index > 1 ? ", " : "") + ("{\"idx\": " + std::to_string(index) + ", ") + keys("1", "07:30", "yes");
+        elements.push_back(element(index, "1", "07:30", "yes"));
     }
     for (uint32_t count : {32u, 40u, 0xFFFFFFFFu})
-        EXPECT_EQ(list(record(list_of(timers, count))), "{\"wexond.wifi.timer\": [" + tables + "]}") << count;
+        EXPECT_EQ(list(record(list_of(timers, count))), listed(elements)) << count;
     EXPECT_TRUE(has_timer("32"));
     EXPECT_FALSE(has_timer("33"));
 }
@@ -253,9 +262,9 @@ TEST_F(WifiTimerTest, GetReportsTheTimerOfItsObject)
     know({3, 300});
     service().answer(kGet, record(timer(1, 64, 0xFFFFFFFF, 0x80000000, 1)));
     EXPECT_EQ(call(timer_object("3"), "get"),
-              R"({"wexond.wifi.timer.3": {)" + keys("6", "-1:-2147483648", "yes") + "}");
+              table({{timer_object("3"), table(fields("6", "-1:-2147483648", "yes"))}}));
     service().answer(kGet, record(timer(1, 0x7E, 7, 30, 0)));
-    EXPECT_EQ(call(timer_object("300"), "get"), R"({"wexond.wifi.timer.300": {)" + keys("1", "07:30", "no") + "}");
+    EXPECT_EQ(call(timer_object("300"), "get"), table({{timer_object("300"), table(fields("1", "07:30", "no"))}}));
     EXPECT_EQ(service().take_requests(), (Requests{{kGet, 40, index_record(3)}, {kGet, 40, index_record(300)}}));
 }
 
@@ -263,7 +272,7 @@ TEST_F(WifiTimerTest, GetTakesWhatAShortAnswerLacksForZero)
 {
     know({3});
     service().answer(kGet, record(Bytes(20).u32(8, 1).u32(16, 7)));
-    EXPECT_EQ(call(timer_object("3"), "get"), R"({"wexond.wifi.timer.3": {)" + keys("", "07:00", "yes") + "}");
+    EXPECT_EQ(call(timer_object("3"), "get"), table({{timer_object("3"), table(fields("", "07:00", "yes"))}}));
 }
 
 TEST_F(WifiTimerTest, ReportsFailuresOfAnEntry)
@@ -284,7 +293,7 @@ TEST_F(WifiTimerTest, IndexZeroIsATimerLikeOthers)
     know({0});
     service().answer(kGet, record(timer(0, 2, 7, 30, 1)));
     service().answer(kSet, code(0));
-    EXPECT_EQ(call(timer_object("0"), "get"), R"({"wexond.wifi.timer.0": {)" + keys("1", "07:30", "yes") + "}");
+    EXPECT_EQ(call(timer_object("0"), "get"), table({{timer_object("0"), table(fields("1", "07:30", "yes"))}}));
     EXPECT_EQ(call(timer_object("0"), "set", kTimer.json()), kSuccess);
     EXPECT_EQ(service().take_requests(), (Requests{{kGet, 40, index_record(0)}, {kSet, 4, timer(0, 2, 7, 30, 1)}}));
 }

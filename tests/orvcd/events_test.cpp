@@ -282,7 +282,6 @@ const std::map<std::string, std::string> kEvents = {
 
 TEST_F(OrvcdEventCommand, SendsOneEventOfEachKind)
 {
-    ASSERT_EQ(kEvents.size(), 15u);
     for (const auto &[name, bytes] : kEvents)
         expect_sent({name}, bytes);
 }

@@ -95,22 +95,6 @@ std::optional<Parsed> parse(std::string_view bytes)
                   bytes.substr(header, length - header), std::min(padded(length), bytes.size())};
 }
 
-std::string in_quotes(std::string_view text)
-{
-    std::string result = "\"";
-    for (unsigned char byte : text) {
-        char escaped[8];
-        snprintf(escaped, sizeof(escaped), "\\x%02X", byte);
-        if (byte == '"' || byte == '\\')
-            result += {'\\', static_cast<char>(byte)};
-        else if (std::isprint(byte))
-            result += static_cast<char>(byte);
-        else
-            result += escaped;
-    }
-    return result + '"';
-}
-
 std::string integer_text(std::string_view payload, size_t width, const char *suffix)
 {
     if (payload.size() != width)
@@ -127,8 +111,8 @@ std::string boolean_text(std::string_view payload)
 std::string string_text(std::string_view payload)
 {
     if (payload.empty() || payload.back() != '\0')
-        return "<unterminated>" + in_quotes(payload);
-    return in_quotes(payload.substr(0, payload.size() - 1));
+        return "<unterminated>" + text_in_quotes(payload);
+    return text_in_quotes(payload.substr(0, payload.size() - 1));
 }
 
 std::string container_text(std::string_view values, bool is_array);
@@ -170,7 +154,7 @@ std::string container_text(std::string_view values, bool is_array)
             break;
         }
         if (!is_array || !parsed->name.empty())
-            result += in_quotes(parsed->name) + ": ";
+            result += text_in_quotes(parsed->name) + ": ";
         result += payload_text(parsed->type, parsed->payload);
         values.remove_prefix(parsed->length);
     }
@@ -178,6 +162,22 @@ std::string container_text(std::string_view values, bool is_array)
 }
 
 } // namespace
+
+std::string text_in_quotes(std::string_view text)
+{
+    std::string result = "\"";
+    for (unsigned char byte : text) {
+        char escaped[8];
+        snprintf(escaped, sizeof(escaped), "\\x%02X", byte);
+        if (byte == '"' || byte == '\\')
+            result += {'\\', static_cast<char>(byte)};
+        else if (std::isprint(byte))
+            result += static_cast<char>(byte);
+        else
+            result += escaped;
+    }
+    return result + '"';
+}
 
 std::string value(Type type, std::string_view name, std::string_view payload)
 {

@@ -31,6 +31,9 @@ std::string from_json(std::string_view json);
 // as a reader would end it, are counted: `{<20 stray bytes>}`.
 std::string to_text(std::string_view message);
 
+// A text as to_text shows it.
+std::string text_in_quotes(std::string_view text);
+
 // The values of a message, table or array. Where bytes that are no value end the walk, `stray` is their number.
 struct Value {
     Type type;

@@ -10,7 +10,7 @@ namespace test_support
 
 std::string failure(std::string_view reason)
 {
-    return R"({"result": "1", "failreason": ")" + std::string(reason) + "\"}";
+    return table({{"result", "1"}, {"failreason", reason}});
 }
 
 std::string entry_log(std::string_view function, std::string_view object, std::string_view method)

@@ -6,7 +6,7 @@
 //     TEST_F(LedSwitchTest, ReportsTheSwitch)
 //     {
 //         service().answer(20, record(Bytes(4).u32(0, 1)));
-//         EXPECT_EQ(call("wexond.ledswitch", "get"), R"({"wexond.ledswitch": {"status": "on"}})");
+//         EXPECT_EQ(call("wexond.ledswitch", "get"), table({{"wexond.ledswitch", table({{"status", "on"}})}}));
 //         EXPECT_EQ(service().take_requests(), (Requests{{20, 8}}));
 //     }
 //
@@ -15,8 +15,9 @@
 // end with status 0 and without a word on its standard error, which is also where a sanitizer would report.
 //
 // - call() returns the whole reply as one line of text, or `(Method not found)` and the like for an error of the bus:
-//   see BusClient::call for the form, blobmsg_bytes.h for the types and for messages written by hand (RawMessage).
-//   kSuccess and failure("reason") are the two set-style replies; failure is also that of get-style methods.
+//   see BusClient::call for the form, reply.h for expected ones, blobmsg_bytes.h for the types and for messages written
+//   by hand (RawMessage). kSuccess and failure("reason") are the two set-style replies; failure is also that of
+//   get-style methods.
 // - service() answers by rules for each message type and records requests, whose records are written out by hand with
 //   Bytes: see scripted_service.h and bytes.h. Offsets and sizes stand in the test, never taken from the daemon's
 //   headers. A Request is {type, expected length, payload, flag}; payload and flag default to none and 1.
@@ -35,6 +36,7 @@
 #include "tests/support/bus_client.h"
 #include "tests/support/console.h"
 #include "tests/support/process.h"
+#include "tests/support/reply.h"
 #include "tests/support/scripted_service.h"
 #include "tests/support/temporary_folder.h"
 
