@@ -78,7 +78,9 @@ struct WifiTimerRecord {
     le32 weekday; // one bit: 0 Sunday, 1 to 6 Monday to Saturday
 };
 static_assert(sizeof(WifiTimerRecord) == 36);
+static_assert(offsetof(WifiTimerRecord, fixed1) == 4);
 static_assert(offsetof(WifiTimerRecord, enable) == 8);
+static_assert(offsetof(WifiTimerRecord, fixed2) == 12);
 static_assert(offsetof(WifiTimerRecord, hour) == 16);
 static_assert(offsetof(WifiTimerRecord, minute) == 20);
 static_assert(offsetof(WifiTimerRecord, weekday) == 32);
@@ -88,6 +90,7 @@ struct WifiTimerList {
     WifiTimerRecord entries[32];
 };
 static_assert(sizeof(WifiTimerList) == 1156);
+static_assert(offsetof(WifiTimerList, entries) == 4);
 
 // --- Radios (180 set, 181 get: request and answer) ---
 
@@ -157,6 +160,7 @@ struct TimeRange {
     le32 end;
 };
 static_assert(sizeof(TimeRange) == 8);
+static_assert(offsetof(TimeRange, end) == 4);
 
 constexpr uint32_t kListUrlFilters = 206;
 
@@ -184,6 +188,7 @@ struct UrlFilterList {
     UrlFilterRecord entries[32];
 };
 static_assert(sizeof(UrlFilterList) == 67844);
+static_assert(offsetof(UrlFilterList, entries) == 4);
 
 constexpr uint32_t kListDnsFilters = 211;
 
@@ -213,6 +218,7 @@ struct DnsFilterList {
     DnsFilterRecord entries[32];
 };
 static_assert(sizeof(DnsFilterList) == 36228);
+static_assert(offsetof(DnsFilterList, entries) == 4);
 
 // --- Factory flag (239, no request record) ---
 

@@ -36,7 +36,10 @@ struct PingResultEvent {
     le32 maximum;
 };
 static_assert(sizeof(PingResultEvent) == 24);
+static_assert(offsetof(PingResultEvent, loss) == 4);
 static_assert(offsetof(PingResultEvent, average) == 12);
+static_assert(offsetof(PingResultEvent, minimum) == 16);
+static_assert(offsetof(PingResultEvent, maximum) == 20);
 
 constexpr uint32_t kEventTraceResult = 53; // its whole record is the result's text
 

@@ -46,6 +46,7 @@ struct ClassificationList {
     ClassificationRecord entries[32];
 };
 static_assert(sizeof(ClassificationList) == 6404);
+static_assert(offsetof(ClassificationList, entries) == 4);
 
 struct ClassificationIndexRecord {
     le32 index;

@@ -13,6 +13,9 @@ struct VsieLimitsRecord {
     le32 probe_response_entries;
 };
 static_assert(sizeof(VsieLimitsRecord) == 16);
+static_assert(offsetof(VsieLimitsRecord, beacon_concurrent) == 4);
+static_assert(offsetof(VsieLimitsRecord, probe_request_entries) == 8);
+static_assert(offsetof(VsieLimitsRecord, probe_response_entries) == 12);
 
 // An entry's number, in add answers and delete requests.
 struct VsieIndexRecord {
@@ -46,6 +49,7 @@ struct BeaconIeList {
     BeaconIeRecord entries[8];
 };
 static_assert(sizeof(BeaconIeList) == 8836);
+static_assert(offsetof(BeaconIeList, entries) == 4);
 
 constexpr uint32_t kRunBeaconIe = 220;
 
@@ -54,6 +58,7 @@ struct BeaconIeRunRecord {
     le32 run; // 1 start, 0 stop
 };
 static_assert(sizeof(BeaconIeRunRecord) == 8);
+static_assert(offsetof(BeaconIeRunRecord, run) == 4);
 
 // --- Watched for in probe requests ---
 
@@ -95,6 +100,7 @@ struct ProbeWatchList {
     ProbeWatchRecord entries[3];
 };
 static_assert(sizeof(ProbeWatchList) == 7252);
+static_assert(offsetof(ProbeWatchList, entries) == 4);
 
 constexpr uint32_t kFlushProbeWatch = 224;
 
@@ -128,3 +134,4 @@ struct ProbeResponseIeList {
     ProbeResponseIeRecord entries[3];
 };
 static_assert(sizeof(ProbeResponseIeList) == 868);
+static_assert(offsetof(ProbeResponseIeList, entries) == 4);

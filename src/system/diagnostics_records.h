@@ -10,6 +10,7 @@ struct CpuRateRecord {
     le32 temperature;
 };
 static_assert(sizeof(CpuRateRecord) == 8);
+static_assert(offsetof(CpuRateRecord, temperature) == 4);
 
 constexpr uint32_t kGetMemoryRate = 6;
 
@@ -25,6 +26,7 @@ struct FlashRateRecord {
     le32 usage;
 };
 static_assert(sizeof(FlashRateRecord) == 8);
+static_assert(offsetof(FlashRateRecord, usage) == 4);
 
 constexpr uint32_t kGetTcpPorts = 9;
 constexpr uint32_t kGetUdpPorts = 10;

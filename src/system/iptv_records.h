@@ -14,6 +14,9 @@ struct IptvVlan {
     le32 wifi_5g_mask;
 };
 static_assert(sizeof(IptvVlan) == 16);
+static_assert(offsetof(IptvVlan, ethernet_mask) == 4);
+static_assert(offsetof(IptvVlan, wifi_2g_mask) == 8);
+static_assert(offsetof(IptvVlan, wifi_5g_mask) == 12);
 
 struct IptvRecord {
     le32 enable; // 1 yes

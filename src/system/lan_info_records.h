@@ -97,6 +97,8 @@ struct StationCountsRecord {
 };
 static_assert(sizeof(StationCountsRecord) == 20);
 static_assert(offsetof(StationCountsRecord, wired) == 8);
+static_assert(offsetof(StationCountsRecord, wifi_2g) == 12);
+static_assert(offsetof(StationCountsRecord, wifi_5g) == 16);
 
 constexpr uint32_t kSetStationName = 106;
 
@@ -105,6 +107,7 @@ struct StationNameRecord {
     char device_name[64]; // may fill its field
 };
 static_assert(sizeof(StationNameRecord) == 96);
+static_assert(offsetof(StationNameRecord, device_name) == 32);
 
 constexpr uint32_t kSetStationModel = 107;
 
@@ -119,6 +122,8 @@ struct StationModelRecord {
     le32 change_mask;
 };
 static_assert(sizeof(StationModelRecord) == 100);
+static_assert(offsetof(StationModelRecord, brand) == 32);
+static_assert(offsetof(StationModelRecord, model) == 64);
 static_assert(offsetof(StationModelRecord, change_mask) == 96);
 
 constexpr uint32_t kSetInternetAccess = 123;
@@ -129,6 +134,7 @@ struct StationAccessRecord {
     le32 flag;
 };
 static_assert(sizeof(StationAccessRecord) == 36);
+static_assert(offsetof(StationAccessRecord, flag) == 32);
 
 constexpr uint32_t kGetRateLimit = 135; // request and answer
 constexpr uint32_t kSetRateLimit = 136;

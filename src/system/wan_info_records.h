@@ -70,6 +70,7 @@ struct PortStatusRecord {
     le32 rate;   // negotiated, in thousands
 };
 static_assert(sizeof(PortStatusRecord) == 20);
+static_assert(offsetof(PortStatusRecord, port) == 4);
 static_assert(offsetof(PortStatusRecord, duplex) == 12);
 static_assert(offsetof(PortStatusRecord, rate) == 16);
 
@@ -86,6 +87,7 @@ struct PortTrafficRecord {
     char reserved[24];
 };
 static_assert(sizeof(PortTrafficRecord) == 72);
+static_assert(offsetof(PortTrafficRecord, port) == 4);
 static_assert(offsetof(PortTrafficRecord, bytes_sent) == 8);
 static_assert(offsetof(PortTrafficRecord, bytes_received) == 16);
 static_assert(offsetof(PortTrafficRecord, packets_sent) == 24);
@@ -101,5 +103,6 @@ struct PortRateRecord {
     le32 upload;
 };
 static_assert(sizeof(PortRateRecord) == 16);
+static_assert(offsetof(PortRateRecord, port) == 4);
 static_assert(offsetof(PortRateRecord, download) == 8);
 static_assert(offsetof(PortRateRecord, upload) == 12);

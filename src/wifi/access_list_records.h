@@ -22,6 +22,7 @@ struct AccessListAnswer {
     AccessListRecord entries[128];
 };
 static_assert(sizeof(AccessListAnswer) == 12804);
+static_assert(offsetof(AccessListAnswer, entries) == 4);
 
 constexpr uint32_t kAddBlacklist = 117;    // request and answer: an access list record
 constexpr uint32_t kDeleteBlacklist = 118; // request: an index

@@ -28,6 +28,7 @@ struct ApStatisticsRecord {
     le64 rx_drops;
 };
 static_assert(sizeof(ApStatisticsRecord) == 72);
+static_assert(offsetof(ApStatisticsRecord, ap_index) == 4);
 static_assert(offsetof(ApStatisticsRecord, tx_bytes) == 8);
 static_assert(offsetof(ApStatisticsRecord, rx_bytes) == 16);
 static_assert(offsetof(ApStatisticsRecord, tx_packets) == 24);
@@ -50,6 +51,7 @@ struct ApRateLimitRecord {
     le32 change_mask;
 };
 static_assert(sizeof(ApRateLimitRecord) == 20);
+static_assert(offsetof(ApRateLimitRecord, ap_index) == 4);
 static_assert(offsetof(ApRateLimitRecord, upstream) == 8);
 static_assert(offsetof(ApRateLimitRecord, downstream) == 12);
 static_assert(offsetof(ApRateLimitRecord, change_mask) == 16);
@@ -63,6 +65,8 @@ struct ApAccessModeRecord {
     le32 mode;
 };
 static_assert(sizeof(ApAccessModeRecord) == 12);
+static_assert(offsetof(ApAccessModeRecord, ap_index) == 4);
+static_assert(offsetof(ApAccessModeRecord, mode) == 8);
 
 constexpr uint32_t kSetApAccessRule = 192;
 constexpr uint32_t kGetApAccessRule = 193;
@@ -73,6 +77,7 @@ struct AllowedAddress {
     le32 port;
 };
 static_assert(sizeof(AllowedAddress) == 20);
+static_assert(offsetof(AllowedAddress, port) == 16);
 
 struct ApAccessRuleRecord {
     le32 band;
@@ -82,7 +87,9 @@ struct ApAccessRuleRecord {
     AllowedAddress entries[10];
 };
 static_assert(sizeof(ApAccessRuleRecord) == 216);
+static_assert(offsetof(ApAccessRuleRecord, ap_index) == 4);
 static_assert(offsetof(ApAccessRuleRecord, rule) == 8);
+static_assert(offsetof(ApAccessRuleRecord, count) == 12);
 static_assert(offsetof(ApAccessRuleRecord, entries) == 16);
 
 constexpr uint32_t kGetDualBandSync = 235; // no request record

@@ -45,6 +45,7 @@ struct TopologyBss {
     char ssid[32];
 };
 static_assert(sizeof(TopologyBss) == 50);
+static_assert(offsetof(TopologyBss, ssid) == 18);
 
 // The fronthaul networks of one band.
 struct TopologyBand {
@@ -52,6 +53,7 @@ struct TopologyBand {
     TopologyBss entries[2];
 };
 static_assert(sizeof(TopologyBand) == 104);
+static_assert(offsetof(TopologyBand, entries) == 4);
 
 struct TopologyStation {
     le32 link;      // 0 Ethernet, 1 2.4 GHz, 2 5 GHz
@@ -65,6 +67,7 @@ struct TopologyStation {
     char reserved3[8];
 };
 static_assert(sizeof(TopologyStation) == 204);
+static_assert(offsetof(TopologyStation, bss_index) == 4);
 static_assert(offsetof(TopologyStation, mac) == 12);
 static_assert(offsetof(TopologyStation, seconds) == 36);
 static_assert(offsetof(TopologyStation, up_rate) == 188);
@@ -75,6 +78,7 @@ struct TopologyStations {
     TopologyStation entries[64];
 };
 static_assert(sizeof(TopologyStations) == 13060);
+static_assert(offsetof(TopologyStations, entries) == 4);
 
 struct TopologyRecord {
     char reserved1[44];

@@ -20,6 +20,7 @@ struct ChannelScore {
     le32 score;
 };
 static_assert(sizeof(ChannelScore) == 8);
+static_assert(offsetof(ChannelScore, score) == 4);
 
 struct ChannelScoreList {
     le32 band;  // 0 the 2.4 GHz radio, 1 the 5 GHz radio
@@ -27,6 +28,7 @@ struct ChannelScoreList {
     ChannelScore entries[32];
 };
 static_assert(sizeof(ChannelScoreList) == 264);
+static_assert(offsetof(ChannelScoreList, count) == 4);
 static_assert(offsetof(ChannelScoreList, entries) == 8);
 
 // The switches: one word, an on/off code. The read requests carry no record.
@@ -54,5 +56,6 @@ struct WpsRecord {
     le32 code;
 };
 static_assert(sizeof(WpsRecord) == 8);
+static_assert(offsetof(WpsRecord, code) == 4);
 
 constexpr uint32_t kGetChannelScores = 198; // request: a channel score list with its band alone

@@ -50,6 +50,7 @@ struct ApRssiQueryEntry {
     le32 channel;
 };
 static_assert(sizeof(ApRssiQueryEntry) == 20);
+static_assert(offsetof(ApRssiQueryEntry, channel) == 16);
 
 struct ApRssiQueryRecord {
     le32 count;
@@ -65,12 +66,14 @@ struct ApRssiEntry {
     sle32 rssi;
 };
 static_assert(sizeof(ApRssiEntry) == 20);
+static_assert(offsetof(ApRssiEntry, rssi) == 16);
 
 struct ApRssiAnswer {
     le32 count;
     ApRssiEntry entries[32];
 };
 static_assert(sizeof(ApRssiAnswer) == 644);
+static_assert(offsetof(ApRssiAnswer, entries) == 4);
 
 constexpr uint32_t kRequestTransition = 145;
 
