@@ -25,6 +25,7 @@ enum {
     SOCKET_LENGTH_LIMIT = 1024 * 1024, /* bytes of a request's payload, of an answer's body (return code included) */
     SOCKET_TIME_LIMIT = 10,            /* seconds for one exchange, and for the rest of a frame that has begun */
 };
+#define SOCKET_LENGTH_LIMIT SOCKET_LENGTH_LIMIT /* for #ifdef */
 
 /* Results of receiving. */
 enum {
@@ -32,6 +33,7 @@ enum {
     SOCKET_CLOSED = -2,  /* the peer has closed the connection */
     SOCKET_NOTHING = -5, /* nothing arrived within the time-out; the connection is as good as before */
 };
+#define SOCKET_NOTHING SOCKET_NOTHING
 
 /* The fixed part of a request, in host byte order. */
 struct SOCKET_Request {

@@ -1,8 +1,7 @@
 #include "core/backend.h"
 
-#include <domainsocket.h>
-
 #include "core/log.h"
+#include "core/messaging.h"
 #include "core/paths.h"
 
 void *wexond_send_msg(uint32_t type, uint32_t flag, const void *payload, uint32_t length, uint32_t expected)

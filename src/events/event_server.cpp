@@ -2,10 +2,10 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <domainsocket.h>
 #include <pthread.h>
 
 #include "core/log.h"
+#include "core/messaging.h"
 #include "core/paths.h"
 #include "events/event_records.h"
 #include "events/event_table.h"
@@ -14,7 +14,6 @@ namespace
 {
 
 constexpr int kReceiveTimeout = 5; // seconds
-constexpr int kNothingReceived = -5;
 
 pthread_t gpWEXOND_MsgRcv_pthread;
 uint8_t batch[kBatchLimit]; // clients are served one at a time
@@ -71,7 +70,7 @@ void WEXOND_ServerListen(int client)
     memset(batch, 0, sizeof(batch));
     uint32_t length = 0;
     int result = SOCKET_Recv(client, batch, sizeof(batch), kReceiveTimeout, &length);
-    if (result == kNothingReceived) {
+    if (result == SOCKET_NOTHING) {
         WEXOND_LOG("Nothing, continue listen...\n");
     } else if (result != 0) {
         WEXOND_LOG("Listen error, close socket.\n");

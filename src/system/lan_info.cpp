@@ -10,6 +10,7 @@
 #include "core/call.h"
 #include "core/clock.h"
 #include "core/entry.h"
+#include "core/messaging.h"
 #include "core/reply.h"
 #include "core/vocabulary.h"
 #include "system/local_time.h"
@@ -41,9 +42,8 @@ struct MacIndexTable {
 
 MacIndexTable mac_index;
 
-// The messaging library carries 1 MiB in one answer.
-constexpr uint32_t kMaxStations =
-    (size_t{1024} * 1024 - sizeof(ReturnCode) - sizeof(StationListHeader)) / sizeof(StationRecord);
+constexpr uint32_t kMaxStations = // in one answer
+    (SOCKET_LENGTH_LIMIT - sizeof(ReturnCode) - sizeof(StationListHeader)) / sizeof(StationRecord);
 
 constexpr uint32_t kMediumWifi2g = 0;
 constexpr uint32_t kMediumWired = 2;

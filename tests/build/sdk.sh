@@ -21,6 +21,7 @@ done
 rm -r "$work/staging/usr/etc" "$work/staging/usr/sbin/wexond"
 libraries=$(dirname "$(find "$work/staging" -name libubus.so)")
 make_older_headers 2017 "$work/staging/usr/include"
+edit "$work/staging/usr/include/domainsocket.h" '/^enum {/,/^};/d; /^#define SOCKET_/d' # the maker's has functions alone
 mkdir "$work/empty"
 cat >"$work/sdk.cmake" <<END
 set(CMAKE_SYSTEM_NAME Linux)
