@@ -1,5 +1,5 @@
-// What attacks on the bus cost others: on the bundled broker, and on another one where UBUSD names its program. Each
-// row is an attack on a broker of its own, made beside a bystander who goes on calling, and then undone.
+// The cost of attacks on the bus to others: on the bundled broker, and on another one where UBUSD names its program.
+// Each row is an attack on a broker of its own, made beside a bystander who goes on calling, and then undone.
 
 #include <arpa/inet.h>
 #include <csignal>

@@ -1,5 +1,5 @@
-// What a method call costs: one that asks the service against the least call and a bare exchange, and the broker's part
-// in system calls.
+// The cost of a method call: one that asks the service against the least call and a bare exchange, and the broker's
+// part in system calls.
 
 #include <csignal>
 #include <cstdio>

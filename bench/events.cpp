@@ -85,7 +85,7 @@ struct Way {
     Microseconds call;
 };
 
-// What the way takes besides the wait for the drain, and a method call that does nothing, made as seldom: whatever
+// The time of the way besides the wait for the drain, and a method call that does nothing, made as seldom: whatever
 // happens five times a second finds nothing in the processor's caches.
 //
 // The drain's timer is set anew at the end of each drain, so that two notifications of events that were waiting are 200

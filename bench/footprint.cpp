@@ -1,4 +1,4 @@
-// What the daemon takes: size, memory after every method was called once, wake-ups while idle.
+// The daemon's footprint: size, memory after every method was called once, wake-ups while idle.
 
 #include <cstdio>
 #include <filesystem>

@@ -1,4 +1,4 @@
-// What the measurements share: a bus with the lab's configuration service, clients of both, and the arithmetic.
+// Shared by the measurements: a bus with the lab's configuration service, clients of both, and the arithmetic.
 // Everything runs pinned to one processor, so that figures of one run compare; absolute times mean nothing on a shared
 // machine.
 #pragma once

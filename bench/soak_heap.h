@@ -1,4 +1,4 @@
-// What the soaked daemon has allocated and not freed: counted in the daemon (LD_PRELOAD), read by the soak, through a
+// The soaked daemon's memory, allocated and not freed: counted in the daemon (LD_PRELOAD), read by the soak, through a
 // file that both map. Its path is in the daemon's environment.
 #pragma once
 

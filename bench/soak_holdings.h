@@ -1,4 +1,4 @@
-// What a process holds, read from outside.
+// A process's holdings, read from outside.
 #pragma once
 
 #include <sys/types.h>

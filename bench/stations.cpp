@@ -1,4 +1,4 @@
-// What a list of many stations costs beside the exchanges that it is made of.
+// The cost of a list of many stations beside the exchanges that it is made of.
 
 #include <cstdio>
 #include <cstdlib>

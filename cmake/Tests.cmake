@@ -12,7 +12,7 @@ else()
   set(TEST_FLAVOUR release)
 endif()
 
-# What runs the tests and the programs that they start.
+# Runs the tests and the programs that they start.
 set(TEST_TIMEOUT 120)
 if(WEXOND_SANITIZE)
   set(TEST_TIMEOUT 300)
@@ -74,7 +74,7 @@ function(wexond_test name)
   if(arg_WAITS)
     list(APPEND properties COST 100)
   endif()
-  # What it meets of the described interface is collected: see tests/api/met.py.
+  # The described interface that it meets is collected: see tests/api/met.py.
   if(arg_LIBRARIES MATCHES "(^|;|event_)test_support")
     list(APPEND properties FIXTURES_REQUIRED ${TEST_FLAVOUR}.api_met)
   endif()

@@ -188,7 +188,7 @@ static ReturnCode check_key(uint32_t auth, std::string_view key)
     }
 }
 
-// What makes no sense together: encryption of WPA where there is no WPA is passed over, WPA without any is not.
+// Settings that make no sense together: encryption of WPA where there is no WPA is passed over, WPA without any is not.
 static ReturnCode check_security(const ApBasicRecord &record)
 {
     uint32_t auth = record.auth;

@@ -1,4 +1,4 @@
-// What a router's configuration service looks at before it takes a setting. A family's `check_...` functions judge a
+// The checks of a router's configuration service before it takes a setting. A family's `check_...` functions judge a
 // whole request and name what is wrong with it; these are their predicates.
 #pragma once
 

@@ -1,4 +1,4 @@
-// What the device is, and what it is able to do.
+// The device: its names, its parts, its abilities.
 
 #include "core/shared_records.h"
 #include "records.h"

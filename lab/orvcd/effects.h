@@ -1,4 +1,4 @@
-// What a request sets off besides its answer: events that are pushed to the daemon, and changes that come a moment
+// The effects of a request besides its answer: events that are pushed to the daemon, and changes that come a moment
 // later. Handlers ask for them while they run; they come about once the handler has returned kOk and its change is
 // kept.
 #pragma once

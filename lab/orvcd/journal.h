@@ -1,4 +1,4 @@
-// What the service did, for people and for programs: a line on standard output for every request (--log), a line of
+// The service's journal, for people and for programs: a line on standard output for every request (--log), a line of
 // JSON in a file for every request and event (--record). Passwords and keys are masked in both unless that is not
 // wanted.
 #pragma once

@@ -93,7 +93,7 @@ static uint64_t seconds_online(const StationRecord &record)
     return std::min(record.online_time + seconds_up(), since_change);
 }
 
-// What a station has done while on line.
+// The traffic of a station while on line.
 static void advance(StationRecord &record)
 {
     uint64_t seconds = record.active == 1 ? seconds_online(record) : 0;

@@ -1,4 +1,4 @@
-// What happens in a home by itself: people come and go, a neighbour mistypes a password, a phone looks for networks.
+// A home's life of its own: people come and go, a neighbour mistypes a password, a phone looks for networks.
 
 #include "events/event_records.h"
 #include "filters/vsie_records.h"

@@ -161,8 +161,8 @@ struct Decoder {
     }
 };
 
-// What a record holds besides what the home document keeps: which entry it is about, which fields it changes. Only logs
-// and recordings show it. A family describes it as it does the rest, by a describe_message of its own.
+// The fields of a record besides those that the home document keeps: which entry it is about, which fields it changes.
+// Only logs and recordings show it. A family describes it as it does the rest, by a describe_message of its own.
 template <typename Field, typename Record> void describe_message(Field &&, Record &) {}
 
 // Writes the described fields of a record over those of an entry, whose other keys stay as they are.

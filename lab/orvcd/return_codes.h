@@ -12,7 +12,7 @@ enum ReturnCode : uint32_t {
     kFailed = 4,    // the state could not be written, or holds what means nothing; standard error tells
     kFull = 5,      // the list has no room
 
-    // What no router takes; with --lenient none of these is answered.
+    // For settings that no router takes; with --lenient none of these is answered.
     kBadSwitch = 16,
     kBadChannel = 17,
     kBadBandwidth = 18,

@@ -48,7 +48,7 @@ std::string nearest_key(const std::string &key, const Json &properties)
     return nearest;
 }
 
-// What may stand in a place, for people.
+// The values that may stand in a place, for people.
 std::string expectation(const Json &given)
 {
     const Json &schema = resolve(given);

@@ -95,7 +95,7 @@ bool Server::serve_request(int descriptor, char *payload)
     return answer(descriptor, request, faults_.take(request.type));
 }
 
-// What a fault makes of a record. Its bytes are other ones each time, the same in every run.
+// A record under a fault. Its bytes are other ones each time, the same in every run.
 static void spoil(Reply &reply, const Fault &fault)
 {
     static std::atomic<uint32_t> seed = 1;

@@ -30,7 +30,7 @@
 // &)` or the record alone as its parameters and returns the code of what no router takes, or kOk. It is asked before
 // the handler, unless the service runs with --lenient.
 //
-// What a handler sets off besides its answer (events, changes that come a moment later) it asks for by announce() and
+// Effects besides its answer (events, changes that come a moment later) a handler asks for by announce() and
 // later(), see effects.h.
 //
 // A new family: its file, what it stands on in default_home.json, and what may stand there in api/home.schema.json.
@@ -75,7 +75,7 @@ struct Reply {
     }
 };
 
-// What is done with the requests of a type. See serve<> below.
+// The treatment of a type's requests. See serve<> below.
 struct Operation {
     Reply (*handle)(State &, const Request &);
     ReturnCode (*check)(const Json &home, const Request &); // null where nothing is refused

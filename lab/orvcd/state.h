@@ -29,7 +29,7 @@ class State
     void look_at_file();
 
   private:
-    // What tells one content of the file from another.
+    // Tells one content of the file from another.
     struct Stamp {
         ino_t inode;
         off_t size;

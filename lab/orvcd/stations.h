@@ -1,4 +1,4 @@
-// What several families do with the home's stations.
+// Work of several families on the home's stations.
 #pragma once
 
 #include <string>

@@ -11,7 +11,7 @@ inline void describe(auto &&field, TimeRange &range)
     field("end", range.end, TimeOfDay{});
 }
 
-// What both kinds of rule have in common. A range may pass midnight.
+// The time ranges of both kinds of rule. A range may pass midnight.
 template <typename Rule> ReturnCode check_rule(const Rule &rule)
 {
     constexpr uint32_t kDay = 24 * 60 * 60;

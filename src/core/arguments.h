@@ -124,7 +124,7 @@ template <typename Record, typename Field> Record record_of(Field Record::*);
 
 template <auto field> using RecordOf = decltype(record_of(field));
 
-// What options fill: an integer, a text cut at its field's end, the code of a word, the code of a number.
+// The targets of options: an integer, a text cut at its field's end, the code of a word, the code of a number.
 template <auto field> bool fill_number(const Call &, RecordOf<field> &record, blob_attr *value)
 {
     record.*field = blobmsg_get_u32(value);

@@ -7,7 +7,8 @@
 #include "core/bus.h"
 #include "core/log.h"
 
-// What a call has to report: filled by whatever fails, turned into "result" and "failreason" by the replies.
+// The outcome that a call has to report: filled by whatever fails, turned into "result" and "failreason" by the
+// replies.
 struct Status {
     uint32_t failed; // 0 success, 1 failure
     char reason[128];
@@ -35,7 +36,7 @@ using Handler = int (*)(Call &call);
 int serve(ubus_object *object, ubus_request_data *request, const char *method, blob_attr *message, const char *function,
           Handler handler);
 
-// What stands in a method table for a handler, whose name it logs; and for a handler of several objects, which takes
+// A handler's entry in a method table, whose name it logs; and for a handler of several objects, which takes
 // the row of what differs after the call, and logs under the name that is given here.
 #define SERVE(handler)                                                                                                 \
     [](ubus_context *, ubus_object *object, ubus_request_data *request, const char *method, blob_attr *message) {      \

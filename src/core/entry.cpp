@@ -12,7 +12,7 @@ EntryLists entry_lists;
 namespace
 {
 
-// What a list's update callback needs of its family.
+// A family as a list's update callback needs it.
 struct Kind {
     const char *word;         // in log lines
     const char *registration; // the name under which a failed registration is logged
@@ -111,7 +111,7 @@ void take_over(Entry *entry, Entry *old)
     }
 }
 
-// What the five lists with objects do when a node was added, removed, or (with both given) added a second time. The log
+// The five lists with objects, when a node was added, removed, or (with both given) added a second time. The log
 // prints the index unsigned while names print it signed.
 void update(const Kind &kind, const char *function, vlist_node *added, vlist_node *removed)
 {

@@ -1,4 +1,4 @@
-// What core needs of the families and of events, which it does not know: main hands it in before anything else runs.
+// The families and events as core needs them, which does not know them: main hands it in before anything else runs.
 #pragma once
 
 #include <span>

@@ -1,4 +1,4 @@
-// What the bus thread does with a fresh connection: register the objects, wait for the configuration service, mirror
+// The bus thread's work on a fresh connection: register the objects, wait for the configuration service, mirror
 // its lists, run the event loop.
 #pragma once
 

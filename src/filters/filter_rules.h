@@ -1,4 +1,4 @@
-// What the URL filter and the DNS filter share: the course of each method, the entry objects, the reconciliation with
+// Shared by the URL filter and the DNS filter: the course of each method, the entry objects, the reconciliation with
 // the service's list. What differs stands in each filter's FilterKind row and in the two functions that it names.
 //
 // Deliberate in both: `add` makes an entry whenever an answer came back, also a refusal, with the index that stands in

@@ -25,7 +25,7 @@ constexpr uint32_t kRouter = 1;
 constexpr uint32_t kBridge = 4;
 constexpr uint32_t kRepeater = 5;
 
-// What `get` of wexond.devinfo reads after the hardware information.
+// The records that `get` of wexond.devinfo reads after the hardware information.
 struct DeviceRecords {
     FwInfoRecord firmware;
     ManageInfoRecord management;

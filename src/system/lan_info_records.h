@@ -77,7 +77,7 @@ static_assert(offsetof(StationRecord, failures_received) == 520);
 static_assert(offsetof(StationRecord, failures_sent) == 528);
 static_assert(offsetof(StationRecord, packets_lost) == 536);
 
-// What stands before the stations of a list answer.
+// Stands before the stations of a list answer.
 struct StationListHeader {
     le32 count;
     le32 reserved;

@@ -18,7 +18,7 @@ const blobmsg_policy add_policy[] = {
     {.name = "name", .type = BLOBMSG_TYPE_STRING},
 };
 
-// What differs between the lists.
+// The differences between the lists.
 struct AccessList {
     const char *object;
     uint32_t add_type;

@@ -193,7 +193,7 @@ void send_rest(Call &call, const SettingsArguments &arguments, const Settings &s
 
 // --- Settings in replies ---
 
-// What cannot be read stays as settings_of made it.
+// A record that cannot be read stays as settings_of made it.
 Settings read_settings(Call &call, const Band &band, uint32_t ap_index)
 {
     const char *action = band.get_action;

@@ -1,5 +1,5 @@
 #!/bin/sh
-# What runs on the router is hardened: it loads anywhere, has no memory that is both written and executed, and finds
+# The router's programs are hardened: each loads anywhere, has no memory that is both written and executed, and finds
 # overrun buffers.
 #   hardening.sh FILE... [-- FILE...]
 # The files after `--` make no call that could be checked against the size of its buffer.

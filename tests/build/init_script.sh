@@ -1,5 +1,5 @@
 #!/bin/bash
-# What the init script tells procd, and that a daemon under it is back within 1.1 s of the bus's return, however often it was
+# The init script's words to procd, and that a daemon under it is back within 1.1 s of the bus's return, however often it was
 # started in vain before.
 #   init_script.sh SOURCE_FOLDER BUILD_FOLDER
 set -eu

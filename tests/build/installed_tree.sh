@@ -1,6 +1,6 @@
 #!/bin/sh
-# What `cmake --install` puts where: every file of every component, its mode and, of programs and libraries, what they need.
-# What runs on the router asks for nothing but the bus, the messaging library and the C library, from where the system looks.
+# The places of `cmake --install`: every file of every component, its mode and, of programs and libraries, what they need.
+# The router's programs ask for nothing but the bus, the messaging library and the C library, from where the system looks.
 #   installed_tree.sh BUILD_FOLDER
 set -eu
 build=$1

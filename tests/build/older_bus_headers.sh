@@ -17,7 +17,7 @@ for year in $header_years; do
         echo "$year, $compiler"
         find src -name '*.cpp' | sort | xargs -P "$(nproc)" -n 4 $compiler $flags -I"$work/$year"
     done
-    # What the daemon avoids would not compile.
+    # Functions that the daemon avoids would not compile.
     printf '#include "core/bus.h"\nubus_method m[1];\nubus_object_type t = UBUS_OBJECT_TYPE("", m);\n' >"$work/refused.cpp"
     if g++ $flags -I"$work/$year" "$work/refused.cpp" 2>/dev/null; then
         echo "The headers of $year are none of an older form"

@@ -55,7 +55,7 @@ refused() {
     tr -s ' \n' ' ' <"$work/log" | grep -q -- "$text" || fail "no word of: $text"
 }
 
-# What is not there is not taken for granted, and a compiler that is too old is told so.
+# Missing parts are not taken for granted, and a compiler that is too old is told so.
 refused 'libubox and libubus are not installed' without "$work/empty" -DWEXOND_BUS=system
 refused 'libdomainsocket is not installed' without "$work/empty" -DWEXOND_BUS=bundled -DWEXOND_DOMAINSOCKET=system
 cat >"$work/old-g++" <<'END'

@@ -342,7 +342,7 @@ TEST(ElementNumber, IsTheFirstWordOfAnyType)
         {value(Type::int32, "named", big_endian32(7)), 7},
     };
     for (const auto &row : rows) {
-        // What follows the value, be it padding, is no part of it.
+        // Bytes after the value, be they padding, are no part of it.
         std::string element = row.element.substr(0, static_cast<unsigned char>(row.element[3]));
         EXPECT_EQ(element_number(Attribute(element).get()), row.number) << to_text(row.element);
         EXPECT_EQ(element_number(Attribute(element + "####").get()), row.number) << to_text(row.element);

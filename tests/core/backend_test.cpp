@@ -126,7 +126,7 @@ TEST_F(BackendChannelTest, AskWithoutARecordSendsNone)
     fake_service.answers = {answer(0)};
     Answer<Record> answer = ask<Record>(98);
     EXPECT_EQ(fake_service.requests, (std::vector<SentRequest>{{service(), 98, 1, std::nullopt, 0, 16}}));
-    // What did not come reads as zero.
+    // Bytes that did not come read as zero.
     EXPECT_EQ(answer->first, 0u);
     EXPECT_EQ(answer->last, 0u);
 }

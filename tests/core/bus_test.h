@@ -20,7 +20,7 @@ class CoreBusTest : public CoreTest
     // Objects with their methods, as BusClient::list shows them.
     std::string objects(const std::string &path = "wexond.*") { return agent_->list(path); }
 
-    // What the bus tool prints of a call that the daemon's code answers here meanwhile.
+    // The bus tool's output of a call that the daemon's code answers here meanwhile.
     std::string call(const std::string &object, const std::string &method);
 
   private:

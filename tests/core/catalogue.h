@@ -8,7 +8,7 @@
 extern std::vector<uint32_t> scanned_bands;
 extern int drains;
 
-// What the start of the event relay returns; it starts nothing.
+// The result of the event relay's start, which starts nothing.
 extern int event_relay_result;
 
 // Hands them to the core, objects and types as new.

@@ -1,4 +1,4 @@
-// What the tests of the daemon's core have in common: its code runs in the test's own process, with its paths in a
+// The fixture of the tests of the daemon's core: its code runs in the test's own process, with its paths in a
 // folder of the test's own.
 #pragma once
 
@@ -17,7 +17,7 @@ class CoreTest : public testing::Test
     const test_support::TemporaryFolder &folder() const { return folder_; }
 
     void enable_log();
-    // What was logged since the last call, line numbers masked.
+    // The log since the last call, line numbers masked.
     std::string take_log() { return console_.take(); }
 
   private:

@@ -463,7 +463,7 @@ struct ListAnswer {
 ListAnswer answer_of(const Indices &indices)
 {
     ListAnswer answer{};
-    // What stands behind the counted rows, and beside the indices, is nobody's.
+    // Words behind the counted rows, and beside the indices, are nobody's.
     memset(&answer, 0xEE, sizeof(answer));
     answer.count = static_cast<uint32_t>(indices.size());
     for (size_t i = 0; i < indices.size(); i++)

@@ -84,7 +84,7 @@ extern "C" int asprintf(char **text, const char *format, ...)
     return length;
 }
 
-// What a fortified build calls.
+// Called by a fortified build.
 extern "C" int __asprintf_chk(char **text, int, const char *format, ...)
 {
     va_list arguments;

@@ -254,7 +254,7 @@ TEST_F(ReplyTest, GetFailureNeedsNoTable)
     EXPECT_EQ(get(status_of(1, "failed again")), failure("failed again"));
 }
 
-// What a table that was never closed holds is its own payload; a reader finds no key in it.
+// The fields of a table that was never closed are its own payload; a reader finds no key in it.
 TEST_F(ReplyTest, GetOfAnOpenTableDecodesToNoKey)
 {
     reply_start();
@@ -275,7 +275,7 @@ TEST_F(ReplyTest, StartForgetsWhatWasBuilt)
 // --- The bus's limit ---
 
 constexpr size_t kBusLimit = 1024 * 1024;
-// What stands around the data in a message: its own header, the object's id, the data's header.
+// The bytes around the data in a message: its own header, the object's id, the data's header.
 constexpr size_t kAround = 4 + 8 + 4;
 
 // A table with one text: 4 bytes of header, then the text's header (4), name (2 + 1 + 1) and bytes, padded.

@@ -26,7 +26,7 @@ struct SetTimer {
     int milliseconds;
 };
 
-// What the daemon's code asked for, while a test listens.
+// The requests of the daemon's code, while a test listens.
 bool recording;
 std::vector<SetTimer> timers;
 

@@ -1,4 +1,4 @@
-// What happens between two system calls of a request: this program puts itself before the C library's recv and sendmsg.
+// Events between two system calls of a request: this program puts itself before the C library's recv and sendmsg.
 
 #include "domainsocket.h"
 #include "fixture.h"

@@ -48,7 +48,7 @@ std::string type_error_log(const std::string &type)
     return "[WEXOND_ServerRecvDeal.#]: MSG: Type(" + type + ") error \n\n";
 }
 
-// What a drain logs of one event.
+// A drain's log of one event.
 std::string sent_log(uint32_t type, const std::string &function, const std::string &values)
 {
     std::string start = "[" + function + ".#]: " + function + ":  ";

@@ -1,4 +1,4 @@
-// What the tests of the event relay have in common: messages written out by hand, and those who send them.
+// Shared by the tests of the event relay: messages written out by hand, and those who send them.
 #pragma once
 
 #include <filesystem>
@@ -11,7 +11,7 @@
 std::string event(uint32_t type, const test_support::Bytes &record);
 std::string event(uint32_t type, uint32_t claimed_length, std::string_view record);
 
-// What the relay's threads log of a client whose batch was received: from its acceptance to its end.
+// The log of the relay's threads of a client whose batch was received: from its acceptance to its end.
 std::string batch_log(std::string_view lines);
 
 // A connection to the event socket.

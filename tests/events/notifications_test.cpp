@@ -327,7 +327,7 @@ TEST_F(EventTest, IntegersAreSignedWords)
 
 // --- Texts ---
 
-// What stands behind a field never gets into its text.
+// Bytes behind a field never get into its text.
 TEST_F(EventTest, TextsThatFillTheirFieldsEndThere)
 {
     auto full = [](size_t size, char byte) { return std::string(size, byte); };

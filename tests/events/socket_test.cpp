@@ -178,7 +178,7 @@ class EventSocketTest : public HandlerTest
         EXPECT_EQ(client().next_message(), kNotifiedOn);
     }
 
-    // What the relay's threads logged; drains come when they like.
+    // The log of the relay's threads; drains come when they like.
     std::string take_relay_log()
     {
         static const std::regex line(R"(\[WEXOND_S\w+\.#\]: [^[]*)");
@@ -282,7 +282,7 @@ TEST_F(EventSocketTest, IgnoresFewerBytesThanAHeader)
     EXPECT_EQ(client().next_message(), kNotifiedOn);
 }
 
-// What does not fit is dropped with the message that it belongs to.
+// Bytes that do not fit are dropped with the message that they belong to.
 TEST_F(EventSocketTest, CutsABatchAt16384Bytes)
 {
     std::string led = led_event();

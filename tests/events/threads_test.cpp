@@ -25,7 +25,7 @@ constexpr uint32_t kTraceResult = 53;
 constexpr uint32_t kChannelChange = 89;
 constexpr uint32_t kVsieNewRecord = 216;
 
-// What the senders were called with, and in which drain.
+// A sender's call: its first word, and in which drain.
 struct Sent {
     uint32_t value;
     uint32_t drain;

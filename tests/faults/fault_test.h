@@ -16,7 +16,7 @@ constexpr uint32_t kSetLed = 21;
 inline const std::string kOn = R"({"wexond.ledswitch": {"status": "on"}})";
 inline const std::string kOff = R"({"wexond.ledswitch": {"status": "off"}})";
 
-// What a process holds.
+// The holdings of a process.
 struct Footprint {
     size_t descriptors;
     size_t threads;

@@ -40,7 +40,7 @@ class ListsTest : public StarvedTest
     }
 };
 
-// What is allocated is counted to the block.
+// Allocations are counted to the block.
 TEST_F(ListsTest, EntriesThatComeAndGoLeaveNothingBehind)
 {
     for (const List &list : kLists) {

@@ -1,4 +1,4 @@
-// What the daemon of the memory tests and the test that drives it share: a file in the daemon's folder, mapped by both.
+// Shared by the daemon of the memory tests and the test that drives it: a file in the daemon's folder, mapped by both.
 #pragma once
 
 #include <atomic>

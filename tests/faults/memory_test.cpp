@@ -51,7 +51,7 @@ const Row kRows[] = {
     {kListDnsRules, {kListNoDnsRules, kAddDnsRule}, {kListDnsRules}},
 };
 
-// What a call replied, what it asked of the service, and which objects there were then.
+// A call's reply, its requests to the service, and the objects there were then.
 struct Outcome {
     std::string reply;
     Requests requests;
@@ -138,7 +138,7 @@ Outcome MemoryTest::run(const Row &row, const Trouble &trouble)
     return outcome;
 }
 
-// What a method replies when the service leaves requests of it unanswered is what it is known to say, and all that it
+// The reply of a method whose requests the service leaves unanswered is one that it is known to give, and all that it
 // may say when its memory runs out, beside the whole truth and a failure.
 std::set<std::string> MemoryTest::partial_replies(const Row &row, uint32_t requests, uint32_t most)
 {

@@ -78,7 +78,7 @@ std::string StarvedTest::make(const Call &call)
     return reply;
 }
 
-// What arrives while a handler waits for the broker is kept for a moment, and the second call is behind that.
+// A message that arrives while a handler waits for the broker is kept for a moment, and the second call is behind that.
 void StarvedTest::wait_for_handler()
 {
     for (int i = 0; i < 2; i++)

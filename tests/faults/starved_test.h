@@ -35,7 +35,7 @@ class StarvedTest : public FaultTest
     // Of the requests of a call, these go unanswered; none by default.
     void leave_unanswered(uint32_t first, uint32_t last);
 
-    // What the daemon holds when the handler of the last call has returned, which is after its answer.
+    // The daemon's holdings when the handler of the last call has returned, which is after its answer.
     int64_t blocks();
 
     // Zeroed: all allocations succeed.

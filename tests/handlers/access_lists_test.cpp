@@ -46,7 +46,7 @@ class AccessListTest : public HandlerTest, public testing::WithParamInterface<Li
         return call(object(), method, arguments);
     }
 
-    // What it says when the service refuses a method.
+    // The reason where the service refuses a method.
     std::string refusal(const std::string &method) const { return "failed to " + method + " wifi " + list().name; }
 
     std::string listed(const std::vector<ReplyValue> &elements) const { return table({{object(), array(elements)}}); }

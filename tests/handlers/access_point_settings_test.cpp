@@ -182,7 +182,7 @@ TEST_P(WrittenSettingsTest, SplitTheAllowList)
         {"10.0.0.1:80", {{"10.0.0.1", 80}}},
         {"10.0.0.1:80,10.0.0.2", {{"10.0.0.1", 80}, {"10.0.0.2", 0}}},
         {",10.0.0.1:80,,10.0.0.2:81,", {{"10.0.0.1", 80}, {"10.0.0.2", 81}}},
-        // What is no port is an address, and the last one wins.
+        // A text that is no port is an address, and the last one wins.
         {"a:1:b", {{"b", 1}}},
         {"a:1:b:c", {{"c", 1}}},
         {"longer:1:b", {{"b", 1}}},
@@ -284,7 +284,7 @@ class ShownSettingsTest : public EitherBandTest
         expect_got(settings);
     }
 
-    // What is shown of one answer where the others are zero.
+    // The settings shown of one answer where the others are zero.
     void expect_shown(uint32_t type, const Bytes &answer, const Shown &settings)
     {
         service().answer(type, record(answer));

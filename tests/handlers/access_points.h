@@ -1,4 +1,4 @@
-// What the tests of the access points share: the bands, the records, and a daemon that starts with chosen access
+// Shared by the tests of the access points: the bands, the records, and a daemon that starts with chosen access
 // points.
 #pragma once
 
@@ -89,7 +89,7 @@ inline ReplyFields shown_counters(const std::vector<std::string> &texts, const s
             {"txdrops", numbers.at(2)}, {"rxdrops", numbers.at(3)}};
 }
 
-// What list and get show of an access point, by default what zeroed records make.
+// An access point as list and get show it, by default one of zeroed records.
 struct Shown {
     std::string enable = "no";
     int32_t hide = 0;

@@ -1,4 +1,4 @@
-// What happens after a secondary 2.4 GHz access point was switched off: its basic settings are sent 15 seconds later,
+// After a secondary 2.4 GHz access point was switched off: its basic settings are sent 15 seconds later,
 // by a thread of their own, while the daemon goes on taking calls.
 
 #include <atomic>

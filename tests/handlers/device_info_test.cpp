@@ -19,7 +19,7 @@ constexpr uint32_t kSetBridge = 34;
 constexpr uint32_t kPortNum = 91;
 constexpr uint32_t kOpvmBasicInfo = 164;
 
-// What `get` of wexond.devinfo asks, in order, and what it logs when an answer stays out.
+// The requests of wexond.devinfo's `get`, in order, and its log where an answer stays out.
 struct Step {
     uint32_t type;
     uint32_t expected;

@@ -1,4 +1,4 @@
-// What wexond.filter.url and wexond.filter.dns have in common, for both: the course of each method, the entry objects,
+// The common part of wexond.filter.url and wexond.filter.dns, for both: the course of each method, the entry objects,
 // weekdays and times of day. What differs stands in url_filter_test.cpp and dns_filter_test.cpp.
 
 #include "tests/handlers/list_answer.h"

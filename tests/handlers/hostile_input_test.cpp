@@ -83,7 +83,7 @@ std::vector<Method> methods_in(const std::string &listing)
     return methods;
 }
 
-// What a call replied and what it asked of the service.
+// A call's reply and its requests to the service.
 struct Outcome {
     std::string reply;
     Requests requests;
@@ -107,9 +107,9 @@ class HostileInputTest : public HandlerTest
         ASSERT_FALSE(methods_.empty());
     }
 
-    // What an `add` made is deleted again, so that the next one finds the same state. The scan that the daemon asks for
-    // by itself a minute after its start may fall into any call; only methods that begin with `channels` ask for one,
-    // and `channelscore` after its answer.
+    // An entry that an `add` made is deleted again, so that the next one finds the same state. The scan that the daemon
+    // asks for by itself a minute after its start may fall into any call; only methods that begin with `channels` ask
+    // for one, and `channelscore` after its answer.
     Outcome outcome_of(const Method &method, const std::string &message)
     {
         std::string reply = call(method.object, method.name, RawMessage{message});

@@ -266,7 +266,7 @@ class LanInfoTest : public HandlerTest
             service().answer(type, code(0));
     }
 
-    // What the service has from now on, where the two counts agree.
+    // The service's stations from now on, where the two counts agree.
     void answer_with(const std::vector<Bytes> &stations)
     {
         auto count = static_cast<uint32_t>(stations.size());
@@ -500,7 +500,7 @@ TEST_F(LanInfoTest, ListsWithoutTheBandwidthsOfAMissingAnswer)
     EXPECT_EQ(service().take_requests(), list_requests(2)) << "no request is repeated";
 }
 
-// What stays silent for long is not asked again for each station: the list ends in a time limit.
+// A service that stays silent for long is not asked again for each station: the list ends in a time limit.
 TEST_F(LanInfoTest, ASilentServiceCostsAListOneTimeLimitAtMost)
 {
     service().answer_by(kGetRateLimit, [turn = 0](const Request &) mutable {
@@ -1053,7 +1053,7 @@ TEST_F(LanInfoSetTest, SendsAMacThatFillsItsField)
                         {kSetModel, 4, Bytes(100).text(0, mac).text(32, "Other").text(64, "Model 8").u32(96, 3)}}));
 }
 
-// What was changed before the failure stays changed.
+// Settings changed before the failure stay changed.
 TEST_F(LanInfoSetTest, EndsAtTheFirstFailure)
 {
     struct Step {

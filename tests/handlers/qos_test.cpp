@@ -44,7 +44,7 @@ const MethodArguments kRule = {{"priority", "5"},
                                {"srcmac", R"("00:1a:2b:3c:4d:5e")"},
                                {"dstmac", R"("001a2b3c4d5f")"}};
 
-// What add sends for these arguments.
+// The record that add sends for these arguments.
 Bytes rule_record()
 {
     return Bytes(kSize)

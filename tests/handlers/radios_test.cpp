@@ -157,7 +157,7 @@ TEST_P(RadioTest, ReportsARefusedSet)
 
 TEST_P(RadioTest, ReportsTheRadio)
 {
-    // What stands at 28, 32, 40 and 44 is not read.
+    // The words at 28, 32, 40 and 44 are not read.
     Bytes answer = radio().u32(4, 1).u32(8, 0).u32(12, 6).u32(16, 11).u32(20, 2).u32(24, 11).u32(36, 35);
     EXPECT_EQ(get(answer.u32(28, ~0u).u32(32, ~0u).u32(40, ~0u).u32(44, ~0u)), radio_table({{"enable", "yes"},
                                                                                             {"channel", 6},

@@ -384,7 +384,7 @@ TEST_F(ApRssiTest, AsksAt32OfMoreAccessPoints)
     for (const char *more :
          {"", R"(, {"bssid": "ap 32", "channel": 32})", R"(, {"bssid": "ap 32"}, {"channel": 1}, {})", ", 1"})
         expect_sent(query_arguments(elements + more), full);
-    // What is not filled does not count.
+    // Slots that are not filled do not count.
     expect_sent(query_arguments(R"({"channel": 1}, {"bssid": "x"}, )" + elements), full);
 }
 

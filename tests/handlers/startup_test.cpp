@@ -1,4 +1,4 @@
-// What the daemon does before it takes method calls.
+// The daemon's start, up to where it takes method calls.
 
 #include <algorithm>
 #include <sstream>

@@ -66,7 +66,7 @@ Bytes ipv6_info()
         .text(268, "2001:db8::54");
 }
 
-// What `get` of wexond.waninfo asks, in order, and how it fails.
+// The requests of wexond.waninfo's `get`, in order, and their failures.
 struct Step {
     Request request;
     const char *reason;

@@ -1,4 +1,4 @@
-// What orvcd answers, byte by byte, from its default home.
+// The answers of orvcd, byte by byte, from its default home.
 
 #include "process.h"
 

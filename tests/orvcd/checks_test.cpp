@@ -1,4 +1,4 @@
-// What orvcd refuses as a router does, each with a return code of its own, and takes with --lenient.
+// Settings that orvcd refuses as a router does, each with a return code of its own, and takes with --lenient.
 
 #include "process.h"
 

@@ -1,4 +1,4 @@
-// What the families of message types keep, change and refuse, byte by byte.
+// The families of message types: what they keep, change and refuse, byte by byte.
 
 #include "process.h"
 

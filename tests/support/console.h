@@ -16,7 +16,7 @@ class Console
     Console(const Console &) = delete;
     Console &operator=(const Console &) = delete;
 
-    // What has been written since the last call, line numbers masked: `[wexond_ledswitch_get.#]: ...`. The pipe holds
+    // The text written since the last call, line numbers masked: `[wexond_ledswitch_get.#]: ...`. The pipe holds
     // 1 MiB; what is written beyond that is lost.
     std::string take();
 

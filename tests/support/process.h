@@ -40,7 +40,7 @@ class Process
     // the process is still there when the time is over.
     std::optional<int> wait(Milliseconds limit = kPatience);
 
-    // What it has written so far.
+    // Its output so far.
     std::string standard_output() const;
     std::string standard_error() const;
 

@@ -35,7 +35,7 @@ using Requests = std::vector<Request>;
 
 std::ostream &operator<<(std::ostream &stream, const Request &request);
 
-// What the service does with a request. Made by the functions below.
+// The service's treatment of a request. Made by the functions below.
 struct Answer {
     Bytes body = {};
     bool is_given = true;        // otherwise the connection is closed without an answer

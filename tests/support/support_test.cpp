@@ -1,4 +1,4 @@
-// What the other tests' comparisons rest on.
+// The ground that the other tests' comparisons rest on.
 
 #include <csignal>
 #include <gtest/gtest.h>

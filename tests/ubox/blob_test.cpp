@@ -172,7 +172,7 @@ TEST(Blob, NestThatIsNeverEndedStaysTheHead)
     blob_nest_start(&buffer, 1);
     blob_put_u8(&buffer, 2, 2);
     EXPECT_EQ(buffer.bytes(), be32(0x0100000c) + be32(0x02000005) + octets(2, 0, 0, 0));
-    // What stands around it is whole all the same.
+    // Its neighbours are whole all the same.
     EXPECT_EQ(bytes_of(static_cast<blob_attr *>(buffer->buf)), be32(12) + be32(0x09000005) + octets(9, 0, 0, 0));
 }
 

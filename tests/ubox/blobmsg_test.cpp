@@ -117,7 +117,7 @@ TEST(Blobmsg, NestThatIsNeverEndedLeavesOnlyItsOwnPayload)
     EXPECT_EQ(buffer.bytes(),
               Bytes(be32(0x82000000 | static_cast<uint32_t>(4 + 8 + inside.size()))) + header("open") + inside);
 
-    // What is sent is the payload, name header included: a reader finds no field in it.
+    // The payload is sent, name header included: a reader finds no field in it.
     Exact sent(message(header("open") + inside));
     const blobmsg_policy policy[] = {{"first", BLOBMSG_TYPE_UNSPEC}, {"inside", BLOBMSG_TYPE_UNSPEC}};
     blob_attr *table[2];

@@ -19,7 +19,7 @@ TEST(Headers, AreC)
     EXPECT_EQ(loop_from_c(), 0);
 }
 
-// What is fixed by other programs that are built against these names.
+// Fixed by other programs that are built against these names.
 static_assert(sizeof(blob_attr) == 4 && alignof(blob_attr) == 1);
 static_assert(sizeof(blobmsg_hdr) == 2 && alignof(blobmsg_hdr) == 1);
 static_assert(BLOB_ATTR_NESTED == 1 && BLOB_ATTR_BINARY == 2 && BLOB_ATTR_STRING == 3 && BLOB_ATTR_INT8 == 4 &&

@@ -89,7 +89,7 @@ class Object : public BusClient
         add(&object);
     }
 
-    // What the library sends when it gets this.
+    // The library's answer when it gets this.
     Bytes answer(const Bytes &data)
     {
         broker.say(data);
@@ -552,8 +552,8 @@ TEST_F(KeptCalls, MayBeAsManyAgainOnceTheyHaveRun)
     }
 }
 
-// What comes in one read runs in as many turns of the loop: a timer that is due, or a descriptor of somebody else, does
-// not wait for the last of a hundred slow calls.
+// Messages that come in one read run in as many turns of the loop: a timer that is due, or a descriptor of somebody
+// else, does not wait for the last of a hundred slow calls.
 TEST_F(Object, LetsTheLoopGoOnBetweenTwoCallsOfOneReceive)
 {
     static int ends[2];

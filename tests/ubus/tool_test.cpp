@@ -293,7 +293,7 @@ class Listener : public Tool
         }));
     }
 
-    // What it printed after that.
+    // Its output after that.
     static Outcome after_waking(Outcome outcome)
     {
         std::string const line = "{ \"test.awake\": {\"n\":0} }\n";

@@ -1,4 +1,4 @@
-// What the daemon answers while its configuration service plays each of its faults: to a method that reads, to one that
+// The daemon's answers while its configuration service plays each of its faults: to a method that reads, to one that
 // writes and to one that lists.
 
 #include <chrono>

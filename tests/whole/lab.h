@@ -68,7 +68,7 @@ class Lab : public testing::Test
         service_.reset();
     }
 
-    // What the tool prints, without the last line end; where it fails, its status and its complaint instead.
+    // The tool's output, without the last line end; where it fails, its status and its complaint instead.
     std::string ubus(const std::vector<std::string> &arguments)
     {
         std::vector<std::string> command = {bus_tool(), "-s", bus_.socket(), "-t", "60"};
