@@ -8,8 +8,8 @@
 #include "stations.h"
 #include "wifi/access_list_records.h"
 
-static constexpr char kBlacklist[] = "blacklist";
-static constexpr char kWhitelist[] = "whitelist";
+constexpr char kBlacklist[] = "blacklist";
+constexpr char kWhitelist[] = "whitelist";
 
 static void describe(auto &&field, AccessListRecord &record)
 {
@@ -23,8 +23,11 @@ static void describe(auto &&field, AccessListIndexRecord &record)
     field("index", record.index);
 }
 
+namespace
+{
+
 // Of the same MAC address in either form.
-static bool is_listed(const Json &list, std::string_view mac)
+bool is_listed(const Json &list, std::string_view mac)
 {
     for (const Json &entry : list)
         if (strcasecmp(colon_mac(entry.value("mac", "")).c_str(), colon_mac(std::string(mac)).c_str()) == 0)
@@ -32,30 +35,30 @@ static bool is_listed(const Json &list, std::string_view mac)
     return false;
 }
 
-template <const char *list> static ReturnCode check_station(const Json &home, const AccessListRecord &record)
+template <const char *list> ReturnCode check_station(const Json &home, const AccessListRecord &record)
 {
     if (!is_mac(text_of(record.mac)))
         return kBadMac;
     return is_listed(home.at(list), text_of(record.mac)) ? kExists : kOk;
 }
 
-template <const char *list> static Reply list_stations(const Json &home)
+template <const char *list> Reply list_stations(const Json &home)
 {
     return to_list<AccessListAnswer>(home.at(list));
 }
 
-template <const char *list> static Reply add_station(Json &home, const AccessListRecord &request)
+template <const char *list> Reply add_station(Json &home, const AccessListRecord &request)
 {
     AccessListRecord record = request;
     return add_entry(home[list], record, std::size(AccessListAnswer{}.entries)) ? Reply(record) : Reply(kFull);
 }
 
-template <const char *list> static Reply delete_station(Json &home, const AccessListIndexRecord &request)
+template <const char *list> Reply delete_station(Json &home, const AccessListIndexRecord &request)
 {
     return remove_entry(home[list], request.index) ? kOk : kNotFound;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kAddBlacklist, "ORVC_ADD_BLACKLIST", serve<add_station<kBlacklist>, check_station<kBlacklist>>},
     {kDeleteBlacklist, "ORVC_DEL_BLACKLIST", serve<delete_station<kBlacklist>>},
     {kListBlacklist, "ORVC_GET_BLACKLIST", serve<list_stations<kBlacklist>>},
@@ -63,4 +66,6 @@ static constexpr Row rows[] = {
     {kDeleteWhitelist, "ORVC_DEL_WHITELIST", serve<delete_station<kWhitelist>>},
     {kListWhitelist, "ORVC_GET_WHITELIST", serve<list_stations<kWhitelist>>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

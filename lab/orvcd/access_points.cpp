@@ -6,13 +6,13 @@
 #include "service.h"
 #include "wifi/access_point_records.h"
 
-static constexpr Name kAuthModes[] = {{0, "open"},   {1, "share"},   {2, "wpa"},           {3, "wpa2"},
-                                      {4, "wpapsk"}, {5, "wpa2psk"}, {6, "wpapskwpa2psk"}, {7, "wep"}};
-static constexpr Name kEncryptions[] = {{0, "none"}, {2, "tkip"}, {3, "aes"}, {4, "aestkip"}};
-static constexpr Name kBasicChanges[] = {{kChangeApEnable, "enable"},   {kChangeApSsid, "ssid"},
-                                         {kChangeApKey, "key"},         {kChangeApAuth, "auth"},
-                                         {kChangeApEncrypt, "encrypt"}, {kChangeApHide, "hidden"}};
-static constexpr Name kRateChanges[] = {{kChangeUpstream, "upstream"}, {kChangeDownstream, "downstream"}};
+constexpr Name kAuthModes[] = {{0, "open"},   {1, "share"},   {2, "wpa"},           {3, "wpa2"},
+                               {4, "wpapsk"}, {5, "wpa2psk"}, {6, "wpapskwpa2psk"}, {7, "wep"}};
+constexpr Name kEncryptions[] = {{0, "none"}, {2, "tkip"}, {3, "aes"}, {4, "aestkip"}};
+constexpr Name kBasicChanges[] = {{kChangeApEnable, "enable"},   {kChangeApSsid, "ssid"},
+                                  {kChangeApKey, "key"},         {kChangeApAuth, "auth"},
+                                  {kChangeApEncrypt, "encrypt"}, {kChangeApHide, "hidden"}};
+constexpr Name kRateChanges[] = {{kChangeUpstream, "upstream"}, {kChangeDownstream, "downstream"}};
 
 static void describe(auto &&field, ApBasicRecord &record)
 {
@@ -26,12 +26,17 @@ static void describe(auto &&field, ApBasicRecord &record)
     field("hidden", record.hide, YesNo{});
 }
 
+namespace
+{
+
 // Which access point a message is about.
-static void describe_place(auto &&field, auto &record)
+void describe_place(auto &&field, auto &record)
 {
     field("band", record.band, Names{kBands});
     field("ap_index", record.ap_index);
 }
+
+} // namespace
 
 static void describe_message(auto &&field, ApBasicRecord &record)
 {
@@ -89,15 +94,25 @@ static void describe(auto &&field, ApAccessRuleRecord &record)
     field("allowed", record.entries);
 }
 
+static void describe(auto &&field, SsidChangeEvent &event)
+{
+    field("band", event.band, Names{kBands});
+    field("ap_index", event.ap_index);
+    field("ssid", event.ssid);
+}
+
+namespace
+{
+
 // The access point that a record names by its band and index, or null.
-template <typename Home, typename Record> static auto *find_access_point(Home &home, const Record &record)
+template <typename Home, typename Record> auto *find_access_point(Home &home, const Record &record)
 {
     auto *radio = radio_of(home, record.band);
     return radio ? find_entry(radio->at("access_points"), record.ap_index) : nullptr;
 }
 
 // A read request is answered by its own record, filled.
-template <typename Record> static Reply get_part(const Json &home, const Record &request)
+template <typename Record> Reply get_part(const Json &home, const Record &request)
 {
     const Json *entry = find_access_point(home, request);
     if (!entry)
@@ -108,22 +123,22 @@ template <typename Record> static Reply get_part(const Json &home, const Record 
     return record;
 }
 
-static Reply get_ap_basic(const Json &home, const ApBasicRecord &request)
+Reply get_ap_basic(const Json &home, const ApBasicRecord &request)
 {
     return get_part(home, request);
 }
 
-static Reply get_ap_access_mode(const Json &home, const ApAccessModeRecord &request)
+Reply get_ap_access_mode(const Json &home, const ApAccessModeRecord &request)
 {
     return get_part(home, request);
 }
 
-static Reply get_ap_rate_limit(const Json &home, const ApRateLimitRecord &request)
+Reply get_ap_rate_limit(const Json &home, const ApRateLimitRecord &request)
 {
     return get_part(home, request);
 }
 
-static Reply get_ap_access_rule(const Json &home, const ApAccessRuleRecord &request)
+Reply get_ap_access_rule(const Json &home, const ApAccessRuleRecord &request)
 {
     const Json *entry = find_access_point(home, request);
     if (!entry)
@@ -136,11 +151,11 @@ static Reply get_ap_access_rule(const Json &home, const ApAccessRuleRecord &requ
     return record;
 }
 
-static constexpr uint32_t kMaxAccessPoints = 16;
+constexpr uint32_t kMaxAccessPoints = 16;
 
 // The access point of a record; made, as it comes from the factory, where a radio still has room for it. Null
 // otherwise.
-static Json *access_point_of(Json &home, const ApBasicRecord &record)
+Json *access_point_of(Json &home, const ApBasicRecord &record)
 {
     Json *radio = radio_of(home, record.band);
     if (!radio || record.ap_index == 0 || record.ap_index > kMaxAccessPoints)
@@ -155,7 +170,7 @@ static Json *access_point_of(Json &home, const ApBasicRecord &record)
 }
 
 // The fields that a request changes, over those of the access point as it is.
-static void change(ApBasicRecord &record, const ApBasicRecord &request)
+void change(ApBasicRecord &record, const ApBasicRecord &request)
 {
     uint32_t mask = request.change_mask;
     if (mask & kChangeApEnable)
@@ -173,7 +188,7 @@ static void change(ApBasicRecord &record, const ApBasicRecord &request)
 }
 
 // Access points without a key, those whose stations have one each, those with one of WEP and those with a passphrase.
-static ReturnCode check_key(uint32_t auth, std::string_view key)
+ReturnCode check_key(uint32_t auth, std::string_view key)
 {
     switch (auth) {
     case 4:
@@ -189,7 +204,7 @@ static ReturnCode check_key(uint32_t auth, std::string_view key)
 }
 
 // Settings that make no sense together: encryption of WPA where there is no WPA is passed over, WPA without any is not.
-static ReturnCode check_security(const ApBasicRecord &record)
+ReturnCode check_security(const ApBasicRecord &record)
 {
     uint32_t auth = record.auth;
     bool is_wpa = auth >= 2 && auth <= 6;
@@ -201,7 +216,7 @@ static ReturnCode check_security(const ApBasicRecord &record)
 }
 
 // A change is judged by what the access point would be.
-static ReturnCode check_ap_basic(const Json &home, const ApBasicRecord &request)
+ReturnCode check_ap_basic(const Json &home, const ApBasicRecord &request)
 {
     uint32_t mask = request.change_mask;
     if (((mask & kChangeApEnable) && request.enable > 1) || ((mask & kChangeApHide) && request.hide > 1))
@@ -216,12 +231,12 @@ static ReturnCode check_ap_basic(const Json &home, const ApBasicRecord &request)
     return check_security(record);
 }
 
-static ReturnCode check_ap_access_mode(const ApAccessModeRecord &record)
+ReturnCode check_ap_access_mode(const ApAccessModeRecord &record)
 {
     return record.mode <= 4 ? kOk : kBadMode;
 }
 
-static ReturnCode check_ap_access_rule(const ApAccessRuleRecord &record)
+ReturnCode check_ap_access_rule(const ApAccessRuleRecord &record)
 {
     if (record.rule > kRuleAllowList)
         return kBadMode;
@@ -236,12 +251,12 @@ static ReturnCode check_ap_access_rule(const ApAccessRuleRecord &record)
     return kOk;
 }
 
-static ReturnCode check_factory_flag(const FactoryFlagRecord &record)
+ReturnCode check_factory_flag(const FactoryFlagRecord &record)
 {
     return check_switch(record.factory);
 }
 
-static Reply set_ap_basic(Json &home, const ApBasicRecord &request)
+Reply set_ap_basic(Json &home, const ApBasicRecord &request)
 {
     Json *entry = access_point_of(home, request);
     if (!entry)
@@ -258,7 +273,7 @@ static Reply set_ap_basic(Json &home, const ApBasicRecord &request)
     return kOk;
 }
 
-template <typename Record> static Reply set_part(Json &home, const Record &record)
+template <typename Record> Reply set_part(Json &home, const Record &record)
 {
     Json *entry = find_access_point(home, record);
     if (!entry)
@@ -267,17 +282,17 @@ template <typename Record> static Reply set_part(Json &home, const Record &recor
     return kOk;
 }
 
-static Reply set_ap_access_mode(Json &home, const ApAccessModeRecord &record)
+Reply set_ap_access_mode(Json &home, const ApAccessModeRecord &record)
 {
     return set_part(home, record);
 }
 
-static Reply set_ap_access_rule(Json &home, const ApAccessRuleRecord &record)
+Reply set_ap_access_rule(Json &home, const ApAccessRuleRecord &record)
 {
     return set_part(home, record);
 }
 
-static Reply set_ap_rate_limit(Json &home, const ApRateLimitRecord &request)
+Reply set_ap_rate_limit(Json &home, const ApRateLimitRecord &request)
 {
     Json *entry = find_access_point(home, request);
     if (!entry)
@@ -289,35 +304,28 @@ static Reply set_ap_rate_limit(Json &home, const ApRateLimitRecord &request)
     return kOk;
 }
 
-static Reply get_dual_band_sync(const Json &home)
+Reply get_dual_band_sync(const Json &home)
 {
     return to_record<DualBandSyncRecord>(home.at("wifi"));
 }
 
-static Reply get_factory_flag(const Json &home)
+Reply get_factory_flag(const Json &home)
 {
     return to_record<FactoryFlagRecord>(home);
 }
 
-static Reply set_factory_flag(Json &home, const FactoryFlagRecord &record)
+Reply set_factory_flag(Json &home, const FactoryFlagRecord &record)
 {
     store(home, record);
     return kOk;
 }
 
-static void describe(auto &&field, SsidChangeEvent &event)
-{
-    field("band", event.band, Names{kBands});
-    field("ap_index", event.ap_index);
-    field("ssid", event.ssid);
-}
-
-static constexpr Event events[] = {
+constexpr Event events[] = {
     event_of<SsidChangeEvent>("ssid", kEventSsidChange,
                               R"({"band": "2.4 GHz", "ap_index": 1, "ssid": "Birch Lane 7"})"),
 };
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kSetApBasic, "ORVC_SET_APBASIC", serve<set_ap_basic, check_ap_basic>},
     {kGetApBasic, "ORVC_GET_APBASIC", serve<get_ap_basic>},
     {kSetApRateLimit, "ORVC_SET_APRATELIMIT", serve<set_ap_rate_limit>},
@@ -330,4 +338,6 @@ static constexpr Row rows[] = {
     {kGetFactoryFlag, "ORVC_GET_FACTORYFLAG", serve<get_factory_flag>},
     {kSetFactoryFlag, "ORVC_SET_FACTORYFLAG", serve<set_factory_flag, check_factory_flag>},
 };
-static const Family family = {rows, events};
+const Family family = {rows, events};
+
+} // namespace

@@ -15,27 +15,30 @@ static void describe(auto &&field, UpgradeRecord &record)
 
 static void describe(auto &&, RebootRecord &) {}
 
-static ReturnCode check_upgrade(const UpgradeRecord &record)
+namespace
+{
+
+ReturnCode check_upgrade(const UpgradeRecord &record)
 {
     if (!is_url(text_of(record.url)))
         return kBadUrl;
     return record.reboot > 1 ? kBadSwitch : record.file_size > 0 ? kOk : kBadRange;
 }
 
-static void count(Json &home, const char *command)
+void count(Json &home, const char *command)
 {
     Json &times = home["commands"][command];
     times = decode_number(times) + 1;
 }
 
-static Reply reboot(Json &home, const RebootRecord &)
+Reply reboot(Json &home, const RebootRecord &)
 {
     count(home, "reboots");
     return kOk;
 }
 
 // Back to the home as it was at first, but for the notes.
-static Reply reset(Json &home)
+Reply reset(Json &home)
 {
     Json commands = home["commands"];
     home = first_home();
@@ -44,16 +47,18 @@ static Reply reset(Json &home)
     return kOk;
 }
 
-static Reply upgrade(Json &home, const UpgradeRecord &record)
+Reply upgrade(Json &home, const UpgradeRecord &record)
 {
     store(home["commands"]["last_upgrade"], record);
     count(home, "upgrades");
     return kOk;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kReboot, "ORVC_SET_REBOOT", serve<reboot>},
     {kReset, "ORVC_SET_RESET", serve<reset>},
     {kUpgrade, "ORVC_SET_UPGRADE", serve<upgrade, check_upgrade>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

@@ -62,38 +62,41 @@ static void describe(auto &&field, OpvmBasicInfoRecord &record)
     field("interface_version", record.interface_version);
 }
 
-static Reply get_hw_info(const Json &home)
+namespace
+{
+
+Reply get_hw_info(const Json &home)
 {
     return to_record<HwInfoRecord>(home.at("hardware"));
 }
 
-static Reply get_fw_info(const Json &home)
+Reply get_fw_info(const Json &home)
 {
     return to_record<FwInfoRecord>(home.at("firmware"));
 }
 
-static Reply get_manu_info(const Json &home)
+Reply get_manu_info(const Json &home)
 {
     return to_record<ManuInfoRecord>(home.at("identity"));
 }
 
-static Reply get_manage_info(const Json &home)
+Reply get_manage_info(const Json &home)
 {
     return to_record<ManageInfoRecord>(home.at("management"));
 }
 
-static Reply get_func_support(const Json &home)
+Reply get_func_support(const Json &home)
 {
     return to_record<FuncSupportRecord>(home.at("functions"));
 }
 
-static Reply get_uplink_support(const Json &home)
+Reply get_uplink_support(const Json &home)
 {
     return to_record<UplinkSupportRecord>(home.at("uplink"));
 }
 
 // With or without a record in the request.
-static Reply get_port_num(const Json &home)
+Reply get_port_num(const Json &home)
 {
     const Json &ports = home.at("ports");
     auto record = to_record<PortNumRecord>(ports);
@@ -102,12 +105,12 @@ static Reply get_port_num(const Json &home)
     return record;
 }
 
-static Reply get_opvm_basic_info(const Json &home)
+Reply get_opvm_basic_info(const Json &home)
 {
     return to_record<OpvmBasicInfoRecord>(home.at("operator"));
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetHwInfo, "ORVC_GET_HWINFO", serve<get_hw_info>},
     {kGetFwInfo, "ORVC_GET_FWINFO", serve<get_fw_info>},
     {kGetManuInfo, "ORVC_GET_MANUINFO", serve<get_manu_info>},
@@ -117,4 +120,6 @@ static constexpr Row rows[] = {
     {kGetPortNum, "ORVC_GET_PORTNUM", serve<get_port_num>},
     {kGetOpvmBasicInfo, "ORVC_GET_OPVMBASICINFO", serve<get_opvm_basic_info>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

@@ -42,8 +42,8 @@ static void describe(auto &&field, TracerouteRecord &record)
     field("max_hops", record.max_hops);
 }
 
-static constexpr Name kPingGiven[] = {{2, "count"}, {4, "timeout"}, {8, "block_size"}};
-static constexpr Name kTracerouteGiven[] = {{4, "timeout"}, {8, "block_size"}, {16, "tries"}, {32, "max_hops"}};
+constexpr Name kPingGiven[] = {{2, "count"}, {4, "timeout"}, {8, "block_size"}};
+constexpr Name kTracerouteGiven[] = {{4, "timeout"}, {8, "block_size"}, {16, "tries"}, {32, "max_hops"}};
 
 static void describe_message(auto &&field, PingRecord &record)
 {
@@ -61,15 +61,27 @@ static void describe(auto &&field, OpenPortsRecord &record)
 }
 
 // The largest block that fits an IP packet.
-static constexpr uint32_t kMostBytes = 65500;
+constexpr uint32_t kMostBytes = 65500;
+
+static void describe(auto &&field, PingResultEvent &event)
+{
+    field("received", event.received);
+    field("loss", event.loss);
+    field("average", event.average);
+    field("minimum", event.minimum);
+    field("maximum", event.maximum);
+}
+
+namespace
+{
 
 // A number that was given is not zero.
-static bool fits(uint32_t mask, uint32_t bit, uint32_t value, uint32_t most)
+bool fits(uint32_t mask, uint32_t bit, uint32_t value, uint32_t most)
 {
     return !(mask & bit) || (value != 0 && value <= most);
 }
 
-static ReturnCode check_ping(const PingRecord &record)
+ReturnCode check_ping(const PingRecord &record)
 {
     if (text_of(record.host).empty())
         return kBadAddress;
@@ -78,7 +90,7 @@ static ReturnCode check_ping(const PingRecord &record)
                : kBadRange;
 }
 
-static ReturnCode check_traceroute(const TracerouteRecord &record)
+ReturnCode check_traceroute(const TracerouteRecord &record)
 {
     if (text_of(record.host).empty())
         return kBadAddress;
@@ -89,49 +101,49 @@ static ReturnCode check_traceroute(const TracerouteRecord &record)
 }
 
 // The processor is never twice as busy.
-static Reply get_cpu_rate(const Json &home)
+Reply get_cpu_rate(const Json &home)
 {
     auto record = to_record<CpuRateRecord>(home.at("load").at("cpu"));
     record.usage = (record.usage + seconds_up() * 7 % 11) % 101;
     return record;
 }
 
-static Reply get_memory_rate(const Json &home)
+Reply get_memory_rate(const Json &home)
 {
     return to_record<MemoryRateRecord>(home.at("load").at("memory"));
 }
 
-static Reply get_flash_rate(const Json &home)
+Reply get_flash_rate(const Json &home)
 {
     return to_record<FlashRateRecord>(home.at("load").at("flash"));
 }
 
-static OpenPortsRecord open_ports(const Json &ports)
+OpenPortsRecord open_ports(const Json &ports)
 {
     OpenPortsRecord record{};
     decode(ports, record.ports);
     return record;
 }
 
-static Reply get_tcp_ports(const Json &home)
+Reply get_tcp_ports(const Json &home)
 {
     return open_ports(home.at("open_ports").at("tcp"));
 }
 
-static Reply get_udp_ports(const Json &home)
+Reply get_udp_ports(const Json &home)
 {
     return open_ports(home.at("open_ports").at("udp"));
 }
 
 // Hosts below "invalid" cannot be reached, whatever is asked of them.
-static bool is_reachable(const std::string &host)
+bool is_reachable(const std::string &host)
 {
     constexpr std::string_view kUnreachable = "invalid";
     return !host.empty() && !(host.size() >= kUnreachable.size() &&
                               host.compare(host.size() - kUnreachable.size(), kUnreachable.size(), kUnreachable) == 0);
 }
 
-static Reply ping(Json &home, const PingRecord &record)
+Reply ping(Json &home, const PingRecord &record)
 {
     store(home["jobs"]["ping"], record);
     std::string host = read_text(record.host).data;
@@ -148,7 +160,7 @@ static Reply ping(Json &home, const PingRecord &record)
     return kOk;
 }
 
-static Reply traceroute(Json &home, const TracerouteRecord &record)
+Reply traceroute(Json &home, const TracerouteRecord &record)
 {
     store(home["jobs"]["traceroute"], record);
     std::string host = read_text(record.host).data;
@@ -159,33 +171,24 @@ static Reply traceroute(Json &home, const TracerouteRecord &record)
     return kOk;
 }
 
-static void describe(auto &&field, PingResultEvent &event)
-{
-    field("received", event.received);
-    field("loss", event.loss);
-    field("average", event.average);
-    field("minimum", event.minimum);
-    field("maximum", event.maximum);
-}
-
 // Its record is its text.
-static std::string make_trace_result(const Json &fields)
+std::string make_trace_result(const Json &fields)
 {
     return fields.at("result").get<std::string>() + '\0';
 }
 
-static Json trace_fields(std::string_view record)
+Json trace_fields(std::string_view record)
 {
     return {{"result", encode_text(record.substr(0, record.find('\0')))}};
 }
 
-static constexpr Event events[] = {
+constexpr Event events[] = {
     event_of<PingResultEvent>("ping-result", kEventPingResult,
                               R"({"received": 4, "loss": 0, "average": 12, "minimum": 9, "maximum": 17})"),
     {kEventTraceResult, "trace-result", R"({"result": "1 203.0.113.1 2 ms"})", make_trace_result, trace_fields},
 };
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetCpuRate, "ORVC_GET_CPURATE", serve<get_cpu_rate>},
     {kGetMemoryRate, "ORVC_GET_MEMRATE", serve<get_memory_rate>},
     {kGetFlashRate, "ORVC_GET_FLASHRATE", serve<get_flash_rate>},
@@ -194,4 +197,6 @@ static constexpr Row rows[] = {
     {kPing, "ORVC_SET_PING", serve<ping, check_ping>},
     {kTraceroute, "ORVC_SET_TRACEROUTE", serve<traceroute, check_traceroute>},
 };
-static const Family family = {rows, events};
+const Family family = {rows, events};
+
+} // namespace

@@ -18,46 +18,51 @@ static void describe(auto &&field, DnsFilterRecord &record)
     field("ranges", record.ranges);
 }
 
-static ReturnCode check_dns_filter(const DnsFilterRecord &rule)
+namespace
+{
+
+ReturnCode check_dns_filter(const DnsFilterRecord &rule)
 {
     if (text_of(rule.hostnames[0]).empty())
         return kBadUrl;
     return is_mac(text_of(rule.mac)) ? check_rule(rule) : kBadMac;
 }
 
-static Reply list_dns_filters(const Json &home)
+Reply list_dns_filters(const Json &home)
 {
     return to_list<DnsFilterList>(home.at("dns_filters"));
 }
 
 // The answer holds the new index.
-static Reply add_dns_filter(Json &home, const DnsFilterRecord &request)
+Reply add_dns_filter(Json &home, const DnsFilterRecord &request)
 {
     DnsFilterRecord record = request;
     return add_entry(home["dns_filters"], record, std::size(DnsFilterList{}.entries)) ? Reply(record) : Reply(kFull);
 }
 
-static Reply set_dns_filter(Json &home, const DnsFilterRecord &record)
+Reply set_dns_filter(Json &home, const DnsFilterRecord &record)
 {
     return store_entry(home["dns_filters"], record) ? Reply(record) : Reply(kNotFound);
 }
 
-static Reply get_dns_filter(const Json &home, const DnsFilterRecord &request)
+Reply get_dns_filter(const Json &home, const DnsFilterRecord &request)
 {
     const Json *entry = find_entry(home.at("dns_filters"), request.index);
     return entry ? Reply(to_record<DnsFilterRecord>(*entry)) : Reply(kNotFound);
 }
 
-static Reply delete_dns_filter(Json &home, const DnsFilterRecord &request)
+Reply delete_dns_filter(Json &home, const DnsFilterRecord &request)
 {
     return remove_entry(home["dns_filters"], request.index) ? kOk : kNotFound;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kSetDnsFilter, "ORVC_SET_FILTERDNS", serve<set_dns_filter, check_dns_filter>},
     {kListDnsFilters, "ORVC_GET_FILTERDNSLIST", serve<list_dns_filters>},
     {kDeleteDnsFilter, "ORVC_DEL_FILTERDNS", serve<delete_dns_filter>},
     {kAddDnsFilter, "ORVC_ADD_FILTERDNS", serve<add_dns_filter, check_dns_filter>},
     {kGetDnsFilter, "ORVC_GET_FILTERDNS", serve<get_dns_filter>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

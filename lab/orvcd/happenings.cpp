@@ -48,8 +48,11 @@ void Happenings::run()
     }
 }
 
+namespace
+{
+
 // The daemon receives once: what does not come in one piece is lost to it.
-static bool send_at_once(int fd, std::string_view batch)
+bool send_at_once(int fd, std::string_view batch)
 {
     ssize_t sent;
     do
@@ -59,6 +62,8 @@ static bool send_at_once(int fd, std::string_view batch)
         errno = EMSGSIZE; // where not all went
     return sent == static_cast<ssize_t>(batch.size());
 }
+
+} // namespace
 
 int push_event(const std::string &socket_path, uint32_t type, const std::string &record)
 {

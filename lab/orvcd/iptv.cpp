@@ -19,8 +19,11 @@ static void describe(auto &&field, IptvRecord &record)
     field("vlans", record.vlans);
 }
 
+namespace
+{
+
 // 0 is a VLAN that is not in use.
-static ReturnCode check_iptv(const IptvRecord &record)
+ReturnCode check_iptv(const IptvRecord &record)
 {
     if (record.enable > 1)
         return kBadSwitch;
@@ -30,19 +33,21 @@ static ReturnCode check_iptv(const IptvRecord &record)
     return kOk;
 }
 
-static Reply get_iptv(const Json &home)
+Reply get_iptv(const Json &home)
 {
     return to_record<IptvRecord>(home.at("iptv"));
 }
 
-static Reply set_iptv(Json &home, const IptvRecord &record)
+Reply set_iptv(Json &home, const IptvRecord &record)
 {
     store(home["iptv"], record);
     return kOk;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetIptv, "ORVC_GET_IPTV", serve<get_iptv>},
     {kSetIptv, "ORVC_SET_IPTV", serve<set_iptv, check_iptv>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

@@ -8,8 +8,8 @@
 #include "service.h"
 #include "system/lan_info_records.h"
 
-static constexpr Name kMedia[] = {{0, "2.4 GHz"}, {1, "5 GHz"}, {2, "wired"}};
-static constexpr Name kDuplexes[] = {{0, "none"}, {1, "full"}, {2, "half"}, {3, "auto"}};
+constexpr Name kMedia[] = {{0, "2.4 GHz"}, {1, "5 GHz"}, {2, "wired"}};
+constexpr Name kDuplexes[] = {{0, "none"}, {1, "full"}, {2, "half"}, {3, "auto"}};
 
 static void describe(auto &&field, StationRecord &record)
 {
@@ -44,8 +44,8 @@ static void describe(auto &&field, StationRateLimitRecord &record)
     field("upstream", record.upstream);
 }
 
-static constexpr Name kModelChanges[] = {{1, "brand"}, {2, "model"}};
-static constexpr Name kRateChanges[] = {{1, "upstream"}, {2, "downstream"}};
+constexpr Name kModelChanges[] = {{1, "brand"}, {2, "model"}};
+constexpr Name kRateChanges[] = {{1, "upstream"}, {2, "downstream"}};
 
 static void describe_message(auto &&field, StationRateLimitRecord &record)
 {
@@ -81,149 +81,6 @@ static void describe(auto &&field, StationCountsRecord &record)
     field("5 GHz", record.wifi_5g);
 }
 
-static ReturnCode check_access(const StationAccessRecord &record)
-{
-    return check_switch(record.flag);
-}
-
-// For how long a station on line has been so: longer by the time that the service is up, unless it came since.
-static uint64_t seconds_online(const StationRecord &record)
-{
-    uint64_t since_change = static_cast<uint64_t>(time(nullptr)) - record.changed_at;
-    return std::min(record.online_time + seconds_up(), since_change);
-}
-
-// The traffic of a station while on line.
-static void advance(StationRecord &record)
-{
-    uint64_t seconds = record.active == 1 ? seconds_online(record) : 0;
-    if (record.active == 1)
-        record.online_time = static_cast<uint32_t>(seconds);
-    record.bytes_received = seconds * 1'100;
-    record.bytes_sent = seconds * 14'000;
-    record.packets_received = seconds * 9;
-    record.packets_sent = seconds * 12;
-    record.retries_received = seconds / 40;
-    record.retries_sent = seconds / 30;
-    record.failures_received = seconds / 4'000;
-    record.failures_sent = seconds / 3'000;
-    record.packets_lost = seconds / 5'000;
-}
-
-static StationRecord station_record(const Json &station)
-{
-    auto record = to_record<StationRecord>(station);
-    advance(record);
-    return record;
-}
-
-static std::string as_text(const StationMac &mac)
-{
-    return read_text(mac).data;
-}
-
-static Json decode_stations(std::string_view answer)
-{
-    Json stations = Json::array();
-    for (size_t at = sizeof(StationListHeader); at < answer.size(); at += sizeof(StationRecord))
-        stations.push_back(fields_of<StationRecord>(answer.substr(at, sizeof(StationRecord))));
-    return {{"entries", stations}};
-}
-
-static Reply list_stations(const Json &home)
-{
-    const Json &stations = home.at("stations");
-    StationListHeader header{};
-    header.count = static_cast<uint32_t>(stations.size());
-    std::string answer(reinterpret_cast<const char *>(&header), sizeof(header));
-    for (const Json &station : stations) {
-        StationRecord record = station_record(station);
-        answer.append(reinterpret_cast<const char *>(&record), sizeof(record));
-    }
-    return Reply(std::move(answer), decode_stations);
-}
-
-static Reply get_station(const Json &home, const StationRecord &request)
-{
-    const Json *station = find_station(home, as_text(request.mac));
-    return station ? Reply(station_record(*station)) : Reply(kNotFound);
-}
-
-static Reply get_station_counts(const Json &home)
-{
-    StationCountsRecord counts{};
-    for (const Json &station : home.at("stations")) {
-        uint32_t medium = to_record<StationRecord>(station).medium;
-        le32 &count = medium == 2 ? counts.wired : medium == 0 ? counts.wifi_2g : counts.wifi_5g;
-        count = count + 1;
-        counts.total = counts.total + 1;
-    }
-    return counts;
-}
-
-// Has `set` change the station that a request names.
-template <typename Record, typename Set> static Reply change_station(Json &home, const Record &record, Set set)
-{
-    Json *station = find_station(home, as_text(record.mac));
-    if (!station)
-        return kNotFound;
-    set(*station);
-    return kOk;
-}
-
-static Reply set_station_name(Json &home, const StationNameRecord &record)
-{
-    return change_station(
-        home, record, [&](Json &station) { station["device_name"] = encode(record.device_name); });
-}
-
-static Reply set_station_model(Json &home, const StationModelRecord &record)
-{
-    return change_station(
-        home, record,
-        [&](Json &station) {
-            if (record.change_mask & 1)
-                station["brand"] = encode(record.brand);
-            if (record.change_mask & 2)
-                station["model"] = encode(record.model);
-        });
-}
-
-static Reply set_internet_access(Json &home, const StationAccessRecord &record)
-{
-    return change_station(
-        home, record, [&](Json &station) { station["internet_access"] = record.flag == 1; });
-}
-
-static Reply set_wifi_access(Json &home, const StationAccessRecord &record)
-{
-    return change_station(
-        home, record, [&](Json &station) { station["wifi_access"] = record.flag == 1; });
-}
-
-static Reply get_rate_limit(const Json &home, const StationRateLimitRecord &request)
-{
-    const Json *station = find_station(home, as_text(request.mac));
-    if (!station)
-        return kNotFound;
-    auto record = to_record<StationRateLimitRecord>(*station);
-    memcpy(record.mac, request.mac, sizeof(record.mac));
-    return record;
-}
-
-static Reply set_rate_limit(Json &home, const StationRateLimitRecord &record)
-{
-    return change_station(
-        home, record,
-        [&](Json &station) {
-            if (record.change_mask & 1)
-                station["upstream"] = encode(record.upstream);
-            if (record.change_mask & 2)
-                station["downstream"] = encode(record.downstream);
-            station["limited"] = decode_number(station["upstream"]) != 0 || decode_number(station["downstream"]) != 0;
-        });
-}
-
 static void describe(auto &&field, StationEvent &event)
 {
     field("mac", event.mac);
@@ -239,7 +96,153 @@ static void describe(auto &&field, PasswordErrorEvent &event)
     field("mac", event.mac);
 }
 
-static constexpr Event events[] = {
+namespace
+{
+
+ReturnCode check_access(const StationAccessRecord &record)
+{
+    return check_switch(record.flag);
+}
+
+// For how long a station on line has been so: longer by the time that the service is up, unless it came since.
+uint64_t seconds_online(const StationRecord &record)
+{
+    uint64_t since_change = static_cast<uint64_t>(time(nullptr)) - record.changed_at;
+    return std::min(record.online_time + seconds_up(), since_change);
+}
+
+// The traffic of a station while on line.
+void advance(StationRecord &record)
+{
+    uint64_t seconds = record.active == 1 ? seconds_online(record) : 0;
+    if (record.active == 1)
+        record.online_time = static_cast<uint32_t>(seconds);
+    record.bytes_received = seconds * 1'100;
+    record.bytes_sent = seconds * 14'000;
+    record.packets_received = seconds * 9;
+    record.packets_sent = seconds * 12;
+    record.retries_received = seconds / 40;
+    record.retries_sent = seconds / 30;
+    record.failures_received = seconds / 4'000;
+    record.failures_sent = seconds / 3'000;
+    record.packets_lost = seconds / 5'000;
+}
+
+StationRecord station_record(const Json &station)
+{
+    auto record = to_record<StationRecord>(station);
+    advance(record);
+    return record;
+}
+
+std::string as_text(const StationMac &mac)
+{
+    return read_text(mac).data;
+}
+
+Json decode_stations(std::string_view answer)
+{
+    Json stations = Json::array();
+    for (size_t at = sizeof(StationListHeader); at < answer.size(); at += sizeof(StationRecord))
+        stations.push_back(fields_of<StationRecord>(answer.substr(at, sizeof(StationRecord))));
+    return {{"entries", stations}};
+}
+
+Reply list_stations(const Json &home)
+{
+    const Json &stations = home.at("stations");
+    StationListHeader header{};
+    header.count = static_cast<uint32_t>(stations.size());
+    std::string answer(reinterpret_cast<const char *>(&header), sizeof(header));
+    for (const Json &station : stations) {
+        StationRecord record = station_record(station);
+        answer.append(reinterpret_cast<const char *>(&record), sizeof(record));
+    }
+    return Reply(std::move(answer), decode_stations);
+}
+
+Reply get_station(const Json &home, const StationRecord &request)
+{
+    const Json *station = find_station(home, as_text(request.mac));
+    return station ? Reply(station_record(*station)) : Reply(kNotFound);
+}
+
+Reply get_station_counts(const Json &home)
+{
+    StationCountsRecord counts{};
+    for (const Json &station : home.at("stations")) {
+        uint32_t medium = to_record<StationRecord>(station).medium;
+        le32 &count = medium == 2 ? counts.wired : medium == 0 ? counts.wifi_2g : counts.wifi_5g;
+        count = count + 1;
+        counts.total = counts.total + 1;
+    }
+    return counts;
+}
+
+// Has `set` change the station that a request names.
+template <typename Record, typename Set> Reply change_station(Json &home, const Record &record, Set set)
+{
+    Json *station = find_station(home, as_text(record.mac));
+    if (!station)
+        return kNotFound;
+    set(*station);
+    return kOk;
+}
+
+Reply set_station_name(Json &home, const StationNameRecord &record)
+{
+    return change_station(
+        home, record, [&](Json &station) { station["device_name"] = encode(record.device_name); });
+}
+
+Reply set_station_model(Json &home, const StationModelRecord &record)
+{
+    return change_station(
+        home, record,
+        [&](Json &station) {
+            if (record.change_mask & 1)
+                station["brand"] = encode(record.brand);
+            if (record.change_mask & 2)
+                station["model"] = encode(record.model);
+        });
+}
+
+Reply set_internet_access(Json &home, const StationAccessRecord &record)
+{
+    return change_station(
+        home, record, [&](Json &station) { station["internet_access"] = record.flag == 1; });
+}
+
+Reply set_wifi_access(Json &home, const StationAccessRecord &record)
+{
+    return change_station(
+        home, record, [&](Json &station) { station["wifi_access"] = record.flag == 1; });
+}
+
+Reply get_rate_limit(const Json &home, const StationRateLimitRecord &request)
+{
+    const Json *station = find_station(home, as_text(request.mac));
+    if (!station)
+        return kNotFound;
+    auto record = to_record<StationRateLimitRecord>(*station);
+    memcpy(record.mac, request.mac, sizeof(record.mac));
+    return record;
+}
+
+Reply set_rate_limit(Json &home, const StationRateLimitRecord &record)
+{
+    return change_station(
+        home, record,
+        [&](Json &station) {
+            if (record.change_mask & 1)
+                station["upstream"] = encode(record.upstream);
+            if (record.change_mask & 2)
+                station["downstream"] = encode(record.downstream);
+            station["limited"] = decode_number(station["upstream"]) != 0 || decode_number(station["downstream"]) != 0;
+        });
+}
+
+constexpr Event events[] = {
     event_of<StationEvent>(
         "new-station", kEventNewStation,
         R"({"mac": "00:00:5E:00:53:50", "host_name": "visitor", "medium": 0, "port": 0, "virtual_mac": ""})"),
@@ -247,7 +250,7 @@ static constexpr Event events[] = {
     event_of<PasswordErrorEvent>("password-error", kEventWifiPasswordError, R"({"mac": "00:00:5E:00:53:51"})"),
 };
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kListStations, "ORVC_GET_STALIST", serve<list_stations>},
     {kGetStation, "ORVC_GET_STAINFO", serve<get_station>},
     {kGetStationCounts, "ORVC_GET_STANUM", serve<get_station_counts>},
@@ -258,4 +261,6 @@ static constexpr Row rows[] = {
     {kGetRateLimit, "ORVC_GET_STARATELIMIT", serve<get_rate_limit>},
     {kSetRateLimit, "ORVC_SET_STARATELIMIT", serve<set_rate_limit>},
 };
-static const Family family = {rows, events};
+const Family family = {rows, events};
+
+} // namespace

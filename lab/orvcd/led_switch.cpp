@@ -11,29 +11,34 @@ static void describe(auto &&field, LedSwitchRecord &record)
     field("on", record.status, YesNo{});
 }
 
-static ReturnCode check_led_switch(const LedSwitchRecord &record)
+namespace
+{
+
+ReturnCode check_led_switch(const LedSwitchRecord &record)
 {
     return check_switch(record.status);
 }
 
-static Reply get_led_switch(const Json &home)
+Reply get_led_switch(const Json &home)
 {
     return to_record<LedSwitchRecord>(home.at("leds"));
 }
 
-static Reply set_led_switch(Json &home, const LedSwitchRecord &record)
+Reply set_led_switch(Json &home, const LedSwitchRecord &record)
 {
     store(home["leds"], record);
     announce(kEventLedSwitch, SwitchEvent{record.status});
     return kOk;
 }
 
-static constexpr Event events[] = {
+constexpr Event events[] = {
     event_of<SwitchEvent>("led-switch", kEventLedSwitch, R"({"on": true})"),
 };
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetLedSwitch, "ORVC_GET_LEDSWITCH", serve<get_led_switch>},
     {kSetLedSwitch, "ORVC_SET_LEDSWITCH", serve<set_led_switch, check_led_switch>},
 };
-static const Family family = {rows, events};
+const Family family = {rows, events};
+
+} // namespace

@@ -85,10 +85,8 @@ void run(const Options &options)
     close(end);
 }
 
-} // namespace
-
 // Several words as one text, a space apart.
-static std::string join(const std::vector<std::string> &words)
+std::string join(const std::vector<std::string> &words)
 {
     std::string text;
     for (const std::string &word : words)
@@ -96,7 +94,9 @@ static std::string join(const std::vector<std::string> &words)
     return text;
 }
 
-static constexpr const char *kFaultHelp =
+} // namespace
+
+constexpr const char *kFaultHelp =
     "What: TYPE|NAME|all silent|drop|close|code=N|delay=MS|short=N|long=N|garbage [for N requests|for S seconds]\n"
     "      clear\n"
     "      list\n"

@@ -6,10 +6,10 @@
 #include "service.h"
 #include "wifi/mesh_records.h"
 
-static constexpr Name kModes[] = {{2, "controller"}, {3, "agent"}, {4, "off"}};
-static constexpr Name kLinks[] = {{0, "ethernet"}, {1, "2.4 GHz"}, {2, "5 GHz"}};
-static constexpr Name kAuthModes[] = {{0, "open"}, {5, "wpa2psk"}};
-static constexpr Name kEncryptions[] = {{0, "none"}, {3, "aes"}};
+constexpr Name kModes[] = {{2, "controller"}, {3, "agent"}, {4, "off"}};
+constexpr Name kLinks[] = {{0, "ethernet"}, {1, "2.4 GHz"}, {2, "5 GHz"}};
+constexpr Name kAuthModes[] = {{0, "open"}, {5, "wpa2psk"}};
+constexpr Name kEncryptions[] = {{0, "none"}, {3, "aes"}};
 
 static void describe(auto &&field, MeshRecord &record)
 {
@@ -62,8 +62,8 @@ static void describe(auto &&field, TopologyRecord &record)
     field("down_rate", record.down_rate);
 }
 
-static constexpr Name kMeshChanges[] = {{kChangeMeshMode, "mode"}};
-static constexpr Name kRoamingChanges[] = {{kChangeMeshRoaming, "roaming"}};
+constexpr Name kMeshChanges[] = {{kChangeMeshMode, "mode"}};
+constexpr Name kRoamingChanges[] = {{kChangeMeshRoaming, "roaming"}};
 
 static void describe_message(auto &&field, MeshRecord &record)
 {
@@ -87,55 +87,58 @@ static void describe(auto &&field, TopologyRequest &record)
     field("mac", record.mac);
 }
 
+namespace
+{
+
 // Only a word that the daemon does not know switches the mesh off.
-static ReturnCode check_mesh(const MeshRecord &record)
+ReturnCode check_mesh(const MeshRecord &record)
 {
     return (record.change_mask & kChangeMeshMode) && record.mode != 2 && record.mode != 3 ? kBadMode : kOk;
 }
 
-static ReturnCode check_mesh_roaming(const MeshRoamingRecord &record)
+ReturnCode check_mesh_roaming(const MeshRoamingRecord &record)
 {
     return check_switch(record.roaming);
 }
 
-static Reply get_mesh(const Json &home)
+Reply get_mesh(const Json &home)
 {
     auto record = to_record<MeshRecord>(home.at("mesh"));
     record.online_time = static_cast<uint32_t>(record.online_time + seconds_up());
     return record;
 }
 
-static Reply set_mesh(Json &home, const MeshRecord &request)
+Reply set_mesh(Json &home, const MeshRecord &request)
 {
     if (request.change_mask & kChangeMeshMode)
         home["mesh"]["mode"] = Names{kModes}.encode(request.mode);
     return kOk;
 }
 
-static Reply get_mesh_roaming(const Json &home)
+Reply get_mesh_roaming(const Json &home)
 {
     return to_record<MeshRoamingRecord>(home.at("mesh"));
 }
 
-static Reply set_mesh_roaming(Json &home, const MeshRoamingRecord &request)
+Reply set_mesh_roaming(Json &home, const MeshRoamingRecord &request)
 {
     if (request.change_mask & kChangeMeshRoaming)
         store(home["mesh"], request);
     return kOk;
 }
 
-static Reply get_backhaul_bss(const Json &home)
+Reply get_backhaul_bss(const Json &home)
 {
     return to_record<BackhaulBssRecord>(home.at("mesh").at("backhaul_bss"));
 }
 
-static Reply get_topology_map(const Json &home)
+Reply get_topology_map(const Json &home)
 {
     return to_list<TopologyMap>(home.at("mesh").at("map"));
 }
 
 // The node that the request names in the topology, or this one where it names none.
-static Reply get_topology(const Json &home, const TopologyRequest &request)
+Reply get_topology(const Json &home, const TopologyRequest &request)
 {
     std::string mac = read_text(request.mac).data;
     for (const Json &node : home.at("mesh").at("nodes")) {
@@ -150,7 +153,7 @@ static Reply get_topology(const Json &home, const TopologyRequest &request)
     return kNotFound;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kSetMesh, "ORVC_SET_MESH", serve<set_mesh, check_mesh>},
     {kGetMesh, "ORVC_GET_MESH", serve<get_mesh>},
     {kGetBackhaulBss, "ORVC_GET_MESHBACKHAULBSS", serve<get_backhaul_bss>},
@@ -159,4 +162,6 @@ static constexpr Row rows[] = {
     {kSetMeshRoaming, "ORVC_SET_MESHROAMING", serve<set_mesh_roaming, check_mesh_roaming>},
     {kGetMeshRoaming, "ORVC_GET_MESHROAMING", serve<get_mesh_roaming>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

@@ -20,7 +20,10 @@ static void describe(auto &&field, NeighbourRecord &record)
     field("standards", record.standards, BitSet{kStandards});
 }
 
-static Reply get_neighbours(const Json &home, const NeighbourRequest &request)
+namespace
+{
+
+Reply get_neighbours(const Json &home, const NeighbourRequest &request)
 {
     const Json *radio = radio_of(home, request.band);
     if (!radio)
@@ -28,7 +31,9 @@ static Reply get_neighbours(const Json &home, const NeighbourRequest &request)
     return to_list<NeighbourList>(radio->at("neighbours"));
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetNeighbours, "ORVC_GET_NEIGHBOURINFO", serve<get_neighbours>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

@@ -5,11 +5,11 @@
 #include "records.h"
 #include "service.h"
 
-static constexpr Name kProtocols[] = {{1, "tcp"}, {2, "udp"}, {3, "icmp"}};
+constexpr Name kProtocols[] = {{1, "tcp"}, {2, "udp"}, {3, "icmp"}};
 
-static constexpr char kEnable[] = "enable";
-static constexpr char kDscp[] = "dscp";
-static constexpr char k8021p[] = "8021p";
+constexpr char kEnable[] = "enable";
+constexpr char kDscp[] = "dscp";
+constexpr char k8021p[] = "8021p";
 
 static void describe(auto &&field, ClassificationRecord &record)
 {
@@ -39,30 +39,33 @@ static void describe(auto &&field, QosSwitchRecord &record)
     field("on", record.code, YesNo{});
 }
 
-static ReturnCode check_qos_switch(const QosSwitchRecord &record)
+namespace
+{
+
+ReturnCode check_qos_switch(const QosSwitchRecord &record)
 {
     return check_switch(record.code);
 }
 
 // An address or a mask that is not given is empty.
-static bool is_ipv4_or_empty(std::string_view text)
+bool is_ipv4_or_empty(std::string_view text)
 {
     return text.empty() || is_ipv4(text);
 }
 
-static bool is_mac_or_empty(std::string_view text)
+bool is_mac_or_empty(std::string_view text)
 {
     return text.empty() || is_mac(text);
 }
 
 // -1 stands for no marking.
-static ReturnCode check_markings(const ClassificationRecord &rule)
+ReturnCode check_markings(const ClassificationRecord &rule)
 {
     return first_refusal(check_range(rule.priority, 0, 7), check_range(rule.dscp, -1, 63),
                          check_range(rule.vlan8021p, -1, 7));
 }
 
-static ReturnCode check_addresses(const ClassificationRecord &rule)
+ReturnCode check_addresses(const ClassificationRecord &rule)
 {
     if (!is_mac_or_empty(text_of(rule.srcmac)) || !is_mac_or_empty(text_of(rule.dstmac)))
         return kBadMac;
@@ -72,7 +75,7 @@ static ReturnCode check_addresses(const ClassificationRecord &rule)
     return rule.srcport > 0xFFFF || rule.dstport > 0xFFFF ? kBadPort : kOk;
 }
 
-static ReturnCode check_protocols(const ClassificationRecord &rule)
+ReturnCode check_protocols(const ClassificationRecord &rule)
 {
     for (const le32 &protocol : rule.protocols)
         if (protocol > 3)
@@ -80,40 +83,40 @@ static ReturnCode check_protocols(const ClassificationRecord &rule)
     return kOk;
 }
 
-static ReturnCode check_classification(const ClassificationRecord &rule)
+ReturnCode check_classification(const ClassificationRecord &rule)
 {
     return first_refusal(text_of(rule.name).empty() ? kBadName : kOk, check_markings(rule), check_protocols(rule),
                          check_addresses(rule));
 }
 
-template <const char *key> static Reply get_switch(const Json &home)
+template <const char *key> Reply get_switch(const Json &home)
 {
     return QosSwitchRecord{YesNo{}.decode(home.at("qos").at(key))};
 }
 
-template <const char *key> static Reply set_switch(Json &home, const QosSwitchRecord &record)
+template <const char *key> Reply set_switch(Json &home, const QosSwitchRecord &record)
 {
     home["qos"][key] = YesNo{}.encode(record.code);
     return kOk;
 }
 
-static Reply list_classifications(const Json &home)
+Reply list_classifications(const Json &home)
 {
     return to_list<ClassificationList>(home.at("classifications"));
 }
 
-static Reply add_classification(Json &home, const ClassificationRecord &request)
+Reply add_classification(Json &home, const ClassificationRecord &request)
 {
     ClassificationRecord record = request;
     return add_entry(home["classifications"], record, std::size(ClassificationList{}.entries)) ? kOk : kFull;
 }
 
-static Reply delete_classification(Json &home, const ClassificationIndexRecord &request)
+Reply delete_classification(Json &home, const ClassificationIndexRecord &request)
 {
     return remove_entry(home["classifications"], request.index) ? kOk : kNotFound;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kAddClassification, "ORVC_ADD_QOSCLASSIFICATION", serve<add_classification, check_classification>},
     {kDeleteClassification, "ORVC_DEL_QOSCLASSIFICATION", serve<delete_classification>},
     {kListClassifications, "ORVC_GET_QOSCLASSIFICATION", serve<list_classifications>},
@@ -124,4 +127,6 @@ static constexpr Row rows[] = {
     {kSetQos8021p, "ORVC_SET_QOS8021P", serve<set_switch<k8021p>, check_qos_switch>},
     {kGetQos8021p, "ORVC_GET_QOS8021P", serve<get_switch<k8021p>>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

@@ -7,10 +7,10 @@
 #include "stations.h"
 #include "wifi/radio_records.h"
 
-static constexpr Name kRadioChanges[] = {{kChangeEnable, "enable"},
-                                         {kChangeBandwidth, "bandwidth"},
-                                         {kChangeTxPower, "txpower"},
-                                         {kChangeChannel, "channel"}};
+constexpr Name kRadioChanges[] = {{kChangeEnable, "enable"},
+                                  {kChangeBandwidth, "bandwidth"},
+                                  {kChangeTxPower, "txpower"},
+                                  {kChangeChannel, "channel"}};
 
 static void describe(auto &&field, RadioRecord &record)
 {
@@ -57,7 +57,21 @@ static void describe(auto &&field, WpsRecord &record)
     field("on", record.code, YesNo{});
 }
 
-static ReturnCode check_radio(const RadioRecord &request)
+static void describe(auto &&field, WpsSwitchEvent &event)
+{
+    field("on", event.code, YesNo{});
+}
+
+static void describe(auto &&field, ChannelChangeEvent &event)
+{
+    field("band", event.band, Names{kBands});
+    field("channel", event.channel);
+}
+
+namespace
+{
+
+ReturnCode check_radio(const RadioRecord &request)
 {
     uint32_t mask = request.change_mask;
     if ((mask & kChangeEnable) && request.enable > 1)
@@ -70,7 +84,7 @@ static ReturnCode check_radio(const RadioRecord &request)
     return (mask & kChangeChannel) && !is_channel(request.band, request.channel) ? kBadChannel : kOk;
 }
 
-static ReturnCode check_disassociate(const DisassociateRecord &request)
+ReturnCode check_disassociate(const DisassociateRecord &request)
 {
     if (request.count > std::size(request.macs))
         return kBadRange;
@@ -80,18 +94,18 @@ static ReturnCode check_disassociate(const DisassociateRecord &request)
     return kOk;
 }
 
-static ReturnCode check_wifi_switch(const SwitchRecord &record)
+ReturnCode check_wifi_switch(const SwitchRecord &record)
 {
     return check_switch(record.code);
 }
 
-static ReturnCode check_wps(const WpsRecord &record)
+ReturnCode check_wps(const WpsRecord &record)
 {
     return check_switch(record.code);
 }
 
 // Up to which index the band has access points, configured or not.
-static uint32_t count_access_points(const Json &radio)
+uint32_t count_access_points(const Json &radio)
 {
     uint32_t highest = 0;
     for (const Json &access_point : radio.at("access_points"))
@@ -99,7 +113,7 @@ static uint32_t count_access_points(const Json &radio)
     return highest;
 }
 
-static Reply get_radio(const Json &home, const RadioRecord &request)
+Reply get_radio(const Json &home, const RadioRecord &request)
 {
     const Json *radio = radio_of(home, request.band);
     if (!radio)
@@ -111,7 +125,7 @@ static Reply get_radio(const Json &home, const RadioRecord &request)
 }
 
 // Nothing is heard here, but every scan finds another score for every channel.
-static Reply start_channel_scan(Json &home, const ChannelScoreList &request)
+Reply start_channel_scan(Json &home, const ChannelScoreList &request)
 {
     Json *radio = radio_of(home, request.band);
     if (!radio)
@@ -124,7 +138,7 @@ static Reply start_channel_scan(Json &home, const ChannelScoreList &request)
 }
 
 // A set request's change mask says which fields it gives.
-static Reply set_radio(Json &home, const RadioRecord &request)
+Reply set_radio(Json &home, const RadioRecord &request)
 {
     Json *radio = radio_of(home, request.band);
     if (!radio)
@@ -148,7 +162,7 @@ static Reply set_radio(Json &home, const RadioRecord &request)
     return kOk;
 }
 
-static Reply get_channel_scores(const Json &home, const ChannelScoreList &request)
+Reply get_channel_scores(const Json &home, const ChannelScoreList &request)
 {
     const Json *radio = radio_of(home, request.band);
     if (!radio)
@@ -159,7 +173,7 @@ static Reply get_channel_scores(const Json &home, const ChannelScoreList &reques
 }
 
 // A station that is sent away comes back by itself, unless it is told not to: it is off line for a moment.
-static Reply disassociate(Json &home, const DisassociateRecord &request)
+Reply disassociate(Json &home, const DisassociateRecord &request)
 {
     for (size_t i = 0; i < std::min<size_t>(request.count, std::size(request.macs)); i++) {
         std::string mac = colon_mac(read_text(request.macs[i]).data);
@@ -173,71 +187,60 @@ static Reply disassociate(Json &home, const DisassociateRecord &request)
 
 // The switches of all of Wi-Fi: where each stands in the home, and the event that tells of it.
 
-static SwitchRecord read_switch(const Json &home, const char *key)
+SwitchRecord read_switch(const Json &home, const char *key)
 {
     return {YesNo{}.decode(home.at("switches").at(key))};
 }
 
-static void write_switch(Json &home, const char *key, uint32_t code)
+void write_switch(Json &home, const char *key, uint32_t code)
 {
     home["switches"][key] = YesNo{}.encode(code);
 }
 
-static Reply get_wifi_switch(const Json &home)
+Reply get_wifi_switch(const Json &home)
 {
     return read_switch(home, "wifi");
 }
 
-static Reply set_wifi_switch(Json &home, const SwitchRecord &record)
+Reply set_wifi_switch(Json &home, const SwitchRecord &record)
 {
     write_switch(home, "wifi", record.code);
     announce(kEventWifiSwitch, SwitchEvent{record.code});
     return kOk;
 }
 
-static Reply get_elink_sync(const Json &home)
+Reply get_elink_sync(const Json &home)
 {
     return read_switch(home, "elink_sync");
 }
 
-static Reply set_elink_sync(Json &home, const SwitchRecord &record)
+Reply set_elink_sync(Json &home, const SwitchRecord &record)
 {
     write_switch(home, "elink_sync", record.code);
     announce(kEventElinkSwitch, SwitchEvent{record.code});
     return kOk;
 }
 
-static Reply get_wps(const Json &home, const WpsRecord &request)
+Reply get_wps(const Json &home, const WpsRecord &request)
 {
     return WpsRecord{request.index, read_switch(home, "wps").code};
 }
 
-static Reply set_wps(Json &home, const WpsRecord &record)
+Reply set_wps(Json &home, const WpsRecord &record)
 {
     write_switch(home, "wps", record.code);
     announce(kEventWpsSwitch, WpsSwitchEvent{0, record.code});
     return kOk;
 }
 
-static void describe(auto &&field, WpsSwitchEvent &event)
-{
-    field("on", event.code, YesNo{});
-}
-
-static void describe(auto &&field, ChannelChangeEvent &event)
-{
-    field("band", event.band, Names{kBands});
-    field("channel", event.channel);
-}
-
-static constexpr Event events[] = {
+constexpr Event events[] = {
     event_of<SwitchEvent>("wifi-switch", kEventWifiSwitch, R"({"on": true})"),
     event_of<SwitchEvent>("elink-switch", kEventElinkSwitch, R"({"on": true})"),
     event_of<WpsSwitchEvent>("wps-switch", kEventWpsSwitch, R"({"on": true})"),
     event_of<ChannelChangeEvent>("channel", kEventChannelChange, R"({"band": "2.4 GHz", "channel": 6})"),
 };
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kDisassociate, "ORVC_SET_DISASSOCIATION", serve<disassociate, check_disassociate>},
     {kStartChannelScan, "ORVC_SET_CHANNELSCAN", serve<start_channel_scan>},
     {kGetElinkSync, "ORVC_GET_ELINKSYNC", serve<get_elink_sync>},
@@ -250,4 +253,6 @@ static constexpr Row rows[] = {
     {kGetWps, "ORVC_GET_WPS", serve<get_wps>},
     {kGetChannelScores, "ORVC_GET_CHANNELSCORE", serve<get_channel_scores>},
 };
-static const Family family = {rows, events};
+const Family family = {rows, events};
+
+} // namespace

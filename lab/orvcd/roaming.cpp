@@ -18,12 +18,12 @@ static void describe(auto &&field, RoamingRecord &record)
 }
 
 // Both places of the threshold change together.
-static constexpr Name kChanges[] = {{kChangeRoamingEnable, "enable"},
-                                    {0x02, "threshold_rssi"},
-                                    {0x40, "threshold_copy"},
-                                    {kChangeRoamingInterval, "report_interval"},
-                                    {kChangeRoamingStartTime, "start_time"},
-                                    {kChangeRoamingStartRssi, "start_rssi"}};
+constexpr Name kChanges[] = {{kChangeRoamingEnable, "enable"},
+                             {0x02, "threshold_rssi"},
+                             {0x40, "threshold_copy"},
+                             {kChangeRoamingInterval, "report_interval"},
+                             {kChangeRoamingStartTime, "start_time"},
+                             {kChangeRoamingStartRssi, "start_rssi"}};
 
 static void describe_message(auto &&field, RoamingRecord &record)
 {
@@ -63,8 +63,23 @@ static void describe(auto &&field, TransitionRecord &record)
     field("channel", record.channel);
 }
 
+static void describe(auto &&field, RoamingEvent &event)
+{
+    field("mac", event.mac);
+    field("bandwidth", event.bandwidth, Names{kBandwidths});
+    field("rssi", event.rssi);
+    field("connect_time", event.connect_time);
+    field("channel", event.channel);
+    field("bssid", event.bssid);
+    field("support_11k", event.support_11k, YesNo{});
+    field("support_11v", event.support_11v, YesNo{});
+}
+
+namespace
+{
+
 // Signals are in dBm, times in seconds.
-static ReturnCode check_roaming(const RoamingRecord &request)
+ReturnCode check_roaming(const RoamingRecord &request)
 {
     constexpr int32_t kWeakest = -120;
     constexpr int32_t kDay = 24 * 60 * 60;
@@ -78,19 +93,19 @@ static ReturnCode check_roaming(const RoamingRecord &request)
 }
 
 // A BSSID fills its field but for the NUL.
-static ReturnCode check_transition(const TransitionRecord &request)
+ReturnCode check_transition(const TransitionRecord &request)
 {
     if (!is_mac(text_of(request.mac)) || !is_mac(text_of(request.bssid)))
         return kBadMac;
     return is_channel(0, request.channel) || is_channel(1, request.channel) ? kOk : kBadChannel;
 }
 
-static Reply get_roaming(const Json &home)
+Reply get_roaming(const Json &home)
 {
     return to_record<RoamingRecord>(home.at("roaming"));
 }
 
-static Reply set_roaming(Json &home, const RoamingRecord &request)
+Reply set_roaming(Json &home, const RoamingRecord &request)
 {
     Json given;
     store(given, request);
@@ -108,7 +123,7 @@ static Reply set_roaming(Json &home, const RoamingRecord &request)
 }
 
 // A station's signal where it is now; wired ones have none.
-static Reply get_station_rssi(const Json &home, const StationRssiRecord &request)
+Reply get_station_rssi(const Json &home, const StationRssiRecord &request)
 {
     const Json *station = find_station(home, read_text(request.mac).data);
     if (!station || station->at("medium") == "wired")
@@ -120,7 +135,7 @@ static Reply get_station_rssi(const Json &home, const StationRssiRecord &request
 }
 
 // Every access point that is asked for hears the station, the later ones less.
-static Reply query_ap_rssi(const Json &home, const ApRssiQueryRecord &request)
+Reply query_ap_rssi(const Json &home, const ApRssiQueryRecord &request)
 {
     const Json *station = find_station(home, colon_mac(read_text(request.mac).data));
     if (!station)
@@ -135,7 +150,7 @@ static Reply query_ap_rssi(const Json &home, const ApRssiQueryRecord &request)
 }
 
 // The station moves, and the router reports it a moment later.
-static Reply request_transition(const Json &home, const TransitionRecord &request)
+Reply request_transition(const Json &home, const TransitionRecord &request)
 {
     std::string mac = colon_mac(read_text(request.mac).data);
     std::string bssid = colon_mac(read_text(request.bssid).data);
@@ -157,30 +172,20 @@ static Reply request_transition(const Json &home, const TransitionRecord &reques
     return kOk;
 }
 
-static void describe(auto &&field, RoamingEvent &event)
-{
-    field("mac", event.mac);
-    field("bandwidth", event.bandwidth, Names{kBandwidths});
-    field("rssi", event.rssi);
-    field("connect_time", event.connect_time);
-    field("channel", event.channel);
-    field("bssid", event.bssid);
-    field("support_11k", event.support_11k, YesNo{});
-    field("support_11v", event.support_11v, YesNo{});
-}
-
-static constexpr Event events[] = {
+constexpr Event events[] = {
     event_of<RoamingEvent>(
         "roaming", kEventRoaming,
         R"({"mac": "00:00:5E:00:53:32", "bandwidth": "80 MHz", "rssi": -70, "connect_time": 60, "channel": 44,
                                "bssid": "00:00:5E:00:53:21", "support_11k": true, "support_11v": true})"),
 };
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetRoaming, "ORVC_GET_ROAMING", serve<get_roaming>},
     {kSetRoaming, "ORVC_SET_ROAMING", serve<set_roaming, check_roaming>},
     {kGetStationRssi, "ORVC_GET_ROAMINGRSSI", serve<get_station_rssi>},
     {kQueryApRssi, "ORVC_GET_ROAMINGSARQ", serve<query_ap_rssi>},
     {kRequestTransition, "ORVC_SET_ROAMINGBSSTR", serve<request_transition, check_transition>},
 };
-static const Family family = {rows, events};
+const Family family = {rows, events};
+
+} // namespace

@@ -12,11 +12,11 @@
 
 #include "domainsocket.h"
 
-static constexpr size_t kMostClients = 256;
+constexpr size_t kMostClients = 256;
 
 // Milliseconds between two looks at the state file. Looking costs less than being told: the system watches no more
 // files for one user than there may be labs.
-static constexpr int kStatePause = 250;
+constexpr int kStatePause = 250;
 
 Server::~Server()
 {
@@ -95,8 +95,11 @@ bool Server::serve_request(int descriptor, char *payload)
     return answer(descriptor, request, faults_.take(request.type));
 }
 
+namespace
+{
+
 // A record under a fault. Its bytes are other ones each time, the same in every run.
-static void spoil(Reply &reply, const Fault &fault)
+void spoil(Reply &reply, const Fault &fault)
 {
     static std::atomic<uint32_t> seed = 1;
     std::string &record = reply.record;
@@ -111,6 +114,8 @@ static void spoil(Reply &reply, const Fault &fault)
     }
     reply.decode = nullptr;
 }
+
+} // namespace
 
 bool Server::answer(int descriptor, const Request &request, const Fault &fault)
 {

@@ -13,19 +13,22 @@ static void describe(auto &&field, ServerInfoRecord &record)
     field("backup", record.backup);
 }
 
-static constexpr Name kGivenFields[] = {{1, "bssaddr"}, {2, "abiaddr"}, {4, "devtoken"}, {8, "devid"}, {16, "backup"}};
+constexpr Name kGivenFields[] = {{1, "bssaddr"}, {2, "abiaddr"}, {4, "devtoken"}, {8, "devid"}, {16, "backup"}};
 
 static void describe_message(auto &&field, ServerInfoRecord &record)
 {
     field("given", record.given_mask, BitSet{kGivenFields});
 }
 
-static Reply get_server_info(const Json &home)
+namespace
+{
+
+Reply get_server_info(const Json &home)
 {
     return to_record<ServerInfoRecord>(home.at("server_info"));
 }
 
-static Reply set_server_info(Json &home, const ServerInfoRecord &record)
+Reply set_server_info(Json &home, const ServerInfoRecord &record)
 {
     const Json given = encode(record);
     for (const Name &field : kGivenFields)
@@ -34,8 +37,10 @@ static Reply set_server_info(Json &home, const ServerInfoRecord &record)
     return kOk;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetServerInfo, "ORVC_GET_SERVERINFO", serve<get_server_info>},
     {kSetServerInfo, "ORVC_SET_SERVERINFO", serve<set_server_info>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

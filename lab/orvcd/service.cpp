@@ -21,7 +21,12 @@ struct Effects {
     std::vector<Later> changes;
 };
 
-static Effects effects;
+namespace
+{
+
+Effects effects;
+
+} // namespace
 
 void announce(uint32_t event, std::string record)
 {
@@ -59,10 +64,15 @@ template <typename Row> static void enter(std::span<const Row> rows)
     }
 }
 
-template <typename Row> static const Row *find(uint32_t type)
+namespace
+{
+
+template <typename Row> const Row *find(uint32_t type)
 {
     return type < all_rows<Row>().size() ? all_rows<Row>()[type] : nullptr;
 }
+
+} // namespace
 
 Family::Family(std::span<const Row> rows, std::span<const Event> events)
 {

@@ -7,19 +7,26 @@
 //
 //     static void describe(auto &&field, LedSwitchRecord &record) { field("on", record.status, YesNo{}); }
 //
-//     static Reply get_led_switch(const Json &home) { return to_record<LedSwitchRecord>(home.at("led_switch")); }
+//     namespace
+//     {
 //
-//     static Reply set_led_switch(Json &home, const LedSwitchRecord &record)
+//     Reply get_led_switch(const Json &home) { return to_record<LedSwitchRecord>(home.at("led_switch")); }
+//
+//     Reply set_led_switch(Json &home, const LedSwitchRecord &record)
 //     {
 //         store(home["led_switch"], record);
 //         return kOk;
 //     }
 //
-//     static constexpr Row rows[] = {
+//     constexpr Row rows[] = {
 //         {kGetLedSwitch, "ORVC_GET_LEDSWITCH", serve<get_led_switch>},
 //         {kSetLedSwitch, "ORVC_SET_LEDSWITCH", serve<set_led_switch>},
 //     };
-//     static const Family family = {rows};
+//     const Family family = {rows};
+//
+//     } // namespace
+//
+// Descriptions are looked up by their record, in its namespace: they stand outside of the unnamed one.
 //
 // A handler's parameters say what it does. With `const Json &home` it reads; with `Json &home` it changes a copy of the
 // home, which is kept and written to the state file when the handler returns kOk and forgotten otherwise. With a record

@@ -6,8 +6,8 @@
 #include "system/wan_info_records.h"
 #include "wifi/access_point_records.h"
 
-static constexpr uint32_t k2gAccessPoints = 3;
-static constexpr uint32_t k5gAccessPoints = 4;
+constexpr uint32_t k2gAccessPoints = 3;
+constexpr uint32_t k5gAccessPoints = 4;
 
 static void describe(auto &&field, PortTrafficRecord &record)
 {
@@ -18,7 +18,7 @@ static void describe(auto &&field, PortTrafficRecord &record)
     field("crc_errors", record.crc_errors);
 }
 
-static constexpr Name kKinds[] = {{kWanPortKind, "WAN port"}, {k2gAccessPoints, "2.4 GHz"}, {k5gAccessPoints, "5 GHz"}};
+constexpr Name kKinds[] = {{kWanPortKind, "WAN port"}, {k2gAccessPoints, "2.4 GHz"}, {k5gAccessPoints, "5 GHz"}};
 
 static void describe_message(auto &&field, PortTrafficRecord &record)
 {
@@ -40,7 +40,10 @@ static void describe(auto &&field, ApStatisticsRecord &record)
     field("rx_drops", record.rx_drops);
 }
 
-static Reply port_traffic(const Json &home, const PortTrafficRecord &request)
+namespace
+{
+
+Reply port_traffic(const Json &home, const PortTrafficRecord &request)
 {
     auto record = to_record<PortTrafficRecord>(home.at("wan_port"));
     record.kind = request.kind;
@@ -52,7 +55,7 @@ static Reply port_traffic(const Json &home, const PortTrafficRecord &request)
     return record;
 }
 
-static Reply ap_statistics(const Json &home, const PortTrafficRecord &request)
+Reply ap_statistics(const Json &home, const PortTrafficRecord &request)
 {
     const Json *radio = radio_of(home, request.kind - k2gAccessPoints);
     const Json *entry = radio ? find_entry(radio->at("access_points"), request.port) : nullptr;
@@ -72,7 +75,7 @@ static Reply ap_statistics(const Json &home, const PortTrafficRecord &request)
 }
 
 // The two forms have the same length; their first word tells them apart.
-static Reply get_statistics(const Json &home, const PortTrafficRecord &request)
+Reply get_statistics(const Json &home, const PortTrafficRecord &request)
 {
     static_assert(sizeof(PortTrafficRecord) == sizeof(ApStatisticsRecord));
     if (request.kind == kWanPortKind)
@@ -82,7 +85,9 @@ static Reply get_statistics(const Json &home, const PortTrafficRecord &request)
     return kNotFound;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetPortTraffic, "ORVC_GET_PORTTRAFFIC", serve<get_statistics>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

@@ -17,7 +17,10 @@ static void describe(auto &&field, UrlFilterRecord &record)
     field("ranges", record.ranges);
 }
 
-static ReturnCode check_url_filter(const UrlFilterRecord &rule)
+namespace
+{
+
+ReturnCode check_url_filter(const UrlFilterRecord &rule)
 {
     if (text_of(rule.urls[0]).empty())
         return kBadUrl;
@@ -27,39 +30,41 @@ static ReturnCode check_url_filter(const UrlFilterRecord &rule)
     return check_rule(rule);
 }
 
-static Reply list_url_filters(const Json &home)
+Reply list_url_filters(const Json &home)
 {
     return to_list<UrlFilterList>(home.at("url_filters"));
 }
 
 // The answer holds the new index.
-static Reply add_url_filter(Json &home, const UrlFilterRecord &request)
+Reply add_url_filter(Json &home, const UrlFilterRecord &request)
 {
     UrlFilterRecord record = request;
     return add_entry(home["url_filters"], record, std::size(UrlFilterList{}.entries)) ? Reply(record) : Reply(kFull);
 }
 
-static Reply set_url_filter(Json &home, const UrlFilterRecord &record)
+Reply set_url_filter(Json &home, const UrlFilterRecord &record)
 {
     return store_entry(home["url_filters"], record) ? Reply(record) : Reply(kNotFound);
 }
 
-static Reply get_url_filter(const Json &home, const UrlFilterRecord &request)
+Reply get_url_filter(const Json &home, const UrlFilterRecord &request)
 {
     const Json *entry = find_entry(home.at("url_filters"), request.index);
     return entry ? Reply(to_record<UrlFilterRecord>(*entry)) : Reply(kNotFound);
 }
 
-static Reply delete_url_filter(Json &home, const UrlFilterRecord &request)
+Reply delete_url_filter(Json &home, const UrlFilterRecord &request)
 {
     return remove_entry(home["url_filters"], request.index) ? kOk : kNotFound;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kSetUrlFilter, "ORVC_SET_FILTERURL", serve<set_url_filter, check_url_filter>},
     {kListUrlFilters, "ORVC_GET_FILTERURLLIST", serve<list_url_filters>},
     {kDeleteUrlFilter, "ORVC_DEL_FILTERURL", serve<delete_url_filter>},
     {kAddUrlFilter, "ORVC_ADD_FILTERURL", serve<add_url_filter, check_url_filter>},
     {kGetUrlFilter, "ORVC_GET_FILTERURL", serve<get_url_filter>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace

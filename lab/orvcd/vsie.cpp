@@ -66,46 +66,57 @@ static void describe(auto &&field, ProbeFlushRecord &record)
     field("service_name", record.service_name);
 }
 
+static void describe(auto &&field, VsieRecordEvent &event)
+{
+    field("mac", event.mac);
+    field("band", event.band);
+    field("oui", event.oui);
+    field("data", event.data);
+}
+
+namespace
+{
+
 // The bytes of an element: at least one, each a byte.
-template <typename Byte, size_t N> static ReturnCode check_element(uint32_t length, const Byte (&data)[N])
+template <typename Byte, size_t N> ReturnCode check_element(uint32_t length, const Byte (&data)[N])
 {
     if (length == 0 || length > N)
         return kBadElement;
     return std::all_of(data, data + length, [](uint32_t byte) { return byte <= 0xFF; }) ? kOk : kBadElement;
 }
 
-static ReturnCode check_beacon_ie(const BeaconIeRecord &record)
+ReturnCode check_beacon_ie(const BeaconIeRecord &record)
 {
     return first_refusal(text_of(record.service_name).empty() ? kBadName : kOk, check_range(record.ssid_index, 0, 16),
                          check_range(record.duration, 0, INT32_MAX), check_element(record.length, record.data));
 }
 
-static ReturnCode check_probe_watch(const ProbeWatchRecord &record)
+ReturnCode check_probe_watch(const ProbeWatchRecord &record)
 {
     return text_of(record.service_name).empty() ? kBadName : check_range(record.band, 0, 1);
 }
 
-static ReturnCode check_probe_response_ie(const ProbeResponseIeRecord &record)
+ReturnCode check_probe_response_ie(const ProbeResponseIeRecord &record)
 {
     return is_mac(text_of(record.mac)) ? check_element(record.length, record.data) : kBadMac;
 }
 
-static ReturnCode check_run(const BeaconIeRunRecord &record)
+ReturnCode check_run(const BeaconIeRunRecord &record)
 {
     return check_switch(record.run);
 }
 
-static Reply get_limits(const Json &home)
+Reply get_limits(const Json &home)
 {
     return to_record<VsieLimitsRecord>(home.at("vsie").at("limits"));
 }
 
-static Reply list_beacon_ies(const Json &home)
+Reply list_beacon_ies(const Json &home)
 {
     return to_list<BeaconIeList>(home.at("vsie").at("beacon"));
 }
 
-static Reply list_probe_watches(const Json &home)
+Reply list_probe_watches(const Json &home)
 {
     const Json &watches = home.at("vsie").at("probe_requests");
     auto list = to_list<ProbeWatchList>(watches);
@@ -114,17 +125,17 @@ static Reply list_probe_watches(const Json &home)
     return list;
 }
 
-static Reply list_probe_response_ies(const Json &home)
+Reply list_probe_response_ies(const Json &home)
 {
     return to_list<ProbeResponseIeList>(home.at("vsie").at("probe_responses"));
 }
 
 // The three lists are added to and deleted from alike.
-static constexpr char kBeacon[] = "beacon";
-static constexpr char kProbeRequests[] = "probe_requests";
-static constexpr char kProbeResponses[] = "probe_responses";
+constexpr char kBeacon[] = "beacon";
+constexpr char kProbeRequests[] = "probe_requests";
+constexpr char kProbeResponses[] = "probe_responses";
 
-template <const char *key, typename Record, typename List> static Reply add_ie(Json &home, const Record &request)
+template <const char *key, typename Record, typename List> Reply add_ie(Json &home, const Record &request)
 {
     Record record = request;
     if (!add_entry(home["vsie"][key], record, std::size(List{}.entries)))
@@ -132,12 +143,12 @@ template <const char *key, typename Record, typename List> static Reply add_ie(J
     return VsieIndexRecord{record.index};
 }
 
-template <const char *key> static Reply delete_ie(Json &home, const VsieIndexRecord &request)
+template <const char *key> Reply delete_ie(Json &home, const VsieIndexRecord &request)
 {
     return remove_entry(home["vsie"][key], request.index) ? kOk : kNotFound;
 }
 
-static Reply run_beacon_ie(Json &home, const BeaconIeRunRecord &request)
+Reply run_beacon_ie(Json &home, const BeaconIeRunRecord &request)
 {
     Json *entry = find_entry(home["vsie"]["beacon"], request.index);
     if (!entry)
@@ -146,7 +157,7 @@ static Reply run_beacon_ie(Json &home, const BeaconIeRunRecord &request)
     return kOk;
 }
 
-static Reply flush_probe_watch(Json &home, const ProbeFlushRecord &request)
+Reply flush_probe_watch(Json &home, const ProbeFlushRecord &request)
 {
     Json name = encode(request.service_name);
     bool found = false;
@@ -159,28 +170,20 @@ static Reply flush_probe_watch(Json &home, const ProbeFlushRecord &request)
     return found ? kOk : kNotFound;
 }
 
-static void describe(auto &&field, VsieRecordEvent &event)
-{
-    field("mac", event.mac);
-    field("band", event.band);
-    field("oui", event.oui);
-    field("data", event.data);
-}
-
-static std::string make_probe_record(const Json &fields)
+std::string make_probe_record(const Json &fields)
 {
     auto event = to_event<VsieRecordEvent>(fields);
     event.length = slot_count(fields.at("data"), event.data);
     return bytes_of(event);
 }
 
-static constexpr Event events[] = {
+constexpr Event events[] = {
     {kEventVsieNewRecord, "probe-record",
      R"({"mac": "00:00:5E:00:53:34", "band": 0, "oui": [0, 0, 94], "data": [16, 1, 2, 3]})", make_probe_record,
      fields_of<VsieRecordEvent>},
 };
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetVsieLimits, "ORVC_GET_VSIE", serve<get_limits>},
     {kAddBeaconIe, "ORVC_ADD_VSIEBEACONTX", serve<add_ie<kBeacon, BeaconIeRecord, BeaconIeList>, check_beacon_ie>},
     {kDeleteBeaconIe, "ORVC_DEL_VSIEBEACONTX", serve<delete_ie<kBeacon>>},
@@ -196,4 +199,6 @@ static constexpr Row rows[] = {
     {kDeleteProbeResponseIe, "ORVC_DEL_VSIEPROBERESP", serve<delete_ie<kProbeResponses>>},
     {kListProbeResponseIes, "ORVC_GET_VSIEPROBERESP", serve<list_probe_response_ies>},
 };
-static const Family family = {rows, events};
+const Family family = {rows, events};
+
+} // namespace

@@ -10,10 +10,10 @@
 
 using namespace std::chrono_literals;
 
-static constexpr Name kModes[] = {{1, "dhcp"}, {2, "pppoe"}, {3, "static"}, {4, "bridge"}, {5, "repeater"}};
-static constexpr Name kLinks[] = {{0, "down"}, {1, "up"}};
-static constexpr Name kWanStates[] = {{1, "up"}, {2, "down"}, {3, "address"}};
-static constexpr Name kDuplexes[] = {{1, "full"}, {2, "half"}, {3, "auto"}};
+constexpr Name kModes[] = {{1, "dhcp"}, {2, "pppoe"}, {3, "static"}, {4, "bridge"}, {5, "repeater"}};
+constexpr Name kLinks[] = {{0, "down"}, {1, "up"}};
+constexpr Name kWanStates[] = {{1, "up"}, {2, "down"}, {3, "address"}};
+constexpr Name kDuplexes[] = {{1, "full"}, {2, "half"}, {3, "auto"}};
 
 static void describe(auto &&field, WanStatusRecord &record)
 {
@@ -76,12 +76,17 @@ static void describe(auto &&field, Ipv6EnableRecord &record)
     field("enable", record.enable, YesNo{});
 }
 
+namespace
+{
+
 // Which port a message is about.
-static void describe_port(auto &&field, auto &record)
+void describe_port(auto &&field, auto &record)
 {
     field("kind", record.kind);
     field("port", record.port);
 }
+
+} // namespace
 
 static void describe_message(auto &&field, PortStatusRecord &record)
 {
@@ -93,28 +98,43 @@ static void describe_message(auto &&field, PortRateRecord &record)
     describe_port(field, record);
 }
 
-static ReturnCode check_bridge(const SetBridgeRecord &record)
+static void describe(auto &&field, WanUpDownEvent &event)
+{
+    field("state", event.state, Names{kWanStates});
+    field("address", event.address);
+}
+
+static void describe(auto &&field, WanIpChangeEvent &event)
+{
+    field("link", event.status, Names{kLinks});
+    field("address", event.address);
+}
+
+namespace
+{
+
+ReturnCode check_bridge(const SetBridgeRecord &record)
 {
     return check_switch(record.enable);
 }
 
-static ReturnCode check_pppoe(const PppoeRecord &record)
+ReturnCode check_pppoe(const PppoeRecord &record)
 {
     return text_of(record.name).empty() ? kBadName : kOk;
 }
 
-static ReturnCode check_ipv6_enable(const Ipv6EnableRecord &record)
+ReturnCode check_ipv6_enable(const Ipv6EnableRecord &record)
 {
     return check_switch(record.enable);
 }
 
-static Reply get_wan_status(const Json &home)
+Reply get_wan_status(const Json &home)
 {
     return to_record<WanStatusRecord>(home.at("wan"));
 }
 
 // Tells the daemon of the link as it is now.
-static void announce_link(const Json &home)
+void announce_link(const Json &home)
 {
     auto status = to_record<WanStatusRecord>(home.at("wan"));
     WanUpDownEvent event{};
@@ -123,7 +143,7 @@ static void announce_link(const Json &home)
     announce(kEventWanUpDown, event);
 }
 
-static void announce_address(const Json &home)
+void announce_address(const Json &home)
 {
     auto status = to_record<WanStatusRecord>(home.at("wan"));
     WanIpChangeEvent event{};
@@ -133,7 +153,7 @@ static void announce_address(const Json &home)
 }
 
 // The link goes down at once and comes back a moment later, with the address that the new connection gives.
-static void reconnect(Json &home, const char *mode, const char *address)
+void reconnect(Json &home, const char *mode, const char *address)
 {
     home["wan"]["mode"] = mode;
     home["wan"]["link"] = "down";
@@ -150,31 +170,31 @@ static void reconnect(Json &home, const char *mode, const char *address)
     });
 }
 
-static Reply set_dhcp(Json &home, const SetDhcpRecord &)
+Reply set_dhcp(Json &home, const SetDhcpRecord &)
 {
     reconnect(home, "dhcp", "203.0.113.24");
     return kOk;
 }
 
-static Reply set_bridge(Json &home, const SetBridgeRecord &record)
+Reply set_bridge(Json &home, const SetBridgeRecord &record)
 {
     home["wan"]["mode"] = record.enable == 1 ? "bridge" : "dhcp";
     return kOk;
 }
 
-static Reply get_pppoe(const Json &home)
+Reply get_pppoe(const Json &home)
 {
     return to_record<PppoeRecord>(home.at("pppoe"));
 }
 
-static Reply set_pppoe(Json &home, const PppoeRecord &record)
+Reply set_pppoe(Json &home, const PppoeRecord &record)
 {
     store(home["pppoe"], record);
     reconnect(home, "pppoe", "198.51.100.77");
     return kOk;
 }
 
-static Reply get_run_time(const Json &home)
+Reply get_run_time(const Json &home)
 {
     auto record = to_record<RunTimeRecord>(home.at("wan"));
     record.online_time = static_cast<uint32_t>(record.online_time + seconds_up());
@@ -182,7 +202,7 @@ static Reply get_run_time(const Json &home)
 }
 
 // The answer to a request for the WAN port keeps the request's first two words.
-template <typename Record> static Reply port_record(const Json &home, const Record &request)
+template <typename Record> Reply port_record(const Json &home, const Record &request)
 {
     auto record = to_record<Record>(home.at("wan_port"));
     record.kind = request.kind;
@@ -190,46 +210,34 @@ template <typename Record> static Reply port_record(const Json &home, const Reco
     return record;
 }
 
-static Reply get_port_status(const Json &home, const PortStatusRecord &request)
+Reply get_port_status(const Json &home, const PortStatusRecord &request)
 {
     return port_record(home, request);
 }
 
-static Reply get_port_rate(const Json &home, const PortRateRecord &request)
+Reply get_port_rate(const Json &home, const PortRateRecord &request)
 {
     return port_record(home, request);
 }
 
-static Reply get_ipv6_info(const Json &home)
+Reply get_ipv6_info(const Json &home)
 {
     return to_record<Ipv6InfoRecord>(home.at("ipv6"));
 }
 
-static Reply set_ipv6_enable(Json &home, const Ipv6EnableRecord &record)
+Reply set_ipv6_enable(Json &home, const Ipv6EnableRecord &record)
 {
     home["ipv6"]["enable"] = record.enable == 1;
     home["ipv6"]["link"] = record.enable == 1 ? "up" : "down";
     return kOk;
 }
 
-static void describe(auto &&field, WanUpDownEvent &event)
-{
-    field("state", event.state, Names{kWanStates});
-    field("address", event.address);
-}
-
-static void describe(auto &&field, WanIpChangeEvent &event)
-{
-    field("link", event.status, Names{kLinks});
-    field("address", event.address);
-}
-
-static constexpr Event events[] = {
+constexpr Event events[] = {
     event_of<WanIpChangeEvent>("wan-address", kEventWanIpChange, R"({"link": "up", "address": "203.0.113.25"})"),
     event_of<WanUpDownEvent>("wan-link", kEventWanUpDown, R"({"state": "up", "address": "203.0.113.24"})"),
 };
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kGetRunTime, "ORVC_GET_RUNTIME", serve<get_run_time>},
     {kGetWanStatus, "ORVC_GET_WANSTATUS", serve<get_wan_status>},
     {kSetIpv6Enable, "ORVC_SET_IPV6ENABLE", serve<set_ipv6_enable, check_ipv6_enable>},
@@ -241,4 +249,6 @@ static constexpr Row rows[] = {
     {kGetPortStatus, "ORVC_GET_PORTSTATUS", serve<get_port_status>},
     {kGetPortRate, "ORVC_GET_PORTRATE", serve<get_port_rate>},
 };
-static const Family family = {rows, events};
+const Family family = {rows, events};
+
+} // namespace

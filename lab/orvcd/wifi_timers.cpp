@@ -23,8 +23,11 @@ static void describe(auto &&field, WifiTimerIndexRecord &record)
     field("index", record.index);
 }
 
+namespace
+{
+
 // On one day of the week.
-static ReturnCode check_wifi_timer(const WifiTimerRecord &timer)
+ReturnCode check_wifi_timer(const WifiTimerRecord &timer)
 {
     uint32_t weekday = timer.weekday;
     if (timer.enable > 1)
@@ -34,12 +37,12 @@ static ReturnCode check_wifi_timer(const WifiTimerRecord &timer)
     return weekday <= 64 && std::has_single_bit(weekday) ? kOk : kBadWeekday;
 }
 
-static Reply list_wifi_timers(const Json &home)
+Reply list_wifi_timers(const Json &home)
 {
     return to_list<WifiTimerList>(home.at("wifi_timers"));
 }
 
-static Reply add_wifi_timer(Json &home, const WifiTimerRecord &request)
+Reply add_wifi_timer(Json &home, const WifiTimerRecord &request)
 {
     WifiTimerRecord record = request;
     if (!add_entry(home["wifi_timers"], record, std::size(WifiTimerList{}.entries)))
@@ -47,27 +50,29 @@ static Reply add_wifi_timer(Json &home, const WifiTimerRecord &request)
     return WifiTimerIndexRecord{record.index};
 }
 
-static Reply set_wifi_timer(Json &home, const WifiTimerRecord &record)
+Reply set_wifi_timer(Json &home, const WifiTimerRecord &record)
 {
     return store_entry(home["wifi_timers"], record) ? kOk : kNotFound;
 }
 
-static Reply get_wifi_timer(const Json &home, const WifiTimerIndexRecord &request)
+Reply get_wifi_timer(const Json &home, const WifiTimerIndexRecord &request)
 {
     const Json *entry = find_entry(home.at("wifi_timers"), request.index);
     return entry ? Reply(to_record<WifiTimerRecord>(*entry)) : Reply(kNotFound);
 }
 
-static Reply delete_wifi_timer(Json &home, const WifiTimerIndexRecord &request)
+Reply delete_wifi_timer(Json &home, const WifiTimerIndexRecord &request)
 {
     return remove_entry(home["wifi_timers"], request.index) ? kOk : kNotFound;
 }
 
-static constexpr Row rows[] = {
+constexpr Row rows[] = {
     {kListWifiTimers, "ORVC_GET_WIFITIMERLIST", serve<list_wifi_timers>},
     {kSetWifiTimer, "ORVC_SET_WIFITIMER", serve<set_wifi_timer, check_wifi_timer>},
     {kGetWifiTimer, "ORVC_GET_WIFITIMER", serve<get_wifi_timer>},
     {kAddWifiTimer, "ORVC_ADD_WIFITIMER", serve<add_wifi_timer, check_wifi_timer>},
     {kDeleteWifiTimer, "ORVC_DEL_WIFITIMER", serve<delete_wifi_timer>},
 };
-static const Family family = {rows};
+const Family family = {rows};
+
+} // namespace
