@@ -1,9 +1,9 @@
 // The DNS filter's rules.
 
+#include "filter_rules.h"
 #include "filters/filter_records.h"
 #include "records.h"
 #include "service.h"
-#include "time_range.h"
 
 static void describe(auto &&field, DnsFilterRecord &record)
 {
@@ -28,40 +28,15 @@ ReturnCode check_dns_filter(const DnsFilterRecord &rule)
     return is_mac(text_of(rule.mac)) ? check_rule(rule) : kBadMac;
 }
 
-Reply list_dns_filters(const Json &home)
-{
-    return to_list<DnsFilterList>(home.at("dns_filters"));
-}
-
-// The answer holds the new index.
-Reply add_dns_filter(Json &home, const DnsFilterRecord &request)
-{
-    DnsFilterRecord record = request;
-    return add_entry(home["dns_filters"], record, std::size(DnsFilterList{}.entries)) ? Reply(record) : Reply(kFull);
-}
-
-Reply set_dns_filter(Json &home, const DnsFilterRecord &record)
-{
-    return store_entry(home["dns_filters"], record) ? Reply(record) : Reply(kNotFound);
-}
-
-Reply get_dns_filter(const Json &home, const DnsFilterRecord &request)
-{
-    const Json *entry = find_entry(home.at("dns_filters"), request.index);
-    return entry ? Reply(to_record<DnsFilterRecord>(*entry)) : Reply(kNotFound);
-}
-
-Reply delete_dns_filter(Json &home, const DnsFilterRecord &request)
-{
-    return remove_entry(home["dns_filters"], request.index) ? kOk : kNotFound;
-}
+constexpr char kKey[] = "dns_filters";
+using DnsRules = Rules<kKey, DnsFilterList>;
 
 constexpr Row rows[] = {
-    {kSetDnsFilter, "ORVC_SET_FILTERDNS", serve<set_dns_filter, check_dns_filter>},
-    {kListDnsFilters, "ORVC_GET_FILTERDNSLIST", serve<list_dns_filters>},
-    {kDeleteDnsFilter, "ORVC_DEL_FILTERDNS", serve<delete_dns_filter>},
-    {kAddDnsFilter, "ORVC_ADD_FILTERDNS", serve<add_dns_filter, check_dns_filter>},
-    {kGetDnsFilter, "ORVC_GET_FILTERDNS", serve<get_dns_filter>},
+    {kSetDnsFilter, "ORVC_SET_FILTERDNS", serve<DnsRules::set, check_dns_filter>},
+    {kListDnsFilters, "ORVC_GET_FILTERDNSLIST", serve<DnsRules::list>},
+    {kDeleteDnsFilter, "ORVC_DEL_FILTERDNS", serve<DnsRules::remove>},
+    {kAddDnsFilter, "ORVC_ADD_FILTERDNS", serve<DnsRules::add, check_dns_filter>},
+    {kGetDnsFilter, "ORVC_GET_FILTERDNS", serve<DnsRules::get>},
 };
 const Family family = {rows};
 

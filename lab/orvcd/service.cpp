@@ -74,7 +74,7 @@ template <typename Row> const Row *find(uint32_t type)
 
 } // namespace
 
-Family::Family(std::span<const Row> rows, std::span<const Event> events)
+Family::Family(std::span<const Row> rows, std::span<const Event> events) noexcept
 {
     enter(rows);
     enter(events);

@@ -97,7 +97,7 @@ struct Row {
 
 // The message types of a file, and the events that it describes (events.h). What is defined is known.
 struct Family {
-    Family(std::span<const Row> rows, std::span<const Event> events = {});
+    Family(std::span<const Row> rows, std::span<const Event> events = {}) noexcept;
 };
 
 class Journal;

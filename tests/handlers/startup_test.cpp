@@ -76,6 +76,21 @@ const std::string kStarted = "[WEXOND_ThreadRun.#]: Start wexond\n\n";
 const std::string kNoAnswer = "[wexond_check_ret.#]: Msg return buf = NULL\n";
 const std::string kFirstAps = created("wifiap", {1}) + created("wifiap", {1});
 
+// Of a start that finds one access point in each band, after so many probes.
+Requests requests_of_start(size_t probes)
+{
+    Requests requests(probes, kProbe);
+    requests.insert(requests.end(), {radio_request(0),
+                                     ap_request(0, 1),
+                                     radio_request(1),
+                                     ap_request(1, 1),
+                                     {kListTimers, 1160},
+                                     {kListUrlFilters, 67848},
+                                     {kListDnsFilters, 36232},
+                                     {kGetFactoryFlag, 8}});
+    return requests;
+}
+
 class StartUpTest : public DaemonTest
 {
   protected:
@@ -125,15 +140,7 @@ class StartUpTest : public DaemonTest
 TEST_F(StartUpTest, AsksInOrder)
 {
     start_up();
-    EXPECT_EQ(service().take_requests(), (Requests{kProbe,
-                                                   radio_request(0),
-                                                   ap_request(0, 1),
-                                                   radio_request(1),
-                                                   ap_request(1, 1),
-                                                   {kListTimers, 1160},
-                                                   {kListUrlFilters, 67848},
-                                                   {kListDnsFilters, 36232},
-                                                   {kGetFactoryFlag, 8}}));
+    EXPECT_EQ(service().take_requests(), requests_of_start(1));
 }
 
 TEST_F(StartUpTest, LogsWhatItCreates)
@@ -145,17 +152,7 @@ TEST_F(StartUpTest, ProbesUntilTheServiceAccepts)
 {
     service().answer_in_turn(kGetAp, {code(1), no_answer(), access_point(1, "lab")});
     EXPECT_GE(time_of_start(), 2s);
-    EXPECT_EQ(service().take_requests(), (Requests{kProbe,
-                                                   kProbe,
-                                                   kProbe,
-                                                   radio_request(0),
-                                                   ap_request(0, 1),
-                                                   radio_request(1),
-                                                   ap_request(1, 1),
-                                                   {kListTimers, 1160},
-                                                   {kListUrlFilters, 67848},
-                                                   {kListDnsFilters, 36232},
-                                                   {kGetFactoryFlag, 8}}));
+    EXPECT_EQ(service().take_requests(), requests_of_start(3));
 }
 
 TEST_F(StartUpTest, StartsAnywayAfterFourProbes)
@@ -163,18 +160,7 @@ TEST_F(StartUpTest, StartsAnywayAfterFourProbes)
     Answer refused = code(1);
     service().answer_in_turn(kGetAp, {refused, refused, refused, refused, access_point(1, "lab")});
     EXPECT_GE(time_of_start(), 4s);
-    EXPECT_EQ(service().take_requests(), (Requests{kProbe,
-                                                   kProbe,
-                                                   kProbe,
-                                                   kProbe,
-                                                   radio_request(0),
-                                                   ap_request(0, 1),
-                                                   radio_request(1),
-                                                   ap_request(1, 1),
-                                                   {kListTimers, 1160},
-                                                   {kListUrlFilters, 67848},
-                                                   {kListDnsFilters, 36232},
-                                                   {kGetFactoryFlag, 8}}));
+    EXPECT_EQ(service().take_requests(), requests_of_start(4));
 }
 
 TEST_F(StartUpTest, LogsAProbeThatFails)

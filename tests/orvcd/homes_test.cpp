@@ -5,18 +5,7 @@
 namespace
 {
 
-struct OrvcdHomes : testing::Test {
-    Process orvcd;
-    std::string file = orvcd.file("state.json");
-
-    std::string ask(uint32_t type, const std::string &payload = "")
-    {
-        return Client(orvcd.socket()).ask(type, payload);
-    }
-    std::string record(uint32_t type, const std::string &payload = "")
-    {
-        return Client(orvcd.socket()).record(type, payload);
-    }
+struct OrvcdHomes : StateFileTest {
     void write(const std::string &content) const { std::ofstream(file, std::ios::binary) << content; }
 
     // Waits for a request's record to be another one, and returns how long that took.

@@ -219,3 +219,18 @@ class Process
     std::string folder_;
     pid_t child_ = -1;
 };
+
+// A service with a state file, asked by a new client each time.
+struct StateFileTest : testing::Test {
+    Process orvcd;
+    std::string file = orvcd.file("state.json");
+
+    std::string ask(uint32_t type, const std::string &payload = "")
+    {
+        return Client(orvcd.socket()).ask(type, payload);
+    }
+    std::string record(uint32_t type, const std::string &payload = "")
+    {
+        return Client(orvcd.socket()).record(type, payload);
+    }
+};

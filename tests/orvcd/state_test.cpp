@@ -7,18 +7,7 @@
 namespace
 {
 
-struct OrvcdState : testing::Test {
-    Process orvcd;
-    std::string file = orvcd.file("state.json");
-
-    std::string ask(uint32_t type, const std::string &payload = "")
-    {
-        return Client(orvcd.socket()).ask(type, payload);
-    }
-    std::string record(uint32_t type, const std::string &payload = "")
-    {
-        return Client(orvcd.socket()).record(type, payload);
-    }
+struct OrvcdState : StateFileTest {
 };
 
 TEST_F(OrvcdState, SurvivesRestart)
