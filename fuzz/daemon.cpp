@@ -12,11 +12,9 @@
 #include "core/paths.h"
 #include "core/startup.h"
 #include "core/threads.h"
-#include "events/event_server.h"
 #include "events/event_table.h"
 #include "tests/support/description.h"
 #include "wifi/deferred_settings.h"
-#include "wifi/radios.h"
 
 namespace
 {

@@ -58,7 +58,7 @@ template <const char *list> Reply delete_station(Json &home, const AccessListInd
     return remove_entry(home[list], request.index) ? kOk : kNotFound;
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kAddBlacklist, "ORVC_ADD_BLACKLIST", serve<add_station<kBlacklist>, check_station<kBlacklist>>},
     {kDeleteBlacklist, "ORVC_DEL_BLACKLIST", serve<delete_station<kBlacklist>>},
     {kListBlacklist, "ORVC_GET_BLACKLIST", serve<list_stations<kBlacklist>>},
@@ -66,6 +66,6 @@ constexpr Row rows[] = {
     {kDeleteWhitelist, "ORVC_DEL_WHITELIST", serve<delete_station<kWhitelist>>},
     {kListWhitelist, "ORVC_GET_WHITELIST", serve<list_stations<kWhitelist>>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

@@ -320,12 +320,12 @@ Reply set_factory_flag(Json &home, const FactoryFlagRecord &record)
     return kOk;
 }
 
-constexpr Event events[] = {
+constexpr Event kFamilyEvents[] = {
     event_of<SsidChangeEvent>("ssid", kEventSsidChange,
                               R"({"band": "2.4 GHz", "ap_index": 1, "ssid": "Birch Lane 7"})"),
 };
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kSetApBasic, "ORVC_SET_APBASIC", serve<set_ap_basic, check_ap_basic>},
     {kGetApBasic, "ORVC_GET_APBASIC", serve<get_ap_basic>},
     {kSetApRateLimit, "ORVC_SET_APRATELIMIT", serve<set_ap_rate_limit>},
@@ -338,6 +338,6 @@ constexpr Row rows[] = {
     {kGetFactoryFlag, "ORVC_GET_FACTORYFLAG", serve<get_factory_flag>},
     {kSetFactoryFlag, "ORVC_SET_FACTORYFLAG", serve<set_factory_flag, check_factory_flag>},
 };
-const Family family = {rows, events};
+const Family family = {kRows, kFamilyEvents};
 
 } // namespace

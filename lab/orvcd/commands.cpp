@@ -54,11 +54,11 @@ Reply upgrade(Json &home, const UpgradeRecord &record)
     return kOk;
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kReboot, "ORVC_SET_REBOOT", serve<reboot>},
     {kReset, "ORVC_SET_RESET", serve<reset>},
     {kUpgrade, "ORVC_SET_UPGRADE", serve<upgrade, check_upgrade>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

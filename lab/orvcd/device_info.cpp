@@ -110,7 +110,7 @@ Reply get_opvm_basic_info(const Json &home)
     return to_record<OpvmBasicInfoRecord>(home.at("operator"));
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetHwInfo, "ORVC_GET_HWINFO", serve<get_hw_info>},
     {kGetFwInfo, "ORVC_GET_FWINFO", serve<get_fw_info>},
     {kGetManuInfo, "ORVC_GET_MANUINFO", serve<get_manu_info>},
@@ -120,6 +120,6 @@ constexpr Row rows[] = {
     {kGetPortNum, "ORVC_GET_PORTNUM", serve<get_port_num>},
     {kGetOpvmBasicInfo, "ORVC_GET_OPVMBASICINFO", serve<get_opvm_basic_info>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

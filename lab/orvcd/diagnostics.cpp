@@ -182,13 +182,13 @@ Json trace_fields(std::string_view record)
     return {{"result", encode_text(record.substr(0, record.find('\0')))}};
 }
 
-constexpr Event events[] = {
+constexpr Event kFamilyEvents[] = {
     event_of<PingResultEvent>("ping-result", kEventPingResult,
                               R"({"received": 4, "loss": 0, "average": 12, "minimum": 9, "maximum": 17})"),
     {kEventTraceResult, "trace-result", R"({"result": "1 203.0.113.1 2 ms"})", make_trace_result, trace_fields},
 };
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetCpuRate, "ORVC_GET_CPURATE", serve<get_cpu_rate>},
     {kGetMemoryRate, "ORVC_GET_MEMRATE", serve<get_memory_rate>},
     {kGetFlashRate, "ORVC_GET_FLASHRATE", serve<get_flash_rate>},
@@ -197,6 +197,6 @@ constexpr Row rows[] = {
     {kPing, "ORVC_SET_PING", serve<ping, check_ping>},
     {kTraceroute, "ORVC_SET_TRACEROUTE", serve<traceroute, check_traceroute>},
 };
-const Family family = {rows, events};
+const Family family = {kRows, kFamilyEvents};
 
 } // namespace

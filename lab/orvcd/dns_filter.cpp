@@ -31,13 +31,13 @@ ReturnCode check_dns_filter(const DnsFilterRecord &rule)
 constexpr char kKey[] = "dns_filters";
 using DnsRules = Rules<kKey, DnsFilterList>;
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kSetDnsFilter, "ORVC_SET_FILTERDNS", serve<DnsRules::set, check_dns_filter>},
     {kListDnsFilters, "ORVC_GET_FILTERDNSLIST", serve<DnsRules::list>},
     {kDeleteDnsFilter, "ORVC_DEL_FILTERDNS", serve<DnsRules::remove>},
     {kAddDnsFilter, "ORVC_ADD_FILTERDNS", serve<DnsRules::add, check_dns_filter>},
     {kGetDnsFilter, "ORVC_GET_FILTERDNS", serve<DnsRules::get>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

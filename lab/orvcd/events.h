@@ -1,10 +1,10 @@
 // The daemon's events as people write and read them. The family whose subject an event is about describes its record as
 // it describes others, and names it beside its rows:
 //
-//     constexpr Event events[] = {
+//     constexpr Event kFamilyEvents[] = {
 //         event_of<PingResultEvent>("ping-result", kEventPingResult, R"({"received": 4, "loss": 0})"),
 //     };
-//     const Family family = {rows, events};
+//     const Family family = {kRows, kFamilyEvents};
 #pragma once
 
 #include <cstdint>

@@ -44,10 +44,10 @@ Reply set_iptv(Json &home, const IptvRecord &record)
     return kOk;
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetIptv, "ORVC_GET_IPTV", serve<get_iptv>},
     {kSetIptv, "ORVC_SET_IPTV", serve<set_iptv, check_iptv>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

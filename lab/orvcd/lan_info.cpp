@@ -242,7 +242,7 @@ Reply set_rate_limit(Json &home, const StationRateLimitRecord &record)
         });
 }
 
-constexpr Event events[] = {
+constexpr Event kFamilyEvents[] = {
     event_of<StationEvent>(
         "new-station", kEventNewStation,
         R"({"mac": "00:00:5E:00:53:50", "host_name": "visitor", "medium": 0, "port": 0, "virtual_mac": ""})"),
@@ -250,7 +250,7 @@ constexpr Event events[] = {
     event_of<PasswordErrorEvent>("password-error", kEventWifiPasswordError, R"({"mac": "00:00:5E:00:53:51"})"),
 };
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kListStations, "ORVC_GET_STALIST", serve<list_stations>},
     {kGetStation, "ORVC_GET_STAINFO", serve<get_station>},
     {kGetStationCounts, "ORVC_GET_STANUM", serve<get_station_counts>},
@@ -261,6 +261,6 @@ constexpr Row rows[] = {
     {kGetRateLimit, "ORVC_GET_STARATELIMIT", serve<get_rate_limit>},
     {kSetRateLimit, "ORVC_SET_STARATELIMIT", serve<set_rate_limit>},
 };
-const Family family = {rows, events};
+const Family family = {kRows, kFamilyEvents};
 
 } // namespace

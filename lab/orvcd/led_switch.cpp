@@ -31,14 +31,14 @@ Reply set_led_switch(Json &home, const LedSwitchRecord &record)
     return kOk;
 }
 
-constexpr Event events[] = {
+constexpr Event kFamilyEvents[] = {
     event_of<SwitchEvent>("led-switch", kEventLedSwitch, R"({"on": true})"),
 };
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetLedSwitch, "ORVC_GET_LEDSWITCH", serve<get_led_switch>},
     {kSetLedSwitch, "ORVC_SET_LEDSWITCH", serve<set_led_switch, check_led_switch>},
 };
-const Family family = {rows, events};
+const Family family = {kRows, kFamilyEvents};
 
 } // namespace

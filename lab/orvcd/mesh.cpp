@@ -153,7 +153,7 @@ Reply get_topology(const Json &home, const TopologyRequest &request)
     return kNotFound;
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kSetMesh, "ORVC_SET_MESH", serve<set_mesh, check_mesh>},
     {kGetMesh, "ORVC_GET_MESH", serve<get_mesh>},
     {kGetBackhaulBss, "ORVC_GET_MESHBACKHAULBSS", serve<get_backhaul_bss>},
@@ -162,6 +162,6 @@ constexpr Row rows[] = {
     {kSetMeshRoaming, "ORVC_SET_MESHROAMING", serve<set_mesh_roaming, check_mesh_roaming>},
     {kGetMeshRoaming, "ORVC_GET_MESHROAMING", serve<get_mesh_roaming>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

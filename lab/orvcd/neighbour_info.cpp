@@ -31,9 +31,9 @@ Reply get_neighbours(const Json &home, const NeighbourRequest &request)
     return to_list<NeighbourList>(radio->at("neighbours"));
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetNeighbours, "ORVC_GET_NEIGHBOURINFO", serve<get_neighbours>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

@@ -116,7 +116,7 @@ Reply delete_classification(Json &home, const ClassificationIndexRecord &request
     return remove_entry(home["classifications"], request.index) ? kOk : kNotFound;
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kAddClassification, "ORVC_ADD_QOSCLASSIFICATION", serve<add_classification, check_classification>},
     {kDeleteClassification, "ORVC_DEL_QOSCLASSIFICATION", serve<delete_classification>},
     {kListClassifications, "ORVC_GET_QOSCLASSIFICATION", serve<list_classifications>},
@@ -127,6 +127,6 @@ constexpr Row rows[] = {
     {kSetQos8021p, "ORVC_SET_QOS8021P", serve<set_switch<k8021p>, check_qos_switch>},
     {kGetQos8021p, "ORVC_GET_QOS8021P", serve<get_switch<k8021p>>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

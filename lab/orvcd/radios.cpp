@@ -233,14 +233,14 @@ Reply set_wps(Json &home, const WpsRecord &record)
     return kOk;
 }
 
-constexpr Event events[] = {
+constexpr Event kFamilyEvents[] = {
     event_of<SwitchEvent>("wifi-switch", kEventWifiSwitch, R"({"on": true})"),
     event_of<SwitchEvent>("elink-switch", kEventElinkSwitch, R"({"on": true})"),
     event_of<WpsSwitchEvent>("wps-switch", kEventWpsSwitch, R"({"on": true})"),
     event_of<ChannelChangeEvent>("channel", kEventChannelChange, R"({"band": "2.4 GHz", "channel": 6})"),
 };
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kDisassociate, "ORVC_SET_DISASSOCIATION", serve<disassociate, check_disassociate>},
     {kStartChannelScan, "ORVC_SET_CHANNELSCAN", serve<start_channel_scan>},
     {kGetElinkSync, "ORVC_GET_ELINKSYNC", serve<get_elink_sync>},
@@ -253,6 +253,6 @@ constexpr Row rows[] = {
     {kGetWps, "ORVC_GET_WPS", serve<get_wps>},
     {kGetChannelScores, "ORVC_GET_CHANNELSCORE", serve<get_channel_scores>},
 };
-const Family family = {rows, events};
+const Family family = {kRows, kFamilyEvents};
 
 } // namespace

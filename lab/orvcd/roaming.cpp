@@ -172,20 +172,20 @@ Reply request_transition(const Json &home, const TransitionRecord &request)
     return kOk;
 }
 
-constexpr Event events[] = {
+constexpr Event kFamilyEvents[] = {
     event_of<RoamingEvent>(
         "roaming", kEventRoaming,
         R"({"mac": "00:00:5E:00:53:32", "bandwidth": "80 MHz", "rssi": -70, "connect_time": 60, "channel": 44,
                                "bssid": "00:00:5E:00:53:21", "support_11k": true, "support_11v": true})"),
 };
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetRoaming, "ORVC_GET_ROAMING", serve<get_roaming>},
     {kSetRoaming, "ORVC_SET_ROAMING", serve<set_roaming, check_roaming>},
     {kGetStationRssi, "ORVC_GET_ROAMINGRSSI", serve<get_station_rssi>},
     {kQueryApRssi, "ORVC_GET_ROAMINGSARQ", serve<query_ap_rssi>},
     {kRequestTransition, "ORVC_SET_ROAMINGBSSTR", serve<request_transition, check_transition>},
 };
-const Family family = {rows, events};
+const Family family = {kRows, kFamilyEvents};
 
 } // namespace

@@ -37,10 +37,10 @@ Reply set_server_info(Json &home, const ServerInfoRecord &record)
     return kOk;
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetServerInfo, "ORVC_GET_SERVERINFO", serve<get_server_info>},
     {kSetServerInfo, "ORVC_SET_SERVERINFO", serve<set_server_info>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

@@ -18,11 +18,11 @@
 //         return kOk;
 //     }
 //
-//     constexpr Row rows[] = {
+//     constexpr Row kRows[] = {
 //         {kGetLedSwitch, "ORVC_GET_LEDSWITCH", serve<get_led_switch>},
 //         {kSetLedSwitch, "ORVC_SET_LEDSWITCH", serve<set_led_switch>},
 //     };
-//     const Family family = {rows};
+//     const Family family = {kRows};
 //
 //     } // namespace
 //

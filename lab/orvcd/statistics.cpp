@@ -85,9 +85,9 @@ Reply get_statistics(const Json &home, const PortTrafficRecord &request)
     return kNotFound;
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetPortTraffic, "ORVC_GET_PORTTRAFFIC", serve<get_statistics>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

@@ -33,13 +33,13 @@ ReturnCode check_url_filter(const UrlFilterRecord &rule)
 constexpr char kKey[] = "url_filters";
 using UrlRules = Rules<kKey, UrlFilterList>;
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kSetUrlFilter, "ORVC_SET_FILTERURL", serve<UrlRules::set, check_url_filter>},
     {kListUrlFilters, "ORVC_GET_FILTERURLLIST", serve<UrlRules::list>},
     {kDeleteUrlFilter, "ORVC_DEL_FILTERURL", serve<UrlRules::remove>},
     {kAddUrlFilter, "ORVC_ADD_FILTERURL", serve<UrlRules::add, check_url_filter>},
     {kGetUrlFilter, "ORVC_GET_FILTERURL", serve<UrlRules::get>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

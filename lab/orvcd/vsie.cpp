@@ -177,13 +177,13 @@ std::string make_probe_record(const Json &fields)
     return bytes_of(event);
 }
 
-constexpr Event events[] = {
+constexpr Event kFamilyEvents[] = {
     {kEventVsieNewRecord, "probe-record",
      R"({"mac": "00:00:5E:00:53:34", "band": 0, "oui": [0, 0, 94], "data": [16, 1, 2, 3]})", make_probe_record,
      fields_of<VsieRecordEvent>},
 };
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetVsieLimits, "ORVC_GET_VSIE", serve<get_limits>},
     {kAddBeaconIe, "ORVC_ADD_VSIEBEACONTX", serve<add_ie<kBeacon, BeaconIeRecord, BeaconIeList>, check_beacon_ie>},
     {kDeleteBeaconIe, "ORVC_DEL_VSIEBEACONTX", serve<delete_ie<kBeacon>>},
@@ -199,6 +199,6 @@ constexpr Row rows[] = {
     {kDeleteProbeResponseIe, "ORVC_DEL_VSIEPROBERESP", serve<delete_ie<kProbeResponses>>},
     {kListProbeResponseIes, "ORVC_GET_VSIEPROBERESP", serve<list_probe_response_ies>},
 };
-const Family family = {rows, events};
+const Family family = {kRows, kFamilyEvents};
 
 } // namespace

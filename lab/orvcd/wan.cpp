@@ -232,12 +232,12 @@ Reply set_ipv6_enable(Json &home, const Ipv6EnableRecord &record)
     return kOk;
 }
 
-constexpr Event events[] = {
+constexpr Event kFamilyEvents[] = {
     event_of<WanIpChangeEvent>("wan-address", kEventWanIpChange, R"({"link": "up", "address": "203.0.113.25"})"),
     event_of<WanUpDownEvent>("wan-link", kEventWanUpDown, R"({"state": "up", "address": "203.0.113.24"})"),
 };
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kGetRunTime, "ORVC_GET_RUNTIME", serve<get_run_time>},
     {kGetWanStatus, "ORVC_GET_WANSTATUS", serve<get_wan_status>},
     {kSetIpv6Enable, "ORVC_SET_IPV6ENABLE", serve<set_ipv6_enable, check_ipv6_enable>},
@@ -249,6 +249,6 @@ constexpr Row rows[] = {
     {kGetPortStatus, "ORVC_GET_PORTSTATUS", serve<get_port_status>},
     {kGetPortRate, "ORVC_GET_PORTRATE", serve<get_port_rate>},
 };
-const Family family = {rows, events};
+const Family family = {kRows, kFamilyEvents};
 
 } // namespace

@@ -66,13 +66,13 @@ Reply delete_wifi_timer(Json &home, const WifiTimerIndexRecord &request)
     return remove_entry(home["wifi_timers"], request.index) ? kOk : kNotFound;
 }
 
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {kListWifiTimers, "ORVC_GET_WIFITIMERLIST", serve<list_wifi_timers>},
     {kSetWifiTimer, "ORVC_SET_WIFITIMER", serve<set_wifi_timer, check_wifi_timer>},
     {kGetWifiTimer, "ORVC_GET_WIFITIMER", serve<get_wifi_timer>},
     {kAddWifiTimer, "ORVC_ADD_WIFITIMER", serve<add_wifi_timer, check_wifi_timer>},
     {kDeleteWifiTimer, "ORVC_DEL_WIFITIMER", serve<delete_wifi_timer>},
 };
-const Family family = {rows};
+const Family family = {kRows};
 
 } // namespace

@@ -253,8 +253,8 @@ Answer<StationListHeader> ask_stations(uint32_t count)
 // for a failure.
 Entry *list_stations(Call &call)
 {
-    constexpr const char *action = "get laninfo list";
-    Answer<StationCountsRecord> counts = ask<StationCountsRecord>(call, kGetStationCounts, action);
+    constexpr const char *kAction = "get laninfo list";
+    Answer<StationCountsRecord> counts = ask<StationCountsRecord>(call, kGetStationCounts, kAction);
     if (!counts) {
         CALL_LOG(call, "Failed to get sta num\n");
         return nullptr;
@@ -263,13 +263,13 @@ Entry *list_stations(Call &call)
     CALL_LOG(call, "All Sta num = %d\n", announced);
 
     Answer<StationListHeader> list = ask_stations(announced);
-    if (!list.check(action, &call.status)) {
+    if (!list.check(kAction, &call.status)) {
         CALL_LOG(call, "Failed to get sta list\n");
         return nullptr;
     }
     if (reset_mac_index(announced)) {
         CALL_LOG(call, "Failed to malloc mac&index list\n");
-        fail(call, "failed to %s", action);
+        fail(call, "failed to %s", kAction);
         return nullptr;
     }
     // No more than were announced, asked for and delivered.
