@@ -151,7 +151,13 @@ const std::vector<DescribedObject> &described_objects()
 
 const std::vector<std::string> &registered_objects()
 {
-    static const std::vector<std::string> names = common().at("registration");
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> ordered = common().at("registration");
+        for (const DescribedObject &object : described_objects())
+            if (!object.is_entry() && std::ranges::count(ordered, object.name) == 0)
+                ordered.push_back(object.name);
+        return ordered;
+    }();
     return names;
 }
 
