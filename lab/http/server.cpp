@@ -28,6 +28,8 @@ constexpr std::pair<const char *, const char *> kHeaders[] = {
     {"Cross-Origin-Resource-Policy", "same-origin"},
 };
 
+const Stream::Text kComment = std::make_shared<const std::string>(":\n\n");
+
 long now()
 {
     timespec time;
@@ -180,7 +182,6 @@ long Stream::read(char *buffer, size_t room)
 // A client of whom nothing is expected is asked whether he is there; he hears that the stream is.
 void Stream::tend(long time)
 {
-    static const Text kComment = std::make_shared<const std::string>(":\n\n");
     char byte;
     if (is_suspended_ && recv(descriptor_of(connection_), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0)
         end();
@@ -230,7 +231,7 @@ std::shared_ptr<Stream> Exchange::answer_stream()
     stream_ = std::make_shared<Stream>();
     stream_->server_ = server_;
     stream_->connection_ = connection_;
-    stream_->pushed_ = now();
+    stream_->push(kComment); // which the head goes out with: until then the client would not know that there is a stream
     server_->streams_.push_back(stream_);
     resume();
     return stream_;
