@@ -79,6 +79,8 @@ class Builder : public nlohmann::json_sax<Json>
 
 std::optional<Json> read_json(std::string_view text)
 {
+    if (text.find('\0') != std::string_view::npos) // which the parser takes for the end
+        return std::nullopt;
     Builder builder;
     if (!Json::sax_parse(text.begin(), text.end(), &builder))
         return std::nullopt;

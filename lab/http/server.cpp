@@ -291,6 +291,7 @@ struct Server::Callbacks {
                 server.clock_.set(kClockMs);
         } else {
             server.peers_.remove_if([&](const Peer &one) { return &one == *peer; });
+            server.again_.set(0); // so that one who had to wait is let in
         }
     }
 
