@@ -99,3 +99,4 @@ void bench_stations();
 void bench_events();
 void bench_attacks();
 void bench_lab_tools();
+void bench_http();

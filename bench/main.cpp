@@ -19,6 +19,9 @@ constexpr Bench benches[] = {
     {"footprint", "Footprint", bench_footprint}, {"stations", "A list of 128 stations", bench_stations},
     {"events", "Events", bench_events},          {"attacks", "Attacks on the bus", bench_attacks},
     {"lab", "The lab", bench_lab_tools},
+#ifdef WITH_HTTP
+    {"http", "The lab over HTTP", bench_http},
+#endif
 };
 
 } // namespace

@@ -13,8 +13,8 @@ bool matches(const std::string &pattern, const char *text)
 
 bool any_matches(const std::vector<std::string> &patterns, const char *text)
 {
-    return std::any_of(patterns.begin(), patterns.end(),
-                       [&](const std::string &pattern) { return matches(pattern, text); });
+    return std::any_of(
+        patterns.begin(), patterns.end(), [&](const std::string &pattern) { return matches(pattern, text); });
 }
 
 [[noreturn]] void refuse(const std::string &what)

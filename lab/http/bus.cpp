@@ -61,8 +61,7 @@ void add_value(blob_buf &buffer, const char *name, const Json &value)
         blobmsg_add_u8(&buffer, name, value.get<bool>());
         return;
     case Json::value_t::number_unsigned:
-        return add_integer(buffer, name,
-                           static_cast<int64_t>(std::min<uint64_t>(value.get<uint64_t>(), INT64_MAX)));
+        return add_integer(buffer, name, static_cast<int64_t>(std::min<uint64_t>(value.get<uint64_t>(), INT64_MAX)));
     case Json::value_t::number_integer:
         return add_integer(buffer, name, value.get<int64_t>());
     case Json::value_t::number_float:
@@ -230,9 +229,8 @@ void Bus::call(uint32_t object, const std::string &method, const Json &arguments
     for (const auto &[name, value] : arguments.items())
         add_value(buffer, name.c_str(), value);
     blobmsg_add_string(&buffer, kSessionArgument, session.c_str());
-    const int status = is_connected_
-                           ? ubus_invoke_async(bus(), object, method.c_str(), buffer.head, &call.request)
-                           : static_cast<int>(UBUS_STATUS_CONNECTION_FAILED);
+    const int status = is_connected_ ? ubus_invoke_async(bus(), object, method.c_str(), buffer.head, &call.request)
+                                     : static_cast<int>(UBUS_STATUS_CONNECTION_FAILED);
     blob_buf_free(&buffer);
     if (status != UBUS_STATUS_OK)
         return finish(call, {UBUS_STATUS_CONNECTION_FAILED, Reply::NOT_SENT, ""});
@@ -264,8 +262,8 @@ void Bus::give_up(Call &call)
 int Bus::notified(ubus_context *, ubus_object *object, ubus_request_data *, const char *name, blob_attr *message)
 {
     auto &subject = owner_of<Subject>(container_of(object, ubus_subscriber, obj));
-    const auto event = std::make_shared<const std::string>("event: " + std::string(name) + "\ndata: " +
-                                                           (message ? format(message) : "{}") + "\n\n");
+    const auto event = std::make_shared<const std::string>("event: " + std::string(name) +
+                                                           "\ndata: " + (message ? format(message) : "{}") + "\n\n");
     for (const auto &[key, receive] : subject.receivers)
         receive(event);
     return 0;

@@ -1,5 +1,5 @@
-// The gateway's one connection to the bus, on the event loop's thread: calls that wait for each other nowhere, listings,
-// and subscriptions that any number of streams share. A bus that is gone is looked for until it is back.
+// The gateway's one connection to the bus, on the event loop's thread: calls that wait for each other nowhere,
+// listings, and subscriptions that any number of streams share. A bus that is gone is looked for until it is back.
 #pragma once
 
 #include <functional>

@@ -58,7 +58,8 @@ std::optional<std::string> read_file_below(const std::string &folder, const std:
     Descriptor at(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     size_t begin = 0;
     for (size_t end; (end = name.find('/', begin)) != std::string::npos; begin = end + 1)
-        at.reset(openat(at.get(), name.substr(begin, end - begin).c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        at.reset(
+            openat(at.get(), name.substr(begin, end - begin).c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     // Without waiting for anybody to write, where it is a pipe.
     at.reset(openat(at.get(), name.substr(begin).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     return at.get() < 0 ? std::nullopt : read_plain(at.get());

@@ -198,7 +198,8 @@ int Gateway::list(const std::string &pattern, Listing &listing)
     const int status = pattern.empty() ? static_cast<int>(UBUS_STATUS_INVALID_ARGUMENT) : bus_.list(pattern, listing);
     if (!matches(pattern, kSessionObject))
         return status;
-    auto place = std::find_if(listing.begin(), listing.end(), [](const auto &entry) { return entry.first > kSessionObject; });
+    auto place =
+        std::find_if(listing.begin(), listing.end(), [](const auto &entry) { return entry.first > kSessionObject; });
     listing.insert(place, {kSessionObject, Sessions::signature()});
     return UBUS_STATUS_OK;
 }
@@ -286,7 +287,10 @@ void Gateway::serve_lab(const std::shared_ptr<Exchange> &exchange)
 {
     const Route route = exchange->destination().route;
     const bool writes = route == Route::PLAY_FAULT || route == Route::EVENT;
-    const char *object = route == Route::REQUESTS ? "requests" : route == Route::API ? "api" : route == Route::EVENT ? "event" : "faults";
+    const char *object = route == Route::REQUESTS ? "requests"
+                         : route == Route::API    ? "api"
+                         : route == Route::EVENT  ? "event"
+                                                  : "faults";
     const std::string session = session_of(exchange->request());
     if (session == kNullSession || !sessions_.is_there(session))
         return exchange->answer(failure(401, "no session"));

@@ -41,7 +41,8 @@ class Gateway
 
     void go_on(const std::shared_ptr<Batch> &batch);
     void answer_one(const RpcRequest &request, int time_out_ms, const Answered &answered);
-    void call(const RpcRequest &request, int time_out_ms, std::function<void(const RpcError &)> refused, Bus::Done done);
+    void call(const RpcRequest &request, int time_out_ms, std::function<void(const RpcError &)> refused,
+              Bus::Done done);
     std::string list_paths();
     std::string list_patterns(const std::vector<std::string> &patterns);
     int list(const std::string &pattern, Listing &listing);

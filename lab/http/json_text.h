@@ -8,8 +8,8 @@
 
 using Json = nlohmann::ordered_json;
 
-// None where the text is no JSON, not UTF-8, deeper than 32 levels, or has an object of more than 1024 members. A text is cut at a NUL, as it would be on the bus;
-// an integer beyond 64 bits is the largest or the least of 64 bits.
+// None where the text is no JSON, not UTF-8, deeper than 32 levels, or has an object of more than 1024 members. A text
+// is cut at a NUL, as it would be on the bus; an integer beyond 64 bits is the largest or the least of 64 bits.
 std::optional<Json> read_json(std::string_view text);
 
 // On one line, without blanks.

@@ -37,9 +37,11 @@ void add_options(CLI::App &app, Options &options)
     gateway.api = where("api", "api");
     gateway.orvcd = program_folder() + "/orvcd";
     options.acl = where("wexond.json", "packaging/rpcd/wexond.json");
-    add("--listen", options.server.address, "ADDRESS", "Where clients connect; what is not this machine's own loopback lets others in");
+    add("--listen", options.server.address, "ADDRESS",
+        "Where clients connect; what is not this machine's own loopback lets others in");
     add("--port", options.server.port, "PORT", "0: any that is free");
-    add("--host", options.server.hosts, "NAME", "A further name by which it may be called, of a proxy say (several: again)");
+    add("--host", options.server.hosts, "NAME",
+        "A further name by which it may be called, of a proxy say (several: again)");
     add("--bus", gateway.bus, "SOCKET", "The bus; by default the environment variable UBUS_SOCKET or the router's");
     add("--page", gateway.page, "DIR", "Files that are served");
     add("--api", gateway.api, "DIR", "Descriptions of the objects");

@@ -73,7 +73,9 @@ std::optional<std::vector<std::string>> fault_words(const Json &json)
     }
     const std::string *fault = text_member(json, "fault");
     const Json type = json.is_object() ? json.value("type", Json()) : Json();
-    const std::string target = type.is_number_unsigned() ? type.dump() : type.is_string() ? type.get<std::string>() : "";
+    const std::string target = type.is_number_unsigned() ? type.dump()
+                               : type.is_string()        ? type.get<std::string>()
+                                                         : "";
     if (!is_word(fault) || !is_word(&target))
         return std::nullopt;
     words.insert(words.end(), {target, *fault});
@@ -245,5 +247,10 @@ void Orvcd::send_event(const std::string &body, Done done)
     if (!words)
         return done(failure(400, R"(as {"name":EVENT,FIELD:VALUE...})"));
     words->insert(words->end(), {"--events", events_});
-    run(*words, [](const std::string &) { return Answer{200, "application/json", "{}"}; }, std::move(done));
+    run(
+        *words,
+        [](const std::string &) {
+            return Answer{200, "application/json", "{}"};
+        },
+        std::move(done));
 }

@@ -46,7 +46,9 @@ void Recording::read_from_end()
     struct stat status = {};
     stat(file_.c_str(), &status);
     inode_ = status.st_ino;
-    place_ = status.st_size;
+    // A line that is being written counts as new.
+    const long long from = std::max<long long>(0, status.st_size - static_cast<long long>(kPiece));
+    place_ = from + static_cast<long long>(read_at(from, kPiece).rfind('\n') + 1);
 }
 
 std::vector<std::string> Recording::lines_before(size_t count, const std::string &after)
@@ -64,7 +66,8 @@ std::vector<std::string> Recording::lines_before(size_t count, const std::string
     const std::string text = read_at(from, static_cast<size_t>(place_ - from));
     const size_t skipped = begin == 0 ? 0 : std::min(text.find('\n'), text.size() - 1) + 1;
     std::vector<std::string> events;
-    split(std::string_view(text).substr(std::min(skipped, text.size())), from + static_cast<long long>(skipped), events);
+    split(std::string_view(text).substr(std::min(skipped, text.size())), from + static_cast<long long>(skipped),
+          events);
     const size_t most = goes_on ? kMostLines : std::min(count, kMostLines);
     if (most < events.size())
         events.erase(events.begin(), events.end() - static_cast<long>(most));

@@ -14,9 +14,9 @@ constexpr const char *kHtml = "text/html; charset=utf-8";
 
 bool equal_without_case(std::string_view left, std::string_view right)
 {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](unsigned char one, unsigned char other) {
-        return tolower(one) == tolower(other);
-    });
+    return std::equal(
+        left.begin(), left.end(), right.begin(), right.end(),
+        [](unsigned char one, unsigned char other) { return tolower(one) == tolower(other); });
 }
 
 std::optional<std::string> percent_decode(std::string_view text)
@@ -59,7 +59,8 @@ std::optional<std::string> page_file(std::string_view path)
             return std::nullopt;
         begin = end + 1;
     }
-    const bool plain = std::none_of(file.begin(), file.end(), [](unsigned char c) { return c < ' ' || c == '\\' || c == 127; });
+    const bool plain =
+        std::none_of(file.begin(), file.end(), [](unsigned char c) { return c < ' ' || c == '\\' || c == 127; });
     return plain ? std::optional(file) : std::nullopt;
 }
 
@@ -110,7 +111,8 @@ Answer refuse_bus(const std::string &method)
 
 Answer refuse_lab(std::string_view path)
 {
-    const bool known = std::any_of(std::begin(kRows), std::end(kRows), [&](const Row &row) { return path == row.path; });
+    const bool known =
+        std::any_of(std::begin(kRows), std::end(kRows), [&](const Row &row) { return path == row.path; });
     return known ? failure(405, "not by this method") : failure(404, "there is no such thing");
 }
 

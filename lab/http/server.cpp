@@ -81,10 +81,7 @@ struct Head {
     unsigned hosts = 0, lengths = 0, codings = 0, origins = 0, authorizations = 0;
     bool is_too_long = false;
 
-    bool is_sound() const
-    {
-        return hosts == 1 && lengths + codings <= 1 && origins <= 1 && authorizations <= 1;
-    }
+    bool is_sound() const { return hosts == 1 && lengths + codings <= 1 && origins <= 1 && authorizations <= 1; }
 };
 
 MHD_Result take_header(void *context, MHD_ValueKind, const char *name, const char *value)
@@ -231,7 +228,8 @@ std::shared_ptr<Stream> Exchange::answer_stream()
     stream_ = std::make_shared<Stream>();
     stream_->server_ = server_;
     stream_->connection_ = connection_;
-    stream_->push(kComment); // which the head goes out with: until then the client would not know that there is a stream
+    stream_->push(
+        kComment); // which the head goes out with: until then the client would not know that there is a stream
     server_->streams_.push_back(stream_);
     resume();
     return stream_;
@@ -353,7 +351,8 @@ void Server::listen()
         refuse(options_.address);
     const std::string host = is_v6 ? "[" + options_.address + "]" : options_.address;
     url_ = "http://" + host + ":" + std::to_string(ntohs(is_v6 ? address.v6.sin6_port : address.v4.sin_port));
-    for (const std::string &name : {options_.address, std::string("127.0.0.1"), std::string("localhost"), std::string("::1")})
+    for (const std::string &name :
+         {options_.address, std::string("127.0.0.1"), std::string("localhost"), std::string("::1")})
         options_.hosts.push_back(name);
 }
 
@@ -417,7 +416,8 @@ void Server::watch_time()
         clock_.set(kClockMs);
 }
 
-unsigned Server::handle(MHD_Connection *connection, Exchange &exchange, const char *method, const char *data, size_t *size)
+unsigned Server::handle(MHD_Connection *connection, Exchange &exchange, const char *method, const char *data,
+                        size_t *size)
 {
     switch (exchange.stage_) {
     case Exchange::Stage::HEAD:
@@ -487,7 +487,8 @@ unsigned Server::queue(MHD_Connection *connection, Exchange &exchange)
     if (Peer *peer = Callbacks::peer_of(connection))
         peer->since = now();
     Answer &answer = *exchange.answer_;
-    MHD_Response *response = MHD_create_response_from_buffer(answer.body.size(), answer.body.data(), MHD_RESPMEM_MUST_COPY);
+    MHD_Response *response =
+        MHD_create_response_from_buffer(answer.body.size(), answer.body.data(), MHD_RESPMEM_MUST_COPY);
     if (!response)
         return MHD_NO;
     add_headers(response, answer.type);
@@ -499,7 +500,8 @@ unsigned Server::queue(MHD_Connection *connection, Exchange &exchange)
 unsigned Server::queue_stream(MHD_Connection *connection, const std::shared_ptr<Stream> &stream)
 {
     auto *held = new std::shared_ptr<Stream>(stream);
-    MHD_Response *response = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 1024, Callbacks::read, held, Callbacks::release);
+    MHD_Response *response =
+        MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 1024, Callbacks::read, held, Callbacks::release);
     if (!response) {
         Callbacks::release(held);
         return MHD_NO;

@@ -153,12 +153,11 @@ Sessions::Reply Sessions::set(Session &session, const Json &arguments) const
 
 Sessions::Reply Sessions::unset(Session &session, const Json &arguments) const
 {
-    if (const auto keys = keys_of(arguments)) {
+    if (const auto keys = keys_of(arguments))
         for (const std::string &key : *keys)
             session.data.erase(key);
-    } else {
+    else
         session.data = Json::object();
-    }
     return {OK, {}};
 }
 

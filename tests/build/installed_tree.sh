@@ -18,7 +18,7 @@ describe() {
     (cd "$1" && find . -type f | LC_ALL=C sort | while read -r file; do
         needed=
         case $file in
-        */orvcd) ;; # which runs beside the router, and needs what it likes
+        */orvcd | */labhttpd) ;; # which runs beside the router, and needs what it likes
         *) needed=$(needs "$file") ;;
         esac
         echo "$(stat -c %a "$file") ${file#./}$needed"
@@ -68,9 +68,13 @@ expect bus <<END
 644 usr/lib/libubus.so libc.so.6 libubox.so
 755 usr/sbin/ubusd libblobmsg_json.so libc.so.6 libubox.so
 END
-expect lab <<END
-755 usr/bin/orvcd
-END
+{
+    echo '755 usr/bin/labhttpd'
+    echo '755 usr/bin/orvcd'
+    source=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$build/CMakeCache.txt")
+    (cd "$source" && ls api/*.json && cd lab/http && find page -type f) | sed 's|^|644 usr/share/wexond-lab/|'
+    echo '644 usr/share/wexond-lab/wexond.json'
+} | LC_ALL=C sort -k2 | expect lab
 
 # There is nothing beside the components, and another prefix holds everything.
 cat "$work"/*.files | sed 's| usr/| |' | LC_ALL=C sort >"$work/components"

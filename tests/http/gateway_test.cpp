@@ -48,8 +48,9 @@ void GatewayTest::start_gateway(const std::vector<std::string> &options)
 {
     if (gateway_)
         stop_gateway();
-    std::vector<std::string> words = {built_program("labhttpd"), "--bus", path("ubus.sock"), "--acl", path("acl.json"),
-                                      "--users", path("users.json"), "--page", path("page")};
+    std::vector<std::string> words = {
+        built_program("labhttpd"), "--bus",  path("ubus.sock"), "--acl", path("acl.json"), "--users",
+        path("users.json"),        "--page", path("page")};
     words.insert(words.end(), options.begin(), options.end());
     gateway_ = std::make_unique<Process>(words);
     const std::string line = first_line(*gateway_);
@@ -73,8 +74,8 @@ Response GatewayTest::ask(const std::string &method, const std::string &target, 
 std::string call_body(const std::string &session, const std::string &object, const std::string &method,
                       const std::string &arguments, const std::string &id)
 {
-    return R"({"jsonrpc":"2.0","id":)" + id + R"(,"method":"call","params":[")" + session + R"(",")" + object + R"(",")" +
-           method + R"(",)" + arguments + "]}";
+    return R"({"jsonrpc":"2.0","id":)" + id + R"(,"method":"call","params":[")" + session + R"(",")" + object +
+           R"(",")" + method + R"(",)" + arguments + "]}";
 }
 
 std::string GatewayTest::call(const std::string &session, const std::string &object, const std::string &method,

@@ -32,8 +32,8 @@ void HttpClient::request(const std::string &method, const std::string &target, c
                          const std::string &more) const
 {
     const std::string length = body.empty() ? "" : "Content-Length: " + std::to_string(body.size()) + "\r\n";
-    write(method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) + "\r\n" + length + more + "\r\n" +
-          body);
+    write(method + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) + "\r\n" + length + more +
+          "\r\n" + body);
 }
 
 bool HttpClient::read_more()
@@ -72,8 +72,8 @@ Response HttpClient::read_response(bool has_body)
     if (!head.starts_with("HTTP/1."))
         return response;
     response.status = std::stoi(head.substr(9, 3));
-    for (size_t begin = head.find("\r\n") + 2, end; (end = head.find("\r\n", begin)) != std::string::npos && end != begin;
-         begin = end + 2) {
+    for (size_t begin = head.find("\r\n") + 2, end;
+         (end = head.find("\r\n", begin)) != std::string::npos && end != begin; begin = end + 2) {
         const std::string line = head.substr(begin, end - begin);
         std::string name = line.substr(0, line.find(':'));
         std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return tolower(c); });

@@ -7,7 +7,7 @@
 #include <string>
 
 struct Response {
-    int status = 0; // 0 where none came
+    int status = 0;                             // 0 where none came
     std::map<std::string, std::string> headers; // names in lower case
     std::string body;
 };

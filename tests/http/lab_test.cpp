@@ -14,17 +14,17 @@ struct LabOverHttp : GatewayTest {
     void SetUp() override
     {
         GatewayTest::SetUp();
-        service_ = std::make_unique<Process>(std::vector<std::string>{
-            built_program("orvcd"), "--socket", path("orvc.sock"), "--events", path("events.sock"), "--life", "0", "--record",
-            path("record")});
+        service_ = std::make_unique<Process>(
+            std::vector<std::string>{built_program("orvcd"), "--socket", path("orvc.sock"), "--events",
+                                     path("events.sock"), "--life", "0", "--record", path("record")});
         wait_until_listening(folder_ / "orvc.sock");
         std::filesystem::create_directory(folder_ / "api");
         write_file("api/b.json", R"({"object":"b","z":1,"a":2})");
         write_file("api/a.json", R"({"object":"a"})");
         write_file("api/schema.json", "{}");
         write_file("api/notes.txt", "");
-        start_gateway({"--service", path("orvc.sock"), "--events", path("events.sock"), "--record", path("record"), "--api",
-                       path("api")});
+        start_gateway({"--service", path("orvc.sock"), "--events", path("events.sock"), "--record", path("record"),
+                       "--api", path("api")});
         admin_ = "Authorization: Bearer " + login("admin") + "\r\n";
         reader_ = "Authorization: Bearer " + login("reader") + "\r\n";
     }
@@ -41,8 +41,11 @@ struct LabOverHttp : GatewayTest {
 
 TEST_F(LabOverHttp, WantsASession)
 {
-    for (auto [method, target] : {std::pair{"GET", "/lab/requests"}, {"GET", "/lab/faults"}, {"POST", "/lab/faults"},
-                                  {"POST", "/lab/event"}, {"GET", "/lab/api"}}) {
+    for (auto [method, target] : {std::pair{"GET", "/lab/requests"},
+                                  {"GET", "/lab/faults"},
+                                  {"POST", "/lab/faults"},
+                                  {"POST", "/lab/event"},
+                                  {"GET", "/lab/api"}}) {
         EXPECT_EQ(ask(method, target).status, 401) << target;
         EXPECT_EQ(ask(method, std::string(target) + "?session=" + kNobody).status, 401) << target;
         EXPECT_EQ(ask(method, target, "", "Authorization: Bearer x\r\n").status, 401) << target;
@@ -74,12 +77,13 @@ TEST_F(LabOverHttp, PlaysFaultsAndEndsThem)
 
 TEST_F(LabOverHttp, FaultsThatAreNoneAreRefused)
 {
-    for (const char *body : {"", "[]", "1", "{", "{}", R"({"clear":false})", R"({"clear":true,"type":"all"})", R"({"type":"all"})",
-                             R"({"fault":"silent"})", R"({"type":"all","fault":"--socket"})", R"({"type":"--help","fault":"silent"})",
-                             R"({"type":"all","fault":"silent for 1"})", R"({"type":"all","fault":"silent","for":1})",
-                             R"({"type":"all","fault":"silent","for":{"requests":-1}})",
-                             R"({"type":"all","fault":"silent","for":{"requests":1,"seconds":1}})",
-                             R"({"type":["all"],"fault":"silent"})", R"({"type":"all","fault":"silent","for":{"days":1}})"}) {
+    for (const char *body :
+         {"", "[]", "1", "{", "{}", R"({"clear":false})", R"({"clear":true,"type":"all"})", R"({"type":"all"})",
+          R"({"fault":"silent"})", R"({"type":"all","fault":"--socket"})", R"({"type":"--help","fault":"silent"})",
+          R"({"type":"all","fault":"silent for 1"})", R"({"type":"all","fault":"silent","for":1})",
+          R"({"type":"all","fault":"silent","for":{"requests":-1}})",
+          R"({"type":"all","fault":"silent","for":{"requests":1,"seconds":1}})", R"({"type":["all"],"fault":"silent"})",
+          R"({"type":"all","fault":"silent","for":{"days":1}})"}) {
         const Response response = ask("POST", "/lab/faults", body, admin_);
         EXPECT_EQ(response.status, 400) << body;
         EXPECT_TRUE(response.body.starts_with(R"({"error":)")) << body;
@@ -101,7 +105,8 @@ TEST_F(LabOverHttp, ShowsTheRecordingAsItGrows)
 
     std::ofstream(folder_ / "record", std::ios::app) << "ial\":4}\n{\"e\":5}\n";
     for (HttpClient *client : {&last, &after})
-        EXPECT_NE(client->read_until("id: 43\ndata: {\"e\":5}\n\n").find("id: 35\ndata: {\"partial\":4}\n\n"), std::string::npos);
+        EXPECT_NE(client->read_until("id: 46\ndata: {\"e\":5}\n\n").find("id: 38\ndata: {\"partial\":4}\n\n"),
+                  std::string::npos);
     const std::string from_now = plain.read_until("data: {\"e\":5}\n\n");
     EXPECT_EQ(from_now.find("{\"c\":3}"), std::string::npos);
 
@@ -162,8 +167,9 @@ TEST_F(DaemonOverHttp, WhatIsAskedIsSeenAndItsSecretsAreNot)
 {
     HttpClient stream = connect();
     stream.ask("GET", "/lab/requests", "", reader_);
-    EXPECT_EQ(call(session_, "wexond.wifi.1.ap.1", "set", R"({"ssid":"Elm Road 3","authtype":"wpa2psk","psk":"swordfish"})"),
-              R"({"jsonrpc":"2.0","id":1,"result":[0,{"result":"0","failreason":""}]})");
+    EXPECT_EQ(
+        call(session_, "wexond.wifi.1.ap.1", "set", R"({"ssid":"Elm Road 3","authtype":"wpa2psk","psk":"swordfish"})"),
+        R"({"jsonrpc":"2.0","id":1,"result":[0,{"result":"0","failreason":""}]})");
     const std::string asked = stream.read_until("\"ssid\":\"Elm Road 3\"");
     EXPECT_NE(asked.find("Elm Road 3"), std::string::npos);
     EXPECT_EQ((asked + stream.read_until("\n\n")).find("swordfish"), std::string::npos);
@@ -182,23 +188,26 @@ TEST_F(DaemonOverHttp, TakesEveryKindOfEvent)
     for (const char *body :
          {R"({"name":"new-station","host_name":"a guest"})", R"({"name":"station-state","active":false})",
           R"({"name":"wan-address"})", R"({"name":"wan-link","state":"down"})", R"({"name":"led-switch","on":false})",
-          R"({"name":"wifi-switch"})", R"({"name":"elink-switch"})", R"({"name":"wps-switch"})", R"({"name":"password-error"})",
-          R"({"name":"channel","band":"5 GHz","channel":44})", R"({"name":"ssid","ssid":"Elm = \u00e4 \"3\""})",
-          R"({"name":"ping-result","loss":50})", R"({"name":"trace-result","result":"1 *\n2 *"})", R"({"name":"roaming"})",
+          R"({"name":"wifi-switch"})", R"({"name":"elink-switch"})", R"({"name":"wps-switch"})",
+          R"({"name":"password-error"})", R"({"name":"channel","band":"5 GHz","channel":44})",
+          R"({"name":"ssid","ssid":"Elm = \u00e4 \"3\""})", R"({"name":"ping-result","loss":50})",
+          R"({"name":"trace-result","result":"1 *\n2 *"})", R"({"name":"roaming"})",
           R"({"name":"probe-record","oui":[1,2,3]})"}) {
         const Response response = ask("POST", "/lab/event", body, admin_);
         EXPECT_EQ(response.status, 200) << body;
         EXPECT_EQ(response.body, "{}") << body;
     }
-    for (const char *body : {"", "{}", R"({"name":"none"})", R"({"name":"--help"})", R"({"name":1})", R"({"name":"led-switch","--events":"x"})",
-                             R"({"name":"led-switch","off":true})", R"({"name":"led-switch","on":"x"})", R"({"name":"led-switch","on=":1})"})
+    for (const char *body : {"", "{}", R"({"name":"none"})", R"({"name":"--help"})", R"({"name":1})",
+                             R"({"name":"led-switch","--events":"x"})", R"({"name":"led-switch","off":true})",
+                             R"({"name":"led-switch","on":"x"})", R"({"name":"led-switch","on=":1})"})
         EXPECT_EQ(ask("POST", "/lab/event", body, admin_).status, 400) << body;
 }
 
 TEST_F(DaemonOverHttp, DaemonComesBack)
 {
     daemon_.reset();
-    EXPECT_EQ(call(session_, "wexond.ledswitch", "get"), R"({"jsonrpc":"2.0","id":1,"error":{"code":-32000,"message":"Object not found"}})");
+    EXPECT_EQ(call(session_, "wexond.ledswitch", "get"),
+              R"({"jsonrpc":"2.0","id":1,"error":{"code":-32000,"message":"Object not found"}})");
     start_daemon();
     EXPECT_EQ(await_daemon(), kOn);
 }

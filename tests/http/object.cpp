@@ -125,9 +125,8 @@ const blobmsg_policy kWait[] = {{"ms", BLOBMSG_TYPE_INT32}};
 const blobmsg_policy kNotify[] = {
     {"name", BLOBMSG_TYPE_STRING}, {"count", BLOBMSG_TYPE_INT32}, {"text", BLOBMSG_TYPE_STRING}};
 const ubus_method kMethods[] = {
-    UBUS_METHOD_NOARG("echo", echo),     UBUS_METHOD("wait", wait, kWait),
-    UBUS_METHOD_NOARG("never", never),   UBUS_METHOD_NOARG("refuse", refuse),
-    UBUS_METHOD_NOARG("pieces", pieces), UBUS_METHOD_NOARG("types", types),
+    UBUS_METHOD_NOARG("echo", echo),     UBUS_METHOD("wait", wait, kWait),       UBUS_METHOD_NOARG("never", never),
+    UBUS_METHOD_NOARG("refuse", refuse), UBUS_METHOD_NOARG("pieces", pieces),    UBUS_METHOD_NOARG("types", types),
     UBUS_METHOD_NOARG("big", big),       UBUS_METHOD("notify", notify, kNotify),
 };
 const ubus_method kPassing[] = {UBUS_METHOD_NOARG("leave", leave)};

@@ -9,8 +9,8 @@ using Rpc = GatewayTest;
 
 std::string error(int code, const std::string &message, const std::string &id = "1")
 {
-    return R"({"jsonrpc":"2.0","id":)" + id + R"(,"error":{"code":)" + std::to_string(code) + R"(,"message":")" + message +
-           "\"}}";
+    return R"({"jsonrpc":"2.0","id":)" + id + R"(,"error":{"code":)" + std::to_string(code) + R"(,"message":")" +
+           message + "\"}}";
 }
 
 std::string result(const std::string &json)
@@ -21,19 +21,23 @@ std::string result(const std::string &json)
 TEST_F(Rpc, CallHandsOnArgumentsInOrderAndAddsTheSession)
 {
     const std::string session = login("admin");
-    EXPECT_EQ(call(session, "test", "echo",
-                   R"({"z":1,"a":-2147483648,"long":2147483648,"b":true,"d":1.0,"n":null,"t":"\u00e4\"","l":[1,"x",{}],"o":{"k":{}}})"),
-              result(R"([0,{"z":1,"a":-2147483648,"long":2147483648,"b":true,"d":1.000000,"n":null,"t":"ä\"","l":[1,"x",{}],)"
-                     R"("o":{"k":{}},"ubus_rpc_session":")" +
-                     session + "\"}]"));
+    EXPECT_EQ(
+        call(
+            session, "test", "echo",
+            R"({"z":1,"a":-2147483648,"long":2147483648,"b":true,"d":1.0,"n":null,"t":"\u00e4\"","l":[1,"x",{}],"o":{"k":{}}})"),
+        result(R"([0,{"z":1,"a":-2147483648,"long":2147483648,"b":true,"d":1.000000,"n":null,"t":"ä\"","l":[1,"x",{}],)"
+               R"("o":{"k":{}},"ubus_rpc_session":")" +
+               session + "\"}]"));
 }
 
 TEST_F(Rpc, IntegersBeyondTheBusAreItsLargest)
 {
     const std::string session = login("admin");
-    EXPECT_EQ(call(session, "test", "echo", R"({"a":18446744073709551615,"b":99999999999999999999,"c":-99999999999999999999})"),
-              result(R"([0,{"a":9223372036854775807,"b":9223372036854775807,"c":-9223372036854775808,"ubus_rpc_session":")" +
-                     session + "\"}]"));
+    EXPECT_EQ(
+        call(session, "test", "echo",
+             R"({"a":18446744073709551615,"b":99999999999999999999,"c":-99999999999999999999})"),
+        result(R"([0,{"a":9223372036854775807,"b":9223372036854775807,"c":-9223372036854775808,"ubus_rpc_session":")" +
+               session + "\"}]"));
 }
 
 TEST_F(Rpc, RepliesComeAsTheBusHasThem)
@@ -59,9 +63,10 @@ TEST_F(Rpc, IdComesBackAsItCame)
 TEST_F(Rpc, WhatIsNoRequestIsAParseError)
 {
     const std::string list = R"({"jsonrpc":"2.0","method":"list"})";
-    for (const std::string &body : {std::string(), std::string("{"), std::string("["), std::string("nonsense"), std::string("1"),
-                                    std::string("\"text\""), std::string("null"), std::string("{}"), std::string("\xff"),
-                                    std::string("{'a':1}"), std::string("[1,]"), list + "x", list + list, list + '\0'})
+    for (const std::string &body :
+         {std::string(), std::string("{"), std::string("["), std::string("nonsense"), std::string("1"),
+          std::string("\"text\""), std::string("null"), std::string("{}"), std::string("\xff"), std::string("{'a':1}"),
+          std::string("[1,]"), list + "x", list + list, list + '\0'})
         EXPECT_EQ(rpc(body), error(-32700, "Parse error", "null")) << body;
     EXPECT_EQ(rpc(" \r\n" + list + "\n\t").substr(0, 40), R"({"jsonrpc":"2.0","id":null,"result":["se)");
     for (const char *members : {
@@ -83,7 +88,8 @@ TEST_F(Rpc, WhatIsNoRequestIsAParseError)
 TEST_F(Rpc, ParametersOfAnotherTypeInBetweenArePassedOver)
 {
     const std::string session = login("reader");
-    EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"call","params":[1,")" + session + R"(",{},"test",null,"echo",[],{}]})"),
+    EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"call","params":[1,")" + session +
+                  R"(",{},"test",null,"echo",[],{}]})"),
               result(R"([0,{"ubus_rpc_session":")" + session + "\"}]"));
 }
 
@@ -114,13 +120,15 @@ TEST_F(Rpc, NestingIsBounded)
 TEST_F(Rpc, ListsNeedNoSession)
 {
     EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"list"})"), result(R"(["session","test","test.passing"])"));
-    EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"list","params":{}})"), result(R"(["session","test","test.passing"])"));
+    EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"list","params":{}})"),
+              result(R"(["session","test","test.passing"])"));
     EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"list","params":["test.*",1,"none","none*","","te"]})"),
               result(R"({"test.passing":{"leave":{}}})"));
     EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"list","params":[]})"), result("{}"));
-    EXPECT_EQ(rpc(R"({"jsonrpc":"2.0","id":1,"method":"list","params":["test"]})"),
-              result(R"({"test":{"echo":{},"wait":{"ms":"number"},"never":{},"refuse":{},"pieces":{},"types":{},"big":{},)"
-                     R"("notify":{"name":"string","count":"number","text":"string"}}})"));
+    EXPECT_EQ(
+        rpc(R"({"jsonrpc":"2.0","id":1,"method":"list","params":["test"]})"),
+        result(R"({"test":{"echo":{},"wait":{"ms":"number"},"never":{},"refuse":{},"pieces":{},"types":{},"big":{},)"
+               R"("notify":{"name":"string","count":"number","text":"string"}}})"));
 }
 
 TEST_F(Rpc, ArraysAreAnsweredInOrder)
@@ -130,7 +138,8 @@ TEST_F(Rpc, ArraysAreAnsweredInOrder)
     EXPECT_EQ(rpc("[1," + call_body(session, "test", "wait", R"({"ms":30})", "\"a\"") + "," +
                   call_body(session, "test", "refuse", "{}", "\"b\"") + "," +
                   call_body(kNobody, "test", "echo", "{}", "\"c\"") + R"(,{"id":4,"jsonrpc":"2.0","method":"list"}])"),
-              "[" + error(-32700, "Parse error", "null") + R"(,{"jsonrpc":"2.0","id":"a","result":[0,{"waited":30}]},)" +
+              "[" + error(-32700, "Parse error", "null") +
+                  R"(,{"jsonrpc":"2.0","id":"a","result":[0,{"waited":30}]},)" +
                   R"({"jsonrpc":"2.0","id":"b","result":[0]},)" + error(-32002, "Access denied", "\"c\"") +
                   R"(,{"jsonrpc":"2.0","id":4,"result":["session","test","test.passing"]}])");
 }
@@ -164,8 +173,9 @@ TEST_F(Rpc, CallWithoutAnswerEndsInTime)
     start_gateway({"--call-time-out", "1"});
     const std::string session = login("admin");
     EXPECT_EQ(call(session, "test", "never"), error(-32003, "ubus request timed out"));
-    EXPECT_EQ(rpc("[" + call_body(session, "test", "never", "{}") + "," + call_body(session, "test", "echo", "{}") + "]"),
-              "[" + error(-32003, "ubus request timed out") + "," + error(-32003, "ubus request timed out") + "]");
+    EXPECT_EQ(
+        rpc("[" + call_body(session, "test", "never", "{}") + "," + call_body(session, "test", "echo", "{}") + "]"),
+        "[" + error(-32003, "ubus request timed out") + "," + error(-32003, "ubus request timed out") + "]");
 }
 
 TEST_F(Rpc, SlowCallHoldsUpNobody)
@@ -195,7 +205,8 @@ TEST_F(Rpc, ManyAskAtOnce)
 struct NewerRpc : GatewayTest {
     Response post(const std::string &session, const std::string &object, const std::string &body) const
     {
-        return ask("POST", "/ubus/call/" + object, body, session.empty() ? "" : "authorization: bEARER " + session + "\r\n");
+        return ask("POST", "/ubus/call/" + object, body,
+                   session.empty() ? "" : "authorization: bEARER " + session + "\r\n");
     }
 };
 
@@ -228,11 +239,21 @@ TEST_F(NewerRpc, ListsAreBare)
 TEST_F(NewerRpc, WhatIsNotThereHasAStatusOfItsOwn)
 {
     const std::string form = "Content-Type: text/plain\r\n";
-    for (auto [method, target, status] : {std::tuple{"GET", "/ubus", 404}, {"GET", "/ubus/", 404}, {"GET", "/ubus/call/test", 404},
-                                          {"GET", "/ubus/x", 404}, {"POST", "/ubus/x", 404}, {"POST", "/ubus/list", 404},
-                                          {"OPTIONS", "/ubus", 200}, {"OPTIONS", "/ubus/call/test", 200}, {"TRACE", "/ubus", 400},
-                                          {"PUT", "/ubus", 400}, {"PATCH", "/ubus", 400}, {"DELETE", "/ubus/list", 400},
-                                          {"POST", "/", 405}, {"DELETE", "/index.html", 405}, {"POST", "/ubusx", 405}}) {
+    for (auto [method, target, status] : {std::tuple{"GET", "/ubus", 404},
+                                          {"GET", "/ubus/", 404},
+                                          {"GET", "/ubus/call/test", 404},
+                                          {"GET", "/ubus/x", 404},
+                                          {"POST", "/ubus/x", 404},
+                                          {"POST", "/ubus/list", 404},
+                                          {"OPTIONS", "/ubus", 200},
+                                          {"OPTIONS", "/ubus/call/test", 200},
+                                          {"TRACE", "/ubus", 400},
+                                          {"PUT", "/ubus", 400},
+                                          {"PATCH", "/ubus", 400},
+                                          {"DELETE", "/ubus/list", 400},
+                                          {"POST", "/", 405},
+                                          {"DELETE", "/index.html", 405},
+                                          {"POST", "/ubusx", 405}}) {
         Response response = ask(method, target, "", form);
         EXPECT_EQ(response.status, status) << method << " " << target;
         const bool is_bare = status < 400 || status == 404;

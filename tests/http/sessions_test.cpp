@@ -34,9 +34,10 @@ TEST_F(SessionTest, LoginTellsWhatTheSessionMay)
 
 TEST_F(SessionTest, LoginIsRefused)
 {
-    for (const char *arguments : {R"({"username":"admin","password":"wrong"})", R"({"username":"admin","password":""})",
-                                  R"({"username":"admin","password":"adminx"})", R"({"username":"admin","password":"admi"})",
-                                  R"({"username":"","password":"admin"})", R"({"username":"nobody","password":"admin"})"})
+    for (const char *arguments :
+         {R"({"username":"admin","password":"wrong"})", R"({"username":"admin","password":""})",
+          R"({"username":"admin","password":"adminx"})", R"({"username":"admin","password":"admi"})",
+          R"({"username":"","password":"admin"})", R"({"username":"nobody","password":"admin"})"})
         EXPECT_EQ(call(kNobody, "session", "login", arguments), result("[6]")) << arguments;
     for (const char *arguments : {"{}", R"({"username":"admin"})", R"({"username":"admin","password":1})"})
         EXPECT_EQ(call(kNobody, "session", "login", arguments), result("[2]")) << arguments;
@@ -46,8 +47,10 @@ TEST_F(SessionTest, NobodyMayLogInAndAskWhatHeMayAndNothingElse)
 {
     EXPECT_EQ(call(kNobody, "session", "access"),
               result(R"([0,{"access-group":{"unauthenticated":["read"]},"ubus":{"session":["access","login"]}}])"));
-    EXPECT_EQ(call(kNobody, "session", "access", R"({"object":"session","function":"login"})"), result(R"([0,{"access":true}])"));
-    EXPECT_EQ(call(kNobody, "session", "access", R"({"object":"test","function":"echo"})"), result(R"([0,{"access":false}])"));
+    EXPECT_EQ(call(kNobody, "session", "access", R"({"object":"session","function":"login"})"),
+              result(R"([0,{"access":true}])"));
+    EXPECT_EQ(call(kNobody, "session", "access", R"({"object":"test","function":"echo"})"),
+              result(R"([0,{"access":false}])"));
     for (const char *method : {"create", "list", "grant", "revoke", "set", "get", "unset", "destroy", "none"})
         EXPECT_EQ(call(kNobody, "session", method), kDenied) << method;
     EXPECT_EQ(call(kNobody, "test", "echo"), kDenied);
@@ -132,7 +135,8 @@ TEST(SessionLists, ShippedListAndUsersFit)
 TEST(SessionLists, PatternsAreTheShellsAndAddUp)
 {
     AccessLists lists;
-    lists.add(R"({"g": {"description": "x", "read": {"ubus": {"a.*": ["get*"], "b[12]": ["?"]}, "file": ["/tmp/*"], "x": 1},
+    lists.add(
+        R"({"g": {"description": "x", "read": {"ubus": {"a.*": ["get*"], "b[12]": ["?"]}, "file": ["/tmp/*"], "x": 1},
                         "other": {"ubus": {"c": ["*"]}}}, "h": 1})");
     lists.add(R"({"g": {"write": {"ubus": {"a.b": ["set"]}}}})");
     const Grants grants = lists.grants_of({"", {"g"}, {}});
