@@ -106,6 +106,18 @@ TEST(RunCommand, ActsOnItsOwnLab)
                               "{\"wexond.laninfo\":[]}\n");
 }
 
+TEST(RunCommand, FindsTheBusOverHttpWhereThatIsWanted)
+{
+    const std::string ask = "exec 3<>/dev/tcp/127.0.0.1/${LAB_HTTP##*:} && "
+                            "printf 'GET /ubus/list/wexond.ledswitch HTTP/1.1\\r\\nHost: localhost\\r\\n"
+                            "Connection: close\\r\\n\\r\\n' >&3 && tail -n 1 <&3";
+    Outcome outcome =
+        run({"--http", "0", "--", "bash", "-c", ask + "; LAB_HTTP=x " + kRun + " -- sh -c 'echo \"[$LAB_HTTP]\"'"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "{\"set\":{\"status\":\"string\"},\"get\":{}}[]\n");
+    EXPECT_EQ(run({"--http", "http", "--", "true"}).errors, "run: a port is a number\n");
+}
+
 struct RunCommandSignals : testing::TestWithParam<int> {
 };
 
@@ -197,6 +209,18 @@ TEST_F(RunLab, ComesUpAnswersAndGoesDown)
     EXPECT_FALSE(std::filesystem::exists((labs() / name)));
     EXPECT_EQ(act({"status"}).status, 3);
     EXPECT_EQ(act({"down"}).status, 1);
+}
+
+TEST_F(RunLab, HasAPageWhereThatIsWanted)
+{
+    Outcome up = act({"up", "--http", "0"});
+    EXPECT_EQ(up.status, 0) << up.errors;
+    const std::string page = up.output.substr(std::min(up.output.size(), up.output.find("Its page: ")));
+    EXPECT_TRUE(page.starts_with("Its page: http://127.0.0.1:")) << up.output;
+    EXPECT_EQ(act({"reset"}).status, 0);
+    EXPECT_NE(act({"status"}).output.find(page), std::string::npos);
+    EXPECT_EQ(act({"down"}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(labs() / name));
 }
 
 TEST_F(RunLab, IsQuietWhereThatIsWanted)
