@@ -197,6 +197,12 @@ uint32_t Bus::find(const std::string &path)
     return id;
 }
 
+uint32_t Bus::find_anew(const std::string &path)
+{
+    ids_.erase(path);
+    return find(path);
+}
+
 int Bus::list(const std::string &path, Listing &listing)
 {
     if (!is_connected_)

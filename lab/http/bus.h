@@ -35,6 +35,7 @@ class Bus
 
     // The object's id, or 0.
     uint32_t find(const std::string &path);
+    uint32_t find_anew(const std::string &path);
 
     // All objects, those that begin with the path (which then ends in *), or exactly one. A status of the bus.
     int list(const std::string &path, Listing &listing);

@@ -94,11 +94,14 @@ void Gateway::call(const RpcRequest &request, int time_out_ms, std::function<voi
         return done({reply.status, Bus::Reply::ANSWERED, reply.data ? write_json(*reply.data) : ""});
     }
     bus_.call(object, request.method, request.arguments, request.session, time_out_ms,
-              [refused = std::move(refused), done = std::move(done)](const Bus::Reply &reply) {
-                  if (reply.end == Bus::Reply::ANSWERED)
-                      done(reply);
-                  else
+              [this, object, path = request.object, refused = std::move(refused),
+               done = std::move(done)](const Bus::Reply &reply) {
+                  if (reply.end != Bus::Reply::ANSWERED)
                       refused(reply.end == Bus::Reply::TIMED_OUT ? kTimedOut : kInternalError);
+                  else if (reply.status == UBUS_STATUS_NOT_FOUND && bus_.find_anew(path) != object)
+                      refused(kObjectNotFound); // it went, and that was not told yet
+                  else
+                      done(reply);
               });
 }
 

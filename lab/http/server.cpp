@@ -9,7 +9,6 @@
 #include <netinet/in.h>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace
 {
@@ -17,7 +16,8 @@ namespace
 constexpr size_t kMemoryOfConnection = 32 * 1024; // bounds a request's head
 constexpr size_t kMostIgnored = 1024 * 1024;      // of a body that is too long and in pieces
 constexpr size_t kMostUnread = 256 * 1024;        // of a stream
-constexpr long kHeartbeat = 15;                   // seconds
+constexpr int kRoomToSend = 128 * 1024;
+constexpr long kHeartbeat = 15; // seconds
 constexpr int kClockMs = 1000;
 
 constexpr std::pair<const char *, const char *> kHeaders[] = {
@@ -284,6 +284,9 @@ struct Server::Callbacks {
     {
         auto &server = *static_cast<Server *>(context);
         if (code == MHD_CONNECTION_NOTIFY_STARTED) {
+            // What a client does not read is held here, not by the kernel as well.
+            const int room = kRoomToSend;
+            setsockopt(descriptor_of(connection), SOL_SOCKET, SO_SNDBUF, &room, sizeof(room));
             *peer = &server.peers_.emplace_back(Peer{descriptor_of(connection), now()});
             if (!server.clock_.is_set())
                 server.clock_.set(kClockMs);
@@ -332,8 +335,7 @@ Server::~Server()
     for (Peer &peer : peers_)
         shutdown(peer.descriptor, SHUT_RDWR);
     reading_.reset();
-    MHD_stop_daemon(daemon_);
-    close(socket_);
+    MHD_stop_daemon(daemon_); // which closes the socket
 }
 
 void Server::listen()

@@ -49,6 +49,7 @@ TEST_F(Rpc, RepliesComeAsTheBusHasThem)
                      "\"text\":\"\\\"\\\\/\\n\\u0001\xff\",\"array\":[]}]"));
     EXPECT_EQ(call(session, "test", "refuse"), result("[0]"));
     EXPECT_EQ(call(session, "test", "refuse", R"({"status":6})"), result("[6]"));
+    EXPECT_EQ(call(session, "test", "refuse", R"({"status":4})"), result("[4]"));
     EXPECT_EQ(call(session, "test", "unknown"), result("[3]"));
 }
 
