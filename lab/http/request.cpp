@@ -143,13 +143,20 @@ Answer refuse_long_body(Route route)
     return failure(413, "too long");
 }
 
-std::string session_of(const Request &request)
+static std::string named_session(const Request &request)
 {
     constexpr std::string_view kScheme = "bearer ";
     const std::string &authorization = request.authorization.value_or("");
     if (equal_without_case(std::string_view(authorization).substr(0, kScheme.size()), kScheme))
         return authorization.substr(kScheme.size());
     return query_value(request.target, "session").value_or(kNullSession);
+}
+
+// On the bus an id would end at a NUL: one that has it is nobody's.
+std::string session_of(const Request &request)
+{
+    std::string id = named_session(request);
+    return id.find('\0') == std::string::npos ? id : "";
 }
 
 std::string_view path_of(std::string_view target)

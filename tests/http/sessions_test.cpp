@@ -58,6 +58,14 @@ TEST_F(SessionTest, NobodyMayLogInAndAskWhatHeMayAndNothingElse)
         EXPECT_EQ(call(id, "session", "login", R"({"username":"admin","password":"admin"})"), kDenied) << id;
 }
 
+TEST_F(SessionTest, IdWithANulIsNobodys)
+{
+    const std::string id = login("reader");
+    EXPECT_EQ(ask("GET", "/lab/faults?session=" + id + "%00").status, 401);
+    EXPECT_EQ(ask("GET", "/ubus/subscribe/test?session=" + id + "%00x").body,
+              R"({"code":-13,"message":"Permission denied"})");
+}
+
 TEST_F(SessionTest, ReaderMayWhatHisGroupsRead)
 {
     const std::string id = login("reader");
