@@ -120,13 +120,13 @@ export async function lab(path, body) {
     }
 }
 
-// An event stream that comes back by itself. Returns what ends it.
-export function stream(path, onData, onState) {
+// An event stream that comes back by itself; `query` is for its first start. Returns what ends it.
+export function stream(path, query, onData, onState) {
     let source = null;
     let timer = 0;
     let wait = 500;
-    function open() {
-        source = new EventSource(`${path}${path.includes('?') ? '&' : '?'}session=${session}`);
+    function open(more = '') {
+        source = new EventSource(`${path}?session=${session}${more}`);
         source.onopen = () => {
             wait = 500;
             onState(true);
@@ -136,11 +136,11 @@ export function stream(path, onData, onState) {
             onState(false);
             if (source.readyState !== EventSource.CLOSED)
                 return;
-            timer = setTimeout(open, wait);
+            timer = setTimeout(() => open(), wait);
             wait = Math.min(wait * 2, 10000);
         };
     }
-    open();
+    open(query);
     return () => {
         clearTimeout(timer);
         source.close();

@@ -51,11 +51,12 @@ const escape = text => text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&');
 
 export const failuresOf = method => (method?.failures ?? []).map(resolve);
 
-// The failures that a reason can be: the most exact first.
+// The failures that a reason can be: those of its very text, or else those whose {placeholders} can stand for parts of it.
 export function explain(method, reason) {
-    return failuresOf(method)
-        .filter(({ text }) => new RegExp(`^${text.split(/\{[^}]*\}/).map(escape).join('.+')}$`).test(reason))
-        .sort((one, other) => one.text.includes('{') - other.text.includes('{'));
+    const failures = failuresOf(method);
+    const exact = failures.filter(({ text }) => text === reason);
+    const pattern = text => new RegExp(`^${text.split(/\{[^}]*\}/).map(escape).join('.+')}$`);
+    return exact.length ? exact : failures.filter(({ text }) => pattern(text).test(reason));
 }
 
 const statuses = {

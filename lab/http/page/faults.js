@@ -26,9 +26,9 @@ export function faultsCard() {
     const value = h('input', { id: 'fault-value', type: 'number', min: 0 });
     const unit = h('label', { for: 'fault-value' });
     const valueRow = h('div', { class: 'short-field' }, unit, value);
-    const length = h('input', { id: 'fault-for', type: 'number', min: 1, value: 1 });
-    const lengthKind = h('select', { id: 'fault-for-kind', 'aria-label': 'How long', onchange: () => { length.hidden = lengthKind.value === ''; } },
-        h('option', { value: 'requests' }, 'requests'), h('option', { value: 'seconds' }, 'seconds'), h('option', { value: '' }, 'until switched off'));
+    const length = h('input', { id: 'fault-for', type: 'number', min: 1, value: 1, 'aria-label': 'How many', hidden: true });
+    const lengthKind = h('select', { id: 'fault-for-kind', onchange: () => { length.hidden = lengthKind.value === ''; } },
+        h('option', { value: '' }, 'until switched off'), h('option', { value: 'requests' }, 'requests'), h('option', { value: 'seconds' }, 'seconds'));
     const becomes = h('p', { class: 'hint' });
     const choices = faults.map(([word, does], at) => h('label', { class: 'fault-choice', for: `fault-${word}` },
         h('input', { type: 'radio', name: 'fault', id: `fault-${word}`, value: at, checked: at === 3, onchange: choose }), h('code', {}, word), h('span', { class: 'muted' }, does)));
@@ -94,7 +94,7 @@ export function faultsCard() {
             h('label', { for: 'fault-type' }, 'Requests of type'), target, known,
             h('fieldset', {}, h('legend', {}, 'The service'), choices), becomes,
             valueRow,
-            h('div', { class: 'short-field' }, h('label', { for: 'fault-for' }, 'For'), h('span', { class: 'with-unit' }, length, lengthKind)),
+            h('div', { class: 'short-field' }, h('label', { for: 'fault-for-kind' }, 'For'), h('span', { class: 'with-unit' }, length, lengthKind)),
             failure,
             h('button', { class: 'primary' }, 'Switch on')));
     return { node, end: () => clearTimeout(timer) };

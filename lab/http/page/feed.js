@@ -25,11 +25,17 @@ function keep(list, most, entry) {
 
 // The recording's clock may be another machine's: lines arrive soon after their time, so the least difference that was seen is
 // about that of the clocks. Small ones are only the way here.
+// Those from before come at once, however old they are.
 let difference = Infinity;
+let opened = 0;
+const before = 200;
+const beforeComesWithin = 1000;
 
 function toHere(seconds) {
-    difference = Math.min(difference, Date.now() - seconds * 1000);
-    return seconds * 1000 + (Math.abs(difference) > 1000 ? difference : 0);
+    if (Date.now() - opened > beforeComesWithin)
+        difference = Math.min(difference, Date.now() - seconds * 1000);
+    const isOther = Number.isFinite(difference) && Math.abs(difference) > 1000;
+    return seconds * 1000 + (isOther ? difference : 0);
 }
 
 const slack = 15;
@@ -58,13 +64,14 @@ function addNotification({ object, name, message }) {
 
 export function start() {
     stop();
+    opened = Date.now();
     const state = name => up => {
         connected[name] = up;
         tell('state');
     };
     ends = [
-        stream('/lab/notifications', addNotification, state('notifications')),
-        stream('/lab/requests', addRequest, state('requests')),
+        stream('/lab/notifications', '', addNotification, state('notifications')),
+        stream('/lab/requests', `&last=${before}`, addRequest, state('requests')),
     ];
 }
 

@@ -208,7 +208,7 @@ function field(name, description, id, onChange) {
     const node = h('div', { class: 'field' },
         h('div', { class: 'field-name' }, send, h('label', { for: id }, h('code', {}, name)),
             h('span', { class: 'type' }, typeNames[typeOf(description)]), now, required && h('span', { class: 'required' }, 'required')),
-        h('div', { class: 'field-input', oninput, onclick: event => event.target.matches('.rows + button, .row button') && oninput() }, input.node),
+        h('div', { class: 'field-input', oninput, onchange: oninput, onclick: event => event.target.matches('.rows + button, .row button') && oninput() }, input.node),
         hint, wrong);
 
     return {

@@ -187,7 +187,7 @@ function radioCard(radio) {
         const about = [point.enable === 'no' ? 'off' : authText[point.auth] ?? point.auth, point.hide && 'hidden',
             point.stations === 1 ? '1 station' : `${point.stations} stations`];
         setText(row.querySelector('.point-detail'), about.filter(Boolean).join(' · '));
-        setText(row.querySelector('.point-rate'), point.enable === 'no' ? '' : `↓ ${rate(point.sent ?? 0)}  ↑ ${rate(point.received ?? 0)}`, { silent: true });
+        setText(row.querySelector('.point-rate'), point.enable === 'no' || point.sent === undefined ? '' : `↓ ${rate(point.sent)}  ↑ ${rate(point.received)}`, { silent: true });
         row.classList.toggle('off', point.enable === 'no');
     }
 
@@ -242,7 +242,7 @@ function stationsCard() {
     const heads = ['Station', 'Link', 'Signal', 'Rate', 'Access'].map(head);
     const node = card('Stations', [count, filter],
         h('div', { class: 'table-box', tabindex: 0, role: 'region', 'aria-label': 'List of the stations' },
-            h('table', { class: 'stations' }, h('thead', {}, h('tr', {}, heads)), body)));
+            h('table', { class: 'stations', 'aria-label': 'Stations' }, h('thead', {}, h('tr', {}, heads)), body)));
     node.classList.add('span-7');
 
     const make = () => h('tr', {},
@@ -368,7 +368,7 @@ export function show(root) {
     let mesh = null;
     let wanDenied = false;
     const points = { 1: null, 2: null };
-    const counters = { 1: [], 2: [] };
+    const counters = { 1: null, 2: null };
 
     const jobs = [
         [0, device], [2000, wan], [10000, radiosNow], [15000, () => Promise.all([pointsOf(1), pointsOf(2)])], [10000, stationsNow],
@@ -434,7 +434,7 @@ export function show(root) {
             radios[radio].points(named.map((point, at) => ({
                 ...point,
                 stations: stations.filter(station => station.active && station.band === bandOf[radio] && station.ssid === point.ssid).length,
-                ...(points[radio].denied ? {} : counters[radio].at(-1)?.rates[at]),
+                ...(points[radio].denied ? {} : counters[radio]?.rates[at]),
             })));
     }
 
@@ -442,11 +442,12 @@ export function show(root) {
         const { data } = await ask(`wexond.wifi.${radio}.ap`, 'stats');
         if (!data)
             return;
-        const before = counters[radio].at(-1);
+        const before = counters[radio];
         const at = Date.now();
-        const each = (key, index) => before?.data[index]
-            ? Math.max(0, (Number(data[index][key]) - Number(before.data[index][key])) * 8 / (at - before.at)) : 0;
-        counters[radio] = [{ at, data, rates: data.map((_, index) => ({ sent: each('txbytes', index), received: each('rxbytes', index) })) }];
+        const each = (key, index) => Math.max(0, (Number(data[index][key]) - Number(before.data[index][key])) * 8 / (at - before.at));
+        const rates = data.map((_, index) =>
+            before?.data[index] ? { sent: each('txbytes', index), received: each('rxbytes', index) } : {});
+        counters[radio] = { at, data, rates };
         drawPoints(radio);
     }
 

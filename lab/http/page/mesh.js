@@ -5,6 +5,7 @@ import { colonMac, plainMac } from './format.js';
 
 const rowHeight = 22;
 const mostStations = 8;
+const bands = { g24: '2.4 GHz', g5: '5 GHz', wire: 'Cables' };
 const links = { eth: 'Ethernet', '2.4G': '2.4 GHz', '5G': '5 GHz' };
 
 // [{ title, band, stations: [{ mac, uprate, downrate }] }]
@@ -27,19 +28,21 @@ function nodeBox(x, y, width, name, detail, extra = '') {
 
 export function drawMesh(topology, mesh, names, width) {
     const networks = networksOf(topology);
-    const nodeWidth = 88;
-    const [netX, staX] = [nodeWidth + 34, Math.max(nodeWidth + 34 + 120, width * 0.62)];
+    const narrow = width < 380;
+    const nodeWidth = narrow ? 78 : 88;
+    const [netX, staX] = narrow ? [nodeWidth + 20, nodeWidth + 106] : [nodeWidth + 34, Math.max(nodeWidth + 154, width * 0.62)];
     const room = Math.floor((width - staX - 14) / 6.6);
     const netRoom = Math.floor((staX - netX - 34) / 6.6);
     const lines = [];
     const marks = [];
     let y = 12;
     const centres = networks.map(({ title, band, stations }) => {
+        const label = narrow ? bands[band] : short(title, netRoom);
         const shown = stations.slice(0, mostStations);
         const rest = stations.length - shown.length;
         const rows = Math.max(shown.length + (rest > 0), 1);
         const centre = y + rows * rowHeight / 2;
-        const lineX = Math.min(netX + 24 + short(title, netRoom).length * 6.6, staX - 24);
+        const lineX = Math.min(netX + 24 + label.length * 6.6, staX - 16);
         shown.forEach(({ mac, downrate, uprate }, at) => {
             const rowY = y + at * rowHeight + rowHeight / 2;
             lines.push(h('path', { class: `mesh-line ${band}`, d: curve(lineX, centre, staX - 4, rowY) }));
@@ -53,7 +56,7 @@ export function drawMesh(topology, mesh, names, width) {
         marks.push(h('g', { class: `mesh-net ${band}` },
             h('title', {}, title),
             h('circle', { cx: netX + 6, cy: centre, r: 5 }),
-            h('text', { x: netX + 17, y: centre + 4 }, short(title, netRoom))));
+            h('text', { x: netX + 17, y: centre + 4 }, label)));
         y += rows * rowHeight + 10;
         return { centre, band };
     });
