@@ -51,5 +51,10 @@ export const plainMac = text => text.replace(/:/g, '').toUpperCase();
 export const colonMac = text => plainMac(text).replace(/(..)(?=.)/g, '$1:');
 
 // A message's keys and values in one line.
-export const short = message => Object.entries(message)
-    .map(([key, value]) => `${key} ${typeof value === 'object' ? JSON.stringify(value) : value === '' ? '""' : value}`).join(', ');
+export function short(value) {
+    if (Array.isArray(value))
+        return `[${value.map(short).join(', ')}]`;
+    if (value !== null && typeof value === 'object')
+        return Object.entries(value).map(([key, inner]) => `${key} ${short(inner)}`).join(', ');
+    return value === '' ? '""' : String(value);
+}

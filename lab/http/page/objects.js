@@ -193,7 +193,7 @@ function showObject(root, known, path, wanted) {
             !there && h('p', { class: 'note bad' }, 'This object is not on the bus now.'),
             h('nav', { class: 'methods', 'aria-label': 'Methods' }, names.map(name =>
                 h('a', { href: `#/objects/${path}/${name}`, 'aria-current': name === chosen ? 'page' : null }, name,
-                    file.methods[name].access === 'write' && h('span', { class: 'writes', title: 'changes something' }, 'changes')))),
+                    file.methods[name].access === 'write' && [' ', h('span', { class: 'writes' }, 'changes')]))),
             method.node, notificationList(file))));
     return method.end;
 }

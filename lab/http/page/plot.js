@@ -3,7 +3,8 @@
 import { h } from './dom.js';
 import { rate } from './format.js';
 
-const window_ = 5 * 60 * 1000;
+const minutes = 3;
+const shownFor = minutes * 60 * 1000;
 
 // The least of 1, 2, 5, 10, 20, ... that is not below.
 function roundUp(value) {
@@ -11,8 +12,7 @@ function roundUp(value) {
     return [1, 2, 5, 10].map(step => step * power).find(step => step >= value);
 }
 
-// One line over the last five minutes. draw(samples) with [{ at, value, up }], oldest first; where `up` is false the ground is
-// shaded.
+// One line over the last minutes. draw(samples) with [{ at, value, up }], oldest first; where `up` is false the ground is shaded.
 export function createPlot(label, kind) {
     const [width, height] = [320, 76];
     const title = h('title');
@@ -25,17 +25,17 @@ export function createPlot(label, kind) {
         title, grid, shade, area, line, cursor);
     const most = h('span', { class: 'plot-most' });
     const node = h('div', { class: 'plot-box' }, picture, most,
-        h('div', { class: 'plot-axis', 'aria-hidden': 'true' }, h('span', {}, '−5 min'), h('span', {}, 'now')));
+        h('div', { class: 'plot-axis', 'aria-hidden': 'true' }, h('span', {}, `−${minutes} min`), h('span', {}, 'now')));
     let shown = [];
     let top = 1;
     let now = 0;
 
-    const x = at => width - (now - at) / window_ * width;
+    const x = at => width - (now - at) / shownFor * width;
     const y = value => height - value / top * (height - 6);
 
     function draw(samples) {
         now = Date.now();
-        shown = samples.filter(sample => sample.at > now - window_);
+        shown = samples.filter(sample => sample.at > now - shownFor);
         top = roundUp(Math.max(...shown.map(sample => sample.value), 1));
         const points = shown.map(({ at, value }) => `${x(at).toFixed(1)},${y(value).toFixed(1)}`);
         line.setAttribute('d', points.length ? `M${points.join('L')}` : '');
@@ -44,7 +44,7 @@ export function createPlot(label, kind) {
         most.textContent = rate(top);
         const values = shown.map(sample => sample.value);
         title.textContent = shown.length
-            ? `${label} in the last five minutes: now ${rate(values.at(-1))}, at most ${rate(Math.max(...values))}`
+            ? `${label} in the last ${minutes} minutes: now ${rate(values.at(-1))}, at most ${rate(Math.max(...values))}`
             : `${label}: nothing yet`;
     }
 
@@ -52,7 +52,7 @@ export function createPlot(label, kind) {
         if (!shown.length)
             return;
         const box = picture.getBoundingClientRect();
-        const at = now - (1 - (event.clientX - box.left) / box.width) * window_;
+        const at = now - (1 - (event.clientX - box.left) / box.width) * shownFor;
         const near = shown.reduce((best, sample) => Math.abs(sample.at - at) < Math.abs(best.at - at) ? sample : best);
         cursor.setAttribute('visibility', 'visible');
         cursor.setAttribute('x1', x(near.at));
