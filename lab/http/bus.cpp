@@ -130,7 +130,7 @@ struct Bus::Subject {
 Bus::Bus(const std::string &socket) : socket_(socket)
 {
     uloop_init();
-    context_.owner = removals_.owner = this;
+    context_.owner = changes_.owner = this;
     connect();
 }
 
@@ -154,10 +154,12 @@ void Bus::connected()
     was_connected_ = is_connected_ = true;
     bus()->connection_lost = [](ubus_context *context) { owner_of<Bus>(context).lost(); };
     ubus_add_uloop(bus());
-    removals_.item = {};
-    removals_.item.cb = object_removed;
-    if (ubus_register_event_handler(bus(), &removals_.item, "ubus.object.remove") != UBUS_STATUS_OK)
+    changes_.item = {};
+    changes_.item.cb = objects_changed;
+    if (ubus_register_event_handler(bus(), &changes_.item, "ubus.object.*") != UBUS_STATUS_OK)
         lost();
+    else if (changed)
+        changed();
 }
 
 // The library calls this from the event loop, never inside a handler. What is registered goes, so that the next
@@ -169,19 +171,25 @@ void Bus::lost()
     is_connected_ = false;
     uloop_fd_delete(&bus()->sock);
     ids_.clear();
-    ubus_remove_object(bus(), &removals_.item.obj);
+    ubus_remove_object(bus(), &changes_.item.obj);
     while (!subjects_.empty())
         end(*subjects_.begin()->second);
     retry_.set(kRetryMs);
 }
 
-void Bus::object_removed(ubus_context *, ubus_event_handler *handler, const char *, blob_attr *message)
+void Bus::objects_changed(ubus_context *, ubus_event_handler *handler, const char *event, blob_attr *message)
 {
+    Bus &bus = owner_of<Bus>(handler);
+    if (std::string_view(event) == "ubus.object.add") {
+        if (bus.changed)
+            bus.changed();
+        return;
+    }
     static const blobmsg_policy policy[] = {{"id", BLOBMSG_TYPE_INT32}, {"path", BLOBMSG_TYPE_STRING}};
     blob_attr *fields[std::size(policy)];
     blobmsg_parse(policy, std::size(policy), fields, blob_data(message), static_cast<unsigned>(blob_len(message)));
     if (fields[1])
-        owner_of<Bus>(handler).ids_.erase(blobmsg_get_string(fields[1]));
+        bus.ids_.erase(blobmsg_get_string(fields[1]));
 }
 
 uint32_t Bus::find(const std::string &path)

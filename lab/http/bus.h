@@ -49,6 +49,9 @@ class Bus
     int subscribe(const std::string &path, Receive receive, uint64_t &key);
     void unsubscribe(uint64_t key);
 
+    // Runs from the event loop when objects may have come.
+    std::function<void()> changed;
+
   private:
     struct Call;
     struct Subject;
@@ -56,7 +59,7 @@ class Bus
     void connect();
     void connected();
     void lost();
-    static void object_removed(ubus_context *, ubus_event_handler *handler, const char *, blob_attr *message);
+    static void objects_changed(ubus_context *, ubus_event_handler *handler, const char *event, blob_attr *message);
     static int notified(ubus_context *, ubus_object *object, ubus_request_data *, const char *name, blob_attr *message);
     static void subject_removed(ubus_context *, ubus_subscriber *subscriber, uint32_t);
     void end(Subject &subject);
@@ -71,7 +74,7 @@ class Bus
     bool is_connected_ = false;
     bool was_connected_ = false;
     Timer retry_{[this] { connect(); }};
-    Tied<ubus_event_handler, Bus> removals_;
+    Tied<ubus_event_handler, Bus> changes_;
     std::map<std::string, uint32_t> ids_; // of objects that are there: what goes away is told before anything else is
     std::list<Call> calls_;
     std::map<std::string, std::unique_ptr<Subject>> subjects_;

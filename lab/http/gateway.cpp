@@ -66,6 +66,7 @@ void Gateway::serve(const std::shared_ptr<Exchange> &exchange)
         return serve_subscription(*exchange);
     case Route::PAGE:
         return serve_page(*exchange);
+    case Route::NOTIFICATIONS:
     case Route::REQUESTS:
     case Route::FAULTS:
     case Route::PLAY_FAULT:
@@ -275,6 +276,12 @@ void Gateway::serve_subscription(Exchange &exchange)
     stream->gone = [this, key] { bus_.unsubscribe(key); };
 }
 
+void Gateway::serve_notifications(Exchange &exchange, const std::string &session)
+{
+    if (const std::shared_ptr<Stream> stream = exchange.answer_stream())
+        notifications_.add(stream, sessions_.grants_of(session));
+}
+
 void Gateway::serve_requests(Exchange &exchange)
 {
     if (!recording_.is_kept())
@@ -297,6 +304,8 @@ void Gateway::serve_lab(const std::shared_ptr<Exchange> &exchange)
     const std::string session = session_of(exchange->request());
     if (session == kNullSession || !sessions_.is_there(session))
         return exchange->answer(failure(401, "no session"));
+    if (route == Route::NOTIFICATIONS)
+        return serve_notifications(*exchange, session);
     if (!sessions_.may(session, "lab", object, writes ? "write" : "read"))
         return exchange->answer(failure(403, "not allowed"));
     auto done = [exchange](Answer answer) { exchange->answer(std::move(answer)); };

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bus.h"
+#include "notifications.h"
 #include "orvcd.h"
 #include "recording.h"
 #include "rpc.h"
@@ -38,6 +39,7 @@ class Gateway
     void serve_page(Exchange &exchange) const;
     void serve_api(Exchange &exchange) const;
     void serve_requests(Exchange &exchange);
+    void serve_notifications(Exchange &exchange, const std::string &session);
 
     void go_on(const std::shared_ptr<Batch> &batch);
     void answer_one(const RpcRequest &request, int time_out_ms, const Answered &answered);
@@ -52,4 +54,5 @@ class Gateway
     Bus bus_;
     Orvcd orvcd_;
     Recording recording_;
+    Notifications notifications_{bus_};
 };

@@ -78,6 +78,7 @@ constexpr Row kRows[] = {
     {"/ubus/list", false, "GET", Route::LIST},
     {"/ubus/list/", true, "GET", Route::LIST},
     {"/ubus/subscribe/", true, "GET", Route::SUBSCRIBE},
+    {"/lab/notifications", false, "GET", Route::NOTIFICATIONS},
     {"/lab/requests", false, "GET", Route::REQUESTS},
     {"/lab/faults", false, "GET", Route::FAULTS},
     {"/lab/faults", false, "POST", Route::PLAY_FAULT},

@@ -25,7 +25,7 @@ struct Answer {
     std::string body;
 };
 
-enum class Route { RPC, CALL, LIST, SUBSCRIBE, REQUESTS, FAULTS, PLAY_FAULT, EVENT, API, PAGE };
+enum class Route { RPC, CALL, LIST, SUBSCRIBE, NOTIFICATIONS, REQUESTS, FAULTS, PLAY_FAULT, EVENT, API, PAGE };
 
 struct Destination {
     Route route;

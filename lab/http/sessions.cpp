@@ -66,6 +66,12 @@ bool Sessions::may(const std::string &id, const char *scope, const char *object,
     return session && allows(session->grants, scope, object, function);
 }
 
+Grants Sessions::grants_of(const std::string &id)
+{
+    const Session *session = find(id);
+    return session ? session->grants : Grants{};
+}
+
 Sessions::Session *Sessions::find(const std::string &id)
 {
     auto found = sessions_.find(id);

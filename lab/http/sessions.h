@@ -21,6 +21,8 @@ class Sessions
     // Whether the session is there and may. Every question is a use: the session's time begins anew.
     bool may(const std::string &id, const char *scope, const char *object, const char *function);
     bool is_there(const std::string &id) { return find(id) != nullptr; }
+    // All that it may; nothing where it is not there.
+    Grants grants_of(const std::string &id);
 
     // A bus status and, where there is one, the reply.
     struct Reply {

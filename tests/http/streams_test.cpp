@@ -1,5 +1,6 @@
 // Event streams, and what a bus that comes and goes makes of them and of calls.
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -102,6 +103,38 @@ TEST_F(Streams, EndWithTheirObject)
     EXPECT_EQ(ask("GET", "/ubus/subscribe/test.passing?session=" + session).body,
               R"({"code":4,"message":"Not found"})");
     EXPECT_EQ(call(session, "test.passing", "leave").substr(24), kMissing);
+}
+
+const std::string kChanged = R"(data: {"object":"test","name":"changed","message":{"number":0,"text":"a\"b"}})";
+
+TEST_F(Streams, HaveAllThatTheSessionMaySubscribeTo)
+{
+    const std::string reader = login("reader"), admin = login("admin");
+    HttpClient client = connect();
+    EXPECT_EQ(client.ask("GET", "/lab/notifications?session=" + reader).status, 200);
+    EXPECT_EQ(client.read_until("\n\n\r\n"), "3\r\n:\n\n\r\n");
+    notify(admin, R"({"name":"changed","count":1,"text":"a\"b"})");
+    EXPECT_NE(client.read_until("\n\n\r\n").find(kChanged + "\n\n"), std::string::npos);
+    EXPECT_EQ(ask("GET", "/lab/notifications").status, 401);
+}
+
+TEST_F(Streams, HaveObjectsThatComeLater)
+{
+    const std::string session = login("admin");
+    HttpClient client = connect();
+    EXPECT_EQ(client.ask("GET", "/lab/notifications?session=" + session).status, 200);
+    object_.reset();
+    start_object();
+    await_state(session, kAnswers);
+    std::string seen; // once the gateway has subscribed again
+    for (int attempt = 0; attempt < 200 && seen.find(kChanged) == std::string::npos; attempt++) {
+        notify(session, R"({"name":"changed","count":1,"text":"a\"b"})");
+        usleep(20000);
+        pollfd input = {client.descriptor(), POLLIN, 0};
+        if (poll(&input, 1, 20) == 1)
+            seen += client.read_until("\n\n\r\n");
+    }
+    EXPECT_NE(seen.find(kChanged), std::string::npos);
 }
 
 TEST_F(Streams, AreBoundedInNumber)
