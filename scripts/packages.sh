@@ -2,7 +2,7 @@
 
 build_packages=(cmake g++ ninja-build libjson-c-dev nlohmann-json3-dev libcli11-dev libmicrohttpd-dev)
 test_packages=(clang clang-format libclang-rt-14-dev libgtest-dev libvalijson-dev libbenchmark-dev nodejs python3-jsonschema strace util-linux)
-long_packages=(clang-tidy cppcheck) # what only ./check --long needs
+long_packages=(clang-tidy cppcheck chromium chromium-driver python3-selenium) # what only ./check --long needs
 foreign_packages=(qemu-user googletest) # and a compiler for each processor
 musl_packages=(musl-dev g++-arm-linux-gnueabihf)
 

@@ -75,7 +75,7 @@ async function perform(object, method, argument, background) {
 }
 
 export async function paths() {
-    return (await post('list', [])).result ?? [];
+    return (await post('list')).result ?? [];
 }
 
 export async function login(name, password) {

@@ -90,7 +90,7 @@ export function faultsCard() {
     const node = h('section', { class: 'card', 'aria-label': 'Faults' }, h('div', { class: 'card-head' }, h('h2', {}, 'Faults')),
         h('p', { class: 'hint' }, 'Let the service fail, and see what the daemon makes of it.'),
         active,
-        h('form', { onsubmit, class: 'fault-form' },
+        h('form', { onsubmit, class: 'fault-form', 'aria-label': 'A fault to switch on' },
             h('label', { for: 'fault-type' }, 'Requests of type'), target, known,
             h('fieldset', {}, h('legend', {}, 'The service'), choices), becomes,
             valueRow,
