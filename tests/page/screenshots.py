@@ -3,21 +3,23 @@
 
     ./run --life 0 --http 0 -- tests/page/screenshots.py docs
 
-They look best with the packages fonts-inter and fonts-jetbrains-mono installed."""
+Needs pngquant, and looks best with fonts-inter and fonts-jetbrains-mono."""
 
 import json
 import os
 import pathlib
+import subprocess
 import sys
 import time
 
 from browser import Browser, lab_address
 
+WIDTH = 1240
 SECONDS_OF_RATES = 110
 RATES = (48, 47, 52, 61, 58, 44, 39, 41, 55, 72, 88, 91, 84, 67, 51, 46, 43, 45)
 
 
-def live_for_a_while(browser, home):
+def live_for_a_while(home):
     """The lab's rates stand still by themselves: its home is a file to edit."""
     end = time.monotonic() + SECONDS_OF_RATES
     step = 0
@@ -34,8 +36,9 @@ def live_for_a_while(browser, home):
 
 def make_things_happen(browser):
     for event in ({'name': 'roaming', 'mac': '00:00:5E:00:53:35', 'rssi': -58}, {'name': 'password-error'},
-                  {'name': 'station-state', 'mac': '00:00:5E:00:53:35', 'active': True},
-                  {'name': 'ping-result'}, {'name': 'led-switch'}, {'name': 'probe-record'}):
+                  {'name': 'station-state', 'mac': '00:00:5E:00:53:35', 'active': True}, {'name': 'wps-switch', 'on': False},
+                  {'name': 'ping-result'}, {'name': 'led-switch'}, {'name': 'wan-address', 'address': '203.0.113.24'},
+                  {'name': 'channel', 'band': '5 GHz', 'channel': 44}, {'name': 'probe-record'}):
         browser.post('/lab/event', event)
         time.sleep(0.4)
 
@@ -78,23 +81,29 @@ def stage_requests(browser):
     browser.see('.asked .badge.fault')
 
 
-STAGES = {'home': stage_home, 'objects': stage_objects, 'events': stage_events, 'requests': stage_requests}
+STAGES = {'home': (stage_home, 1300), 'objects': (stage_objects, 880), 'events': (stage_events, 880), 'requests': (stage_requests, 880)}
+
+
+def take(browser, file):
+    browser.driver.save_screenshot(str(file))
+    subprocess.run(['pngquant', '--force', '--strip', '--speed', '1', '--output', file, '128', file], check=True)
 
 
 def main(folder):
     browser = Browser(lab_address())
     try:
-        browser.resize(1240, 880)
+        browser.resize(WIDTH, 880)
         browser.prefer(color_scheme='light', reduced_motion='reduce')
         browser.log_in()
-        live_for_a_while(browser, pathlib.Path(os.environ['UBUS_SOCKET']).with_name('home.json'))
+        live_for_a_while(pathlib.Path(os.environ['UBUS_SOCKET']).with_name('home.json'))
         make_things_happen(browser)
-        for view, stage in STAGES.items():
+        for view, (stage, height) in STAGES.items():
+            browser.resize(WIDTH, height)
             stage(browser)
             for scheme in ('light', 'dark'):
                 browser.prefer(color_scheme=scheme, reduced_motion='reduce')
                 time.sleep(0.5)
-                browser.driver.save_screenshot(str(folder / f'page-{view}-{scheme}.png'))
+                take(browser, folder / f'page-{view}-{scheme}.png')
     finally:
         browser.close()
 

@@ -1,6 +1,6 @@
 // The router at a glance.
 
-import { accessDenied, call } from './bus.js';
+import { accessDenied, call, userName } from './bus.js';
 import * as describe from './describe.js';
 import { h, icon, reconcile, setText } from './dom.js';
 import * as feed from './feed.js';
@@ -8,8 +8,9 @@ import { clock, plainMac, rate, span } from './format.js';
 import { drawMesh } from './mesh.js';
 import { channelScores, createPlot, meter, signalBars } from './plot.js';
 
-// Rates of the last minutes, kept while other views are shown.
+// Rates of the last minutes, kept while other views are shown. Who may see less gets others.
 const samples = [];
+let samplesFor = '';
 const mostSamples = 300;
 const mostLately = 8;
 
@@ -189,6 +190,7 @@ function radioCard(radio) {
         setText(row.querySelector('.point-detail'), about.filter(Boolean).join(' · '));
         setText(row.querySelector('.point-rate'), point.enable === 'no' || point.sent === undefined ? '' : `↓ ${rate(point.sent)}  ↑ ${rate(point.received)}`, { silent: true });
         row.classList.toggle('off', point.enable === 'no');
+        row.querySelector('a').hidden = point.readOnly === true;
     }
 
     return {
@@ -221,7 +223,7 @@ const limit = station => [station.dsbandwidth && `↓ ${rate(station.dsbandwidth
     .filter(Boolean).map(text => `≤ ${text}`).join(' ');
 
 const orders = {
-    Station: (one, other) => one.devname.localeCompare(other.devname),
+    Station: (one, other) => one.devname.localeCompare(other.devname, undefined, { numeric: true }),
     Signal: (one, other) => (other.rssi || -1) - (one.rssi || -1),
     Rate: (one, other) => Number(other.downloadspeed) - Number(one.downloadspeed),
 };
@@ -350,6 +352,9 @@ function latelyCard() {
 // --- The view ---
 
 export function show(root) {
+    if (samplesFor !== userName())
+        samples.length = 0;
+    samplesFor = userName();
     const title = h('h1', { tabindex: -1, 'data-focus': true }, 'Router');
     const about = h('p', { class: 'muted' });
     const internet = internetCard();
@@ -429,7 +434,7 @@ export function show(root) {
 
     function drawPoints(radio) {
         const named = points[radio]?.denied
-            ? (topology?.[bandOf[radio]] ?? []).map(({ ssid }, at) => ({ idx: at + 1, ssid, auth: '', enable: 'yes' })) : points[radio];
+            ? (topology?.[bandOf[radio]] ?? []).map(({ ssid }, at) => ({ idx: at + 1, ssid, auth: '', enable: 'yes', readOnly: true })) : points[radio];
         if (named)
             radios[radio].points(named.map((point, at) => ({
                 ...point,
