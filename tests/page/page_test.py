@@ -4,6 +4,7 @@
 import json
 import pathlib
 import re
+import subprocess
 import unittest
 
 from selenium.webdriver.common.action_chains import ActionChains
@@ -177,6 +178,20 @@ class Objects(Page):
         browser.see('[role=tab]', 'Python').click()
         browser.see('.snippet pre', 'urlopen')
 
+    def test_gives_calls_that_do_the_same_there(self):
+        browser.go('objects/wexond.wifi.1.ap.1/set')
+        for program, words in (('ubus', ['sh', '-c']), ('curl', ['sh', '-c']), ('Python', ['/usr/bin/python3', '-c'])):
+            name = f"{program}'s \"$HOME\" \\ é"
+            self.fill('ssid', name)
+            browser.see('[role=tab]', program).click()
+            shown = browser.see('.snippet pre', "'s ").text
+            session = browser.session()
+            line = shown.replace(f'"{session[:4]}…"', f'"{session}"')
+            subprocess.run([*words, line], check=True, stdout=subprocess.DEVNULL, timeout=60)
+            [_, reply] = browser.call('wexond.wifi.1.ap.1', 'get')
+            self.assertEqual(name, reply['wexond.wifi.1.ap.1']['ssid'])
+        browser.call('wexond.wifi.1.ap.1', 'set', ssid='Birch Lane 7')
+
 
 class Events(Page):
     def test_pushes_each_of_the_kinds_and_sees_them_arrive(self):
@@ -204,6 +219,13 @@ class Events(Page):
         browser.see_not('.event-object', 'wexond.wifi.1')
         browser.see('.tools button', 'Clear').click()
         browser.see('.empty', 'Nothing yet')
+
+    def test_tells_of_objects_that_came_later(self):
+        [_, reply] = browser.call('wexond.wifi.2.ap', 'add', ssid='Later', enable='yes')
+        browser.go('events')
+        browser.post('/lab/event', {'name': 'ssid', 'band': '5 GHz', 'ap_index': reply['idx'], 'ssid': 'Later still'})
+        browser.see('.event-object', f'wexond.wifi.2.ap.{reply["idx"]}')
+        browser.call('wexond.wifi.2.ap', 'delete', idx=reply['idx'])
 
     def test_takes_other_fields(self):
         browser.go('events')

@@ -96,9 +96,10 @@ export async function copy(text, what) {
     say(`Copied ${what}.`);
 }
 
-// Tabs after the usual pattern: arrows move between them, one panel shows.
+// Tabs after the usual pattern: arrows move between them, one panel shows. `kept` holds the chosen one for tabs that are made
+// anew.
 let nextTabs = 0;
-export function tabs(label, entries) {
+export function tabs(label, entries, kept = { chosen: 0 }) {
     const id = `tabs${nextTabs++}`;
     const heads = entries.map(([title], at) => h('button', {
         type: 'button', role: 'tab', id: `${id}-tab${at}`, 'aria-controls': `${id}-panel${at}`, onclick: () => choose(at),
@@ -107,6 +108,7 @@ export function tabs(label, entries) {
         role: 'tabpanel', id: `${id}-panel${at}`, 'aria-labelledby': `${id}-tab${at}`,
     }, content));
     function choose(chosen) {
+        kept.chosen = chosen;
         heads.forEach((head, at) => {
             head.setAttribute('aria-selected', at === chosen);
             head.tabIndex = at === chosen ? 0 : -1;
@@ -121,7 +123,7 @@ export function tabs(label, entries) {
         choose(at);
         heads[at].focus();
     }
-    choose(0);
+    choose(kept.chosen);
     return h('div', { class: 'tabs' }, h('div', { role: 'tablist', 'aria-label': label, onkeydown }, heads), panels);
 }
 

@@ -77,10 +77,13 @@ function failureTable(method, reason) {
             h('dt', {}, h('code', {}, text)), h('dd', {}, when)))));
 }
 
+// Who takes curl takes it for the next call too.
+const snippetChoice = { chosen: 0 };
+
 function snippetTabs(path, name, argument, secrets) {
     return tabs('The same call elsewhere', snippets(path, name, argument, secrets).map(([title, exact, shown]) => [title,
         h('div', { class: 'snippet' }, h('pre', { tabindex: 0, 'aria-label': `The call for ${title}` }, shown),
-            h('button', { type: 'button', class: 'quiet copy', onclick: () => copy(exact, `the call for ${title}`) }, 'Copy'))]));
+            h('button', { type: 'button', class: 'quiet copy', onclick: () => copy(exact, `the call for ${title}`) }, 'Copy'))]), snippetChoice);
 }
 
 function exampleReply(method) {
@@ -110,10 +113,16 @@ function showMethod(path, file, name) {
     const button = h('button', { class: 'primary' }, `Call ${name}`);
     let made = null;
     let asked = null;
+    let drawn = '';
 
     function drawSnippets() {
         form.judge({ quietly: true });
-        snippetBox.replaceChildren(snippetTabs(path, name, form.read(), form.secrets()));
+        const argument = form.read();
+        const signature = JSON.stringify(argument);
+        if (drawn === signature) // a click there makes the field that is left say once more what it holds
+            return;
+        drawn = signature;
+        snippetBox.replaceChildren(snippetTabs(path, name, argument, form.secrets()));
     }
 
     function drawAsked() {
