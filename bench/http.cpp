@@ -74,8 +74,8 @@ void report_call(const Lab &lab, const Gateway &gateway, const std::string &obje
     HttpClient client(gateway.port());
     const uint32_t id = lab.wait_for(object);
     std::vector<std::vector<Microseconds>> samples;
-    sample_in_turn({[&] { lab.call(id, method.c_str()); }, [&] { call(client, gateway, object, method); }}, kRounds,
-                   samples);
+    sample_in_turn(time_of, {[&] { lab.call(id, method.c_str()); }, [&] { call(client, gateway, object, method); }},
+                   kRounds, samples);
     const Microseconds bus = median(samples[0]), http = median(samples[1]);
     printf("%-18s on the bus %7.1f us, over HTTP %7.1f us: %.2f times, %.1f us more\n", (object + " " + method).c_str(),
            bus.count(), http.count(), http / bus, (http - bus).count());
