@@ -210,7 +210,7 @@ TEST_F(AccessListsTest, HoldEachMethodOnce)
     size_t count = 0;
     for (const auto &[path, object] : objects_)
         for (const std::string &method : object.methods) {
-            auto holds = [&](const auto &list) { return grants(list.second, path, method); };
+            auto holds = [&, &path = path](const auto &list) { return grants(list.second, path, method); };
             EXPECT_EQ(std::ranges::count_if(lists_, holds), 1) << path << ' ' << method;
             count++;
         }
