@@ -46,8 +46,8 @@ if(NOT given_flags MATCHES "-f(no-)?stack-protector")
   target_compile_options(embedded_flags INTERFACE -fstack-protector-strong)
 endif()
 target_link_options(embedded_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
-# Sanitizers intercept the plain functions, not the checking ones, and without optimisation there are none of these.
-if(NOT WEXOND_SANITIZE AND given_flags MATCHES "-O[1-9sgz]" AND NOT given_flags MATCHES "_FORTIFY_SOURCE")
+# Sanitizers intercept the plain functions, not the checking ones, fuzzers replace them, and without optimisation there are none of these.
+if(NOT WEXOND_SANITIZE AND NOT WEXOND_FUZZ AND given_flags MATCHES "-O[1-9sgz]" AND NOT given_flags MATCHES "_FORTIFY_SOURCE")
   # A distribution's compiler may define another level by itself.
   target_compile_options(embedded_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()

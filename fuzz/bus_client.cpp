@@ -530,7 +530,7 @@ void begin()
     greeting.clear();
     handled.clear();
     type.id = 0;
-    peer_actions = {.connected = broker_is_connected_to, .waits = broker_is_waited_for, .sends = broker_is_sent_to};
+    peers_begin({.connected = broker_is_connected_to, .waits = broker_is_waited_for, .sends = broker_is_sent_to});
     context = ubus_connect("/bus");
     if (!context)
         return;

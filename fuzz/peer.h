@@ -1,6 +1,5 @@
-// The other ends of a library's sockets. The library's own calls (connect, poll, recv, recvmsg, sendmsg) pass through
-// here, so that a peer can act exactly when the library waits for it or sends to it, without threads and without
-// waiting.
+// The other ends of a library's sockets, which are in memory (sockets.h), so that a peer can act exactly when the
+// library waits for it or sends to it, without threads and without waiting.
 #pragma once
 
 #include <list>
@@ -25,7 +24,7 @@ struct PeerActions {
     int (*sends)(Peer &peer, size_t &limit);
 };
 
-extern PeerActions peer_actions;
+void peers_begin(const PeerActions &actions);
 
 // A connection that is there already: the library's end of it.
 int peer_open();
@@ -37,5 +36,5 @@ std::list<Peer> &peers();
 void peer_send(Peer &peer, std::span<const uint8_t> bytes);
 void peer_close(Peer &peer);
 
-// Ends all connections. The library has to have closed its ends, but for the one given.
+// Ends all connections. The library has to have closed its ends, but for the one given, and whatever else it had open.
 void peers_end(int library_fd = -1);

@@ -153,7 +153,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     to_send.assign(bytes.begin(), bytes.end());
     position = handed_over = 0;
     script = &input;
-    peer_actions = {.connected = nullptr, .waits = peer_waits, .sends = peer_receives};
+    peers_begin({.connected = nullptr, .waits = peer_waits, .sends = peer_receives});
     service = peer_open();
     while (!input.empty() && step(input)) {
     }
