@@ -55,9 +55,9 @@ const ubus_method *find_method(const ubus_object &object, const char *name)
     return nullptr;
 }
 
-bool is_running(const char *object, const char *method)
+const ubus_method &static_method(const char *object, const char *method)
 {
-    return running.method && running.method->handler == find_method(*static_object(object), method)->handler;
+    return *find_method(*static_object(object), method);
 }
 
 bool may_be_silent(const std::string &object, const char *method)
@@ -68,7 +68,8 @@ bool may_be_silent(const std::string &object, const char *method)
 // Deliberate: after some failures a table is never closed, and nobody can read the reply.
 bool may_be_unreadable()
 {
-    return is_running("wexond.devinfo", "get");
+    static const ubus_method &unreadable = static_method("wexond.devinfo", "get");
+    return running.method && running.method->handler == unreadable.handler;
 }
 
 // --- What leaves the daemon ---
@@ -186,8 +187,9 @@ void forget_stations()
 {
     static constexpr uint8_t kZeros[] = {6, 6};
     blob_attr nothing = {cpu_to_be32(sizeof(blob_attr))};
-    ubus_object *object = static_object("wexond.laninfo");
-    daemon_call(*object, *find_method(*object, "list"), &nothing, FuzzInput(kZeros, sizeof(kZeros)));
+    static ubus_object &object = *static_object("wexond.laninfo");
+    static const ubus_method &list = static_method("wexond.laninfo", "list");
+    daemon_call(object, list, &nothing, FuzzInput(kZeros, sizeof(kZeros)));
 }
 
 } // namespace
@@ -316,12 +318,20 @@ void hand_in_families()
 
 } // namespace
 
+// Once they are added, the static objects are the same for each input.
 void daemon_begin()
 {
     hand_in_families();
     entry_lists_init();
-    for (ubus_object *object : families.objects)
-        ubus_add_object(wexond_context, object);
+    static const std::vector<ubus_object *> added = [] {
+        for (ubus_object *object : families.objects)
+            REQUIRE(ubus_add_object(wexond_context, object) == UBUS_STATUS_OK);
+        return objects;
+    }();
+    objects = added;
+    next_id = 0;
+    for (ubus_object *object : objects)
+        object->id = ++next_id;
 }
 
 void daemon_begin_by_start(FuzzInput answers)
