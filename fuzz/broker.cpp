@@ -13,6 +13,7 @@
 //     7        sends what it has to send
 // Who has not come yet comes first.
 
+#include <cerrno>
 #include <map>
 #include <string>
 
@@ -35,12 +36,14 @@ namespace
 constexpr int kSmallBuffer = 4096; // of the broker's sockets, so that readers fall behind
 constexpr int kMostTurns = 10000;
 constexpr size_t kMostSteps = 64;
+constexpr size_t kMostOutput = 1048576 + kMaxMessage + 4096 + 128; // the queue, its reserve, and a short answer
+constexpr size_t kMostInput = kMaxMessage + 16384;                 // a message and what a receive brings
 
 struct Participant {
     int fd = -1; // its end
     uint32_t id = 0;
     bool reads = true;
-    bool orderly = true; // has sent whole messages only, and has taken every answer
+    bool orderly = true; // has sent whole messages only
     bool greeted = false;
     bool output_awaited = false; // by the broker
     Bytes to_send;
@@ -181,6 +184,13 @@ void take_turns()
         REQUIRE(++turns < kMostTurns);
 }
 
+// What is kept for a client, and of what it sent.
+void check_kept(const Participant &participant)
+{
+    const Client *client = participant.fd >= 0 ? client_of(participant) : nullptr;
+    REQUIRE(!client || (client->output.size() <= kMostOutput && client->input.size <= kMostInput));
+}
+
 // Until everybody waits for somebody else.
 void settle()
 {
@@ -198,8 +208,10 @@ void settle()
             }
         }
     }
-    for (Participant &participant : participants)
+    for (Participant &participant : participants) {
         REQUIRE(participant.fd < 0 || !participant.orderly || client_of(participant));
+        check_kept(participant);
+    }
 }
 
 void notice(const Participant &participant, uint32_t events)
@@ -229,7 +241,8 @@ void send_some(Participant &participant, size_t length)
 {
     length = std::min(length, participant.to_send.size());
     ssize_t sent = send(participant.fd, participant.to_send.data(), length, MSG_NOSIGNAL);
-    participant.to_send.erase(0, sent < 0 ? participant.to_send.size() : static_cast<size_t>(sent));
+    if (sent >= 0 || errno != EAGAIN) // the broker reads nothing of who is far behind
+        participant.to_send.erase(0, sent < 0 ? participant.to_send.size() : static_cast<size_t>(sent));
     notice(participant, EPOLLIN);
 }
 
@@ -277,7 +290,6 @@ void step(FuzzInput &input)
         return send_bytes(participant, input);
     case 4:
         participant.reads = !participant.reads;
-        participant.orderly = false; // what does not fit its queue is lost
         return settle();
     case 5:
         participant.orderly = false;
@@ -311,8 +323,12 @@ void require_answers(Participant &participant)
         REQUIRE(count == 1);
 }
 
+// What a client did not read for a while is there still.
 void end()
 {
+    for (Participant &participant : participants)
+        participant.reads = true;
+    settle();
     for (Participant &participant : participants)
         require_answers(participant);
     for (Participant &participant : participants) {

@@ -3,8 +3,8 @@
 // freed as soon as their owner may free them.
 //
 // The input is a sequence of steps; step() tells what each is and needs. What the broker sends is described at
-// take_traffic(); it sends some, too, whenever the library waits: a byte, 0 closes, 255 interrupts, else a number of
-// messages (modulo 4, and one more).
+// take_traffic(); it sends some, too, whenever the library waits: a byte, 0 closes, 255 interrupts, 254 lets the time
+// pass that the wait may take, else a number of messages (modulo 4, and one more).
 
 #include <cerrno>
 #include <set>
@@ -15,18 +15,21 @@
 
 #include "fuzz/bus_message.h"
 #include "fuzz/peer.h"
+#include "fuzz/sockets.h"
 
 namespace
 {
 
 constexpr int kDeepest = 3; // handlers and callbacks within one another
 constexpr uint16_t kFirstCall = 0x8000;
+constexpr int64_t kNone = INT64_MAX;
 
 ubus_context *context; // null once it was freed
 FuzzInput *script;
 int depth;
 size_t most_at_once; // that a send takes; 0 for everything
 uint16_t last_call;
+int64_t deadline;           // of the call that the program waits in; kNone where it may take any time
 Bytes greeting;             // that waits to be read
 std::set<uint16_t> handled; // calls that have to get a status
 
@@ -68,8 +71,9 @@ Bytes take_traffic()
     return frame(type, seq, peer, BusMessage(*script));
 }
 
-int broker_is_waited_for(Peer &peer)
+int broker_is_waited_for(Peer &peer, int limit)
 {
+    REQUIRE(deadline == kNone || (0 <= limit && socket_clock + limit <= deadline));
     if (!greeting.empty()) {
         peer_send(peer, std::exchange(greeting, {}));
         return 0;
@@ -77,6 +81,8 @@ int broker_is_waited_for(Peer &peer)
     uint8_t choice = script->u8();
     if (choice == 255)
         return EINTR;
+    if (choice == 254 && limit >= 0)
+        return ETIMEDOUT;
     size_t before = peer.sent.size();
     for (int i = 0; i <= choice % 4 && choice != 0; i++)
         peer_send(peer, take_traffic());
@@ -429,7 +435,11 @@ void notify()
 void invoke()
 {
     BusMessage arguments(*script);
-    ubus_invoke(context, take_id(*script), "method", arguments.buf.head, take_data, nullptr, script->u8() % 2 * 60000);
+    uint32_t object = take_id(*script);
+    int limit = script->u8() % 2 * 60000;
+    if (limit > 0)
+        deadline = socket_clock + limit;
+    ubus_invoke(context, object, "method", arguments.buf.head, take_data, nullptr, limit);
 }
 
 void answer_deferred()
@@ -476,10 +486,8 @@ void change_subscription()
         (choice % 2 ? ubus_subscribe : ubus_unsubscribe)(context, subscribers[place], id);
 }
 
-void step()
+void act()
 {
-    if (!context)
-        return;
     switch (script->u8() % 20) {
     case 0:
     case 1:
@@ -522,9 +530,20 @@ void step()
     }
 }
 
+// Within another one it has its own time.
+void step()
+{
+    if (!context)
+        return;
+    int64_t outer = std::exchange(deadline, kNone);
+    act();
+    deadline = outer;
+}
+
 void begin()
 {
     depth = 0;
+    deadline = kNone;
     most_at_once = 0;
     last_call = kFirstCall;
     greeting.clear();

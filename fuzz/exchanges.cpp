@@ -1,5 +1,6 @@
 // Requests to a service that answers anything, in any pieces, refuses, closes early, or speaks without being asked.
-// Every request is to arrive whole and once, and only the answer that came to it is taken.
+// Every request is to arrive whole and once, only the answer that came to it is taken, and nothing takes longer than it
+// may.
 //
 // The input is a sequence of exchanges: path, type (16 bits), flag, payload length and expected length (a byte and a
 // shift each, of up to 3, of up to 13 where it is written as 0xF0 to 0xFF). What the service does stands where it does
@@ -7,7 +8,8 @@
 //     before the exchange  1 closes all connections, 2 sends a byte on all of them
 //     when connected to    1 refuses
 //     when sent to         1 closes, 2 interrupts, 3 is not ready, 4 takes so many bytes
-//     when waited for      0 closes, 1 interrupts, 2 answers (record length, how much of it goes at once), 3 the same
+//     when waited for      after a time (the byte divided by 8, times 0.4 s) 0 closes, 1 interrupts, 2 answers (record
+//     length, how much of it goes at once), 3 the same
 //                          with another type, 4 the same with a length of its choice (32 bits), 5 sends bytes,
 //                          6 goes on with so many bytes, 7 with the rest
 // One input in 64 has a thread of its own, which leaves no connection open; the others begin with none.
@@ -20,6 +22,7 @@
 #include <pthread.h>
 
 #include "fuzz/peer.h"
+#include "fuzz/sockets.h"
 
 namespace
 {
@@ -73,9 +76,16 @@ void send_some(Peer &peer, size_t length)
         peer_close(peer);
 }
 
-int service_is_waited_for(Peer &peer)
+// Time passes until it acts, or the wait ends before.
+int service_is_waited_for(Peer &peer, int limit)
 {
-    uint8_t action = script->u8() % 8;
+    constexpr int kTick = 400; // ms
+    uint8_t choice = script->u8();
+    int time = choice / 8 * kTick;
+    if (time > 0 && time >= limit)
+        return ETIMEDOUT;
+    socket_clock += time;
+    uint8_t action = choice % 8;
     switch (action) {
     case 0:
         peer_close(peer);
@@ -221,9 +231,11 @@ void make_exchange()
     forget_before();
     disturb();
     ExactCopy payload(exchange.payload);
+    int64_t begin = socket_clock;
     auto *result =
         static_cast<uint8_t *>(SOCKET_SendMsgByType(exchange.path.c_str(), type, exchange.flag, payload.data(),
                                                     static_cast<uint32_t>(payload.size()), exchange.expected));
+    REQUIRE(socket_clock - begin <= SOCKET_TIME_LIMIT * 1000);
     check(exchange, result);
     free(result);
 }

@@ -50,10 +50,10 @@ int connects(int fd)
     return error;
 }
 
-int waits(int fd)
+int waits(int fd, int limit)
 {
     Peer *peer = peer_actions.waits ? find(fd) : nullptr;
-    return peer ? peer_actions.waits(*peer) : 0;
+    return peer ? peer_actions.waits(*peer, limit) : 0;
 }
 
 int sends(int fd, size_t &limit)

@@ -18,8 +18,9 @@ struct Peer {
 struct PeerActions {
     // It connects. The peer is new.
     int (*connected)(Peer &peer);
-    // It waits for input. After 0 there has to be some, or the end.
-    int (*waits)(Peer &peer);
+    // It waits for input, so many milliseconds at most, or for ever (-1). After 0 there has to be some, or the end;
+    // ETIMEDOUT lets the time pass.
+    int (*waits)(Peer &peer, int limit);
     // It sends; at most `limit` bytes, above 0, will go.
     int (*sends)(Peer &peer, size_t &limit);
 };

@@ -25,7 +25,7 @@ FuzzInput *script;
 
 constexpr uint8_t kInterrupted = 255;
 
-int peer_waits(Peer &peer)
+int peer_waits(Peer &peer, int)
 {
     uint8_t count = script->u8();
     if (count == kInterrupted)

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <ctime>
 #include <deque>
 #include <functional>
 #include <utility>
@@ -19,6 +20,7 @@
 #include "fuzz/input.h"
 
 SocketHooks socket_hooks;
+int64_t socket_clock = 1000000;
 
 namespace
 {
@@ -41,6 +43,7 @@ struct Socket {
     bool reset = false;               // the other end closed without having read everything
     int other = -1;                   // descriptor of the other end
     size_t capacity = kUsualCapacity; // of what it has sent and nobody has received
+    int patience = -1;                // of a receive, in ms
     size_t taken = 0;                 // of what arrived
     Bytes arrived;
     std::vector<Watched> watched;
@@ -182,11 +185,23 @@ ssize_t put(Socket &socket, std::span<const iovec> pieces, size_t limit, int fla
     return static_cast<ssize_t>(sent);
 }
 
+int wait(int fd, int limit)
+{
+    int error = socket_hooks.waits ? socket_hooks.waits(fd, limit) : 0;
+    if (error == ETIMEDOUT) {
+        REQUIRE(limit >= 0);
+        socket_clock += limit;
+    }
+    return error;
+}
+
 ssize_t receive(int fd, Socket &socket, std::span<const iovec> pieces, int flags)
 {
     bool may_wait = socket.hooked && !(flags & MSG_DONTWAIT);
-    int error = may_wait && socket_hooks.waits ? socket_hooks.waits(fd) : 0;
-    return error != 0 ? fail(error) : take(socket, pieces, flags);
+    int error = may_wait ? wait(fd, socket.patience) : 0;
+    if (error != 0)
+        return fail(error == ETIMEDOUT ? EAGAIN : error);
+    return take(socket, pieces, flags);
 }
 
 ssize_t transmit(int fd, Socket &socket, std::span<const iovec> pieces, int flags)
@@ -224,6 +239,14 @@ size_t sockets_open()
 // --- In place of the C library's ---
 
 extern "C" {
+
+int clock_gettime(clockid_t clock, timespec *time) noexcept
+{
+    if (clock != CLOCK_MONOTONIC)
+        return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+    *time = {.tv_sec = socket_clock / 1000, .tv_nsec = socket_clock % 1000 * 1000000};
+    return 0;
+}
 
 int socket(int, int type, int) noexcept
 {
@@ -276,6 +299,10 @@ int setsockopt(int fd, int, int name, const void *value, socklen_t) noexcept
         return fail(EBADF);
     if (name == SO_SNDBUF)
         socket->capacity = static_cast<size_t>(*static_cast<const int *>(value));
+    if (name == SO_RCVTIMEO) {
+        const auto *time = static_cast<const timeval *>(value);
+        socket->patience = static_cast<int>(time->tv_sec * 1000 + time->tv_usec / 1000);
+    }
     return 0;
 }
 
@@ -306,14 +333,14 @@ int fcntl(int fd, int command, ...)
 }
 
 // Who asks for no event looks whether the peer has gone, and does not wait for it.
-int poll(pollfd *entries, nfds_t count, int)
+int poll(pollfd *entries, nfds_t count, int limit)
 {
     Socket *socket = count == 1 ? find(entries->fd) : nullptr;
     if (!socket)
         return fail(EBADF);
-    int error = entries->events & POLLIN && socket_hooks.waits ? socket_hooks.waits(entries->fd) : 0;
+    int error = entries->events & POLLIN ? wait(entries->fd, limit) : 0;
     if (error != 0)
-        return fail(error);
+        return error == ETIMEDOUT ? 0 : fail(error);
     entries->revents = wanted(*socket, entries->events);
     REQUIRE(entries->revents != 0 || entries->events == 0); // or it would wait for ever
     return entries->revents != 0;
