@@ -2,9 +2,10 @@
 // requests, calls within handlers and callbacks, the loss of the connection and new ones. Objects and requests are
 // freed as soon as their owner may free them.
 //
-// The input is a sequence of steps; step() tells what each is and needs. What the broker sends is described at
-// take_traffic(); it sends some, too, whenever the library waits: a byte, 0 closes, 255 interrupts, 254 lets the time
-// pass that the wait may take, else a number of messages (modulo 4, and one more).
+// The input is a sequence of steps; act() tells what each is and needs. What the broker sends is described at
+// take_traffic(); it sends some, too, whenever the library waits: a byte, 0 closes, 255 interrupts, else a number of
+// messages (modulo 4, and one more). Where the wait has a limit, 254 lets it pass, 253 some time before the messages (a
+// byte times 0.4 s).
 
 #include <cerrno>
 #include <set>
@@ -23,6 +24,7 @@ namespace
 constexpr int kDeepest = 3; // handlers and callbacks within one another
 constexpr uint16_t kFirstCall = 0x8000;
 constexpr int64_t kNone = INT64_MAX;
+constexpr uint8_t kTimePasses = 253;
 
 ubus_context *context; // null once it was freed
 FuzzInput *script;
@@ -81,8 +83,12 @@ int broker_is_waited_for(Peer &peer, int limit)
     uint8_t choice = script->u8();
     if (choice == 255)
         return EINTR;
-    if (choice == 254 && limit >= 0)
-        return ETIMEDOUT;
+    if (choice >= kTimePasses && limit >= 0) {
+        int time = choice == kTimePasses ? script->u8() * 400 : limit; // ms
+        if (time >= limit)
+            return ETIMEDOUT;
+        socket_clock += time;
+    }
     size_t before = peer.sent.size();
     for (int i = 0; i <= choice % 4 && choice != 0; i++)
         peer_send(peer, take_traffic());

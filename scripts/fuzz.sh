@@ -2,9 +2,9 @@
 # Hunts with the fuzzers, one after another: without sanitizers, which is fast, and with short inputs first. What they find
 # of use is then minimised and replayed under AddressSanitizer with UndefinedBehaviorSanitizer.
 #   scripts/fuzz.sh [MINUTES] [TARGET...]   so many minutes for each (5; also a fraction), all of fuzz/ or these
-# Prints a line for each: executions, executions in a second, edges reached, inputs that failed. Those are left below
-# build/fuzz/findings, with what was said about them; the corpus, from which the next hunt goes on, in build/fuzz/corpus.
-# Fails where an input failed.
+# Prints a line for each: executions, executions in a second, edges reached, inputs that failed. Those are left in
+# build/fuzz/findings/TIME/TARGET, with what was said about them; the corpus, from which the next hunt goes on, in
+# build/fuzz/corpus/TARGET. Fails where an input failed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -48,19 +48,18 @@ targets=("${@:-${all[@]}}")
 
 milliseconds() { date +%s%3N; }
 
-count() { find "$1" -type f -name "$2" | wc -l; }
-
-failed() { count "$findings" '[a-z]*-[0-9a-f]*[0-9a-f]'; }
+failed() { find "$findings" -type f ! -name '*.log' ! -name 'slow-unit-*' | wc -l; }
 
 given_up() { [ "$(failed)" -ge "$most_failed" ]; }
 
 # tried PROGRAM OPTION...: false where an input failed; then its log stays.
 tried() {
     log=$findings/$((++runs)).log
-    local program=$1 result=0
+    local program=$1 result=0 executed
     shift
     "$program-$target" "${options[@]}" "$@" >"$log" 2>&1 || result=1
-    executions=$((executions + $(sed -n 's/^stat::number_of_executed_units: *\([0-9]*\)$/\1 +/p' "$log") 0))
+    executed=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+    executions=$((executions + ${executed:-0}))
     [ $result = 1 ] || rm "$log"
     return $result
 }
@@ -91,6 +90,7 @@ replay() {
     done
 }
 
+start=$(date +%Y%m%d-%H%M%S)
 printf '%-12s %14s %12s %8s %9s\n' fuzzer executions 'in a second' edges failed
 status=0
 for target in "${targets[@]}"; do
@@ -98,8 +98,7 @@ for target in "${targets[@]}"; do
         echo "$target: no such fuzzer" >&2
         exit 2
     }
-    corpus=build/fuzz/corpus/$target findings=build/fuzz/findings/$target seeds=()
-    rm -rf "$findings"
+    corpus=build/fuzz/corpus/$target findings=build/fuzz/findings/$start/$target seeds=()
     mkdir -p "$corpus" "$findings"
     [ ! -d fuzz/seeds/"$target" ] || seeds=(fuzz/seeds/"$target")
     options=(-timeout=20 -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$findings/")
@@ -115,5 +114,6 @@ for target in "${targets[@]}"; do
     replay
     printf '%-12s %14d %12d %8d %9d\n' "$target" "$hunted" $((hunted * 1000 / took)) "$edges" "$(failed)"
     [ "$(failed)" -eq 0 ] || status=1
+    rmdir --ignore-fail-on-non-empty -p "$findings"
 done
 exit $status
