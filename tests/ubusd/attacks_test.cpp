@@ -635,6 +635,27 @@ TEST_F(Descriptors, WaitInTheOwnersQueueWithTheirMessage)
     EXPECT_BYTES(owner.receive(), message(5, 2, flooder.id(), head + attribute(7, Bytes(10, 1)) + user_and_group()));
 }
 
+TEST_F(Descriptors, WaitEightInAQueueAndSixtyFourInAll)
+{
+    Pipe pipe;
+    RawClient flooder(broker);
+    std::list<RawClient> owners;
+    for (int queue = 0; queue < 9; queue++) {
+        RawClient &reader = owners.emplace_back(broker);
+        uint32_t theirs = reader.add_anonymous();
+        const Bytes with = message(5, 5, theirs, attribute(3, theirs) + attribute(4, "x"));
+        flooder.send(repeated(call_of(1, theirs, 20000), 18));
+        EXPECT_TRUE(flooder.has_nothing_more());
+        for (int waiting = 0; queue < 8 && waiting < 8; waiting++)
+            send_with(caller.fd(), with, {pipe.writing()});
+        EXPECT_TRUE(caller.has_nothing_more()) << "queue " << queue;
+        send_with(caller.fd(), with, {pipe.writing()});
+        EXPECT_BYTES(caller.receive(), status(5, theirs, kTimedOut));
+        caller.send(with);
+        EXPECT_TRUE(caller.has_nothing_more()) << "queue " << queue;
+    }
+}
+
 TEST_F(Descriptors, AreClosedWhereNobodyTakesThem)
 {
     size_t before = open_descriptors(broker.pid());
