@@ -90,7 +90,7 @@ def build_tree():
 class Test:
     def __init__(self, described):
         properties = {entry["name"]: entry["value"] for entry in described.get("properties", [])}
-        self.name = described["name"]
+        self.name = described["name"].split("  #")[0]  # parameters are told behind it
         self.command = described["command"]
         self.program = os.path.relpath(self.command[0], BUILD)
         self.folder = properties.get("WORKING_DIRECTORY", str(BUILD))
@@ -98,7 +98,9 @@ class Test:
         self.alone = properties.get("RUN_SERIAL", False)
         self.waits = "COST" in properties  # more than it works
         self.seconds = 0.0
-        self.suite = re.sub(r"^[^.]*\.|/\d+$", "", self.name).split(".")[0].split("/")[-1]
+        # As its source names it: without flavour, instance and parameter.
+        _, suite, name = f"{self.name}.".split(".", 3)[:3]
+        self.written = f"{suite.split('/')[-1]}.{name.split('/')[0]}"
 
 
 def read_tests():
@@ -132,7 +134,7 @@ class Graph:
 
     @staticmethod
     def hash(compiled):
-        return hashlib.sha256((BUILD / compiled).read_bytes()).digest()
+        return hashlib.sha256((BUILD / compiled).read_bytes()).hexdigest()
 
     def product_objects(self, path):
         """Those of the file itself, in whichever target, and those that include it, but for tests and lab."""
@@ -147,13 +149,13 @@ class Graph:
         return {program for program, inputs in self.inputs.items() if inputs & self.objects[path]}
 
 
-def read_suites():
-    """Each suite's source file."""
-    suites = {}
+def read_sources_of_tests():
+    """Each test's source file, by suite and name."""
+    sources = {}
     for source in sorted(TREE.glob("tests/**/*.cpp")):
-        for suite in re.findall(r"^(?:TYPED_)?TEST(?:_[FP])?\(\s*(\w+)\s*,", source.read_text(), re.M):
-            suites.setdefault(suite, source.relative_to(TREE))
-    return suites
+        for suite, name in re.findall(r"^TEST(?:_[FP])?\(\s*(\w+)\s*,\s*(\w+)", source.read_text(), re.M):
+            sources[f"{suite}.{name}"] = source.relative_to(TREE)
+    return sources
 
 
 def nearness(path, test_source):
@@ -170,10 +172,10 @@ def nearness(path, test_source):
 
 
 class Judges:
-    def __init__(self):
-        self.tests = read_tests()
+    def __init__(self, without):
+        self.tests = [test for test in read_tests() if not (without and re.search(without, test.name))]
         self.graph = Graph(sorted({test.program for test in self.tests}))
-        self.suites = read_suites()
+        self.sources = read_sources_of_tests()
         self.noticed = collections.Counter()  # (file, test): who noticed is asked first the next time
 
     def of(self, path):
@@ -182,7 +184,7 @@ class Judges:
         rings = [[], [], []]
         for test in self.tests:
             if test.program in programs:
-                rings[nearness(path, self.suites.get(test.suite))].append(test)
+                rings[nearness(path, self.sources.get(test.written))].append(test)
         for ring in rings:
             ring.sort(key=lambda test: (-self.noticed[path, test.name], test.alone, test.seconds))
         return [ring for ring in rings if ring]
@@ -316,13 +318,19 @@ def judge(mutant, text, judges, minutes_end):
         path.write_text(text)
 
 
-def show_unchanged_passes(judges, paths, sources, tests):
-    """Also measures the tests. What passed once is not run again while sources and tests are the same."""
+def show_unchanged_passes(judges, paths, sources):
+    """Also measures the tests. What passed once is not run again while sources and program are the same."""
     times = KEPT / "unchanged.json"
     known = json.loads(times.read_text()) if times.exists() else {}
-    if known.get("sources") != sources or known.get("tests") != tests:
-        known = {"sources": sources, "tests": tests, "seconds": {}}
+    if known.get("sources") != sources:
+        known = {"sources": sources, "programs": {}, "seconds": {}}
     programs = set().union(*(judges.graph.programs_reaching(path) for path in paths))
+    current = {program: judges.graph.hash(program) for program in programs}
+    changed = {program for program in programs if known["programs"].get(program) not in (None, current[program])}
+    for test in judges.tests:
+        if test.program in changed:
+            known["seconds"].pop(test.name, None)
+    known["programs"].update(current)
     asked = [test for test in judges.tests if test.program in programs and test.name not in known["seconds"]]
     print(f"The unchanged tree: {len(asked)} tests", flush=True)
     begin = time.monotonic()
@@ -367,6 +375,7 @@ def main():
     parser.add_argument("number", metavar="N", type=int)
     parser.add_argument("seed", metavar="SEED", type=int)
     parser.add_argument("--minutes", type=float, help="after which no further mutant is tried")
+    parser.add_argument("--without", metavar="REGEX", help="tests that are not asked, those that fail on this machine, say")
     parser.add_argument("files", metavar="FILE", nargs="*")
     arguments = parser.parse_args()
     os.chdir(ROOT)
@@ -379,8 +388,8 @@ def main():
     tests = digest(path for path in tree if path.startswith("tests/"))
     print("Building the unchanged tree", flush=True)
     build_tree()
-    judges = Judges()
-    show_unchanged_passes(judges, paths, sources, tests)
+    judges = Judges(arguments.without)
+    show_unchanged_passes(judges, paths, sources)
 
     end = time.monotonic() + 60 * arguments.minutes if arguments.minutes else None
     verdicts = Verdicts(KEPT / f"{arguments.seed}.jsonl", sources, tests)
