@@ -355,6 +355,20 @@ TEST_F(Attacks, ObjectsAreBounded)
     expect_nothing_left();
 }
 
+TEST_F(Attacks, WhatWasGivenBackMayBeHeldAgain)
+{
+    RawClient client(broker);
+    for (int i = 0; i < 8193; i++) {
+        uint32_t object = client.add_anonymous();
+        ASSERT_NE(object, 0u) << i;
+        client.send(message(7, 2, 0, attribute(3, object)));
+        ASSERT_BYTES(client.receive(), message(2, 2, 0, attribute(3, object)));
+        ASSERT_BYTES(client.receive(), status(2, 0, 0));
+    }
+    client.close();
+    expect_nothing_left();
+}
+
 TEST_F(Attacks, ObjectsOfAllLeaveRoomForOthers)
 {
     std::list<RawClient> clients;
