@@ -278,12 +278,14 @@ class Round:
 class Verdicts:
     """One line each. Those that the tests as they are now cannot change are kept."""
 
-    def __init__(self, path, sources, tests):
+    def __init__(self, path, sources, tests, keep_survivors):
         self.path, self.sources, self.tests = path, sources, tests
         self.known = {}
         lines = path.read_text().splitlines() if path.exists() else []
         for entry in map(json.loads, lines):
-            if entry["sources"] == sources and (entry["verdict"] != "survived" or entry["tests"] == tests):
+            if entry["sources"] == sources and (
+                entry["verdict"] != "survived" or keep_survivors or entry["tests"] == tests
+            ):
                 self.known[entry["mutant"]] = entry
 
     def keep(self, mutant, verdict, by=""):
@@ -375,6 +377,7 @@ def main():
     parser.add_argument("number", metavar="N", type=int)
     parser.add_argument("seed", metavar="SEED", type=int)
     parser.add_argument("--minutes", type=float, help="after which no further mutant is tried")
+    parser.add_argument("--keep-survivors", action="store_true", help="do not try them again although tests have changed")
     parser.add_argument("--without", metavar="REGEX", help="tests that are not asked, those that fail on this machine, say")
     parser.add_argument("files", metavar="FILE", nargs="*")
     arguments = parser.parse_args()
@@ -392,7 +395,7 @@ def main():
     show_unchanged_passes(judges, paths, sources)
 
     end = time.monotonic() + 60 * arguments.minutes if arguments.minutes else None
-    verdicts = Verdicts(KEPT / f"{arguments.seed}.jsonl", sources, tests)
+    verdicts = Verdicts(KEPT / f"{arguments.seed}.jsonl", sources, tests, arguments.keep_survivors)
     texts = {path: (TREE / path).read_text() for path in paths}
     counted = []
     for mutant in drawn(texts, arguments.seed):

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Whether the tests notice: changes one thing at a time in what runs on the router and in the broker, at random, and runs what
 # could notice.
-#   mutate.sh N SEED [--minutes M] [--without REGEX] [FILE...]
+#   mutate.sh N SEED [--minutes M] [--without REGEX] [--keep-survivors] [FILE...]
 # N changes in FILE..., otherwise in src/, libdomainsocket/ and bus/ubusd/; the tests that REGEX finds are not asked.
 # The same SEED takes the same changes. It works in a copy of the tree, build/mutate/tree, and keeps its verdicts beside it: what
 # was ended, by a signal or after M minutes, goes on where it was; after a change of tests/ only the survivors are tried again.
