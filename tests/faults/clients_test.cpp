@@ -194,7 +194,12 @@ TEST_F(ClientFaultTest, AFloodOfLargeCallsFillsNeitherBrokerNorDaemon)
         }
         EXPECT_LE(most, daemon_memory + broker_memory + 8 * 1024 + MEMORY_SLACK);
     }
-    EXPECT_EQ(get_led(), kOn) << "behind all calls";
+    // Each caller has a share of the queue, so that calls of the flood may still come behind this one.
+    auto deadline = std::chrono::steady_clock::now() + kPatience;
+    do {
+        service().take_requests();
+        EXPECT_EQ(get_led(), kOn);
+    } while (service().take_requests() != Requests{{kGetLed, 8}} && std::chrono::steady_clock::now() < deadline);
     EXPECT_LE(anonymous_memory(daemon().pid()), daemon_memory + 2048 + MEMORY_SLACK);
     EXPECT_LE(anonymous_memory(bus().pid()), broker_memory + 1024 + MEMORY_SLACK);
     expect_well();
