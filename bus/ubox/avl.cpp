@@ -19,6 +19,7 @@ Side other(Side side)
 
 avl_node *&child_of(avl_node *node, Side side)
 {
+    // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.UndefReturn): where the balance tells of a child, there is one
     return side == kSmaller ? node->left : node->right;
 }
 

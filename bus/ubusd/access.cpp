@@ -165,7 +165,7 @@ Visible access_visible(Client &client, const Object &object)
     visible.has_failed = !visible.copy;
     if (visible.has_failed)
         return visible;
-    unsigned count;
+    unsigned count = 0;
     visible.signature = {visible.copy, copy_allowed(type, visible.copy, count)};
     visible.is_hidden = visible.signature.empty() && count != 0;
     return visible;

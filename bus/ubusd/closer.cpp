@@ -32,7 +32,7 @@ void set_alarm(int milliseconds)
     if (alarmed == (milliseconds != 0))
         return;
     alarmed = milliseconds != 0;
-    timeval interval = {.tv_sec = 0, .tv_usec = milliseconds * 1000};
+    timeval interval = {.tv_sec = 0, .tv_usec = suseconds_t{milliseconds} * 1000};
     itimerval timer = {.it_interval = interval, .it_value = interval};
     setitimer(ITIMER_REAL, &timer, nullptr);
 }

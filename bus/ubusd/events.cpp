@@ -138,7 +138,7 @@ int events_register(Object &object, const char *text)
     pattern->object = &object;
     pattern->is_prefix = is_prefix;
     pattern->text = {pattern->characters, length};
-    memcpy(pattern->characters, text, length);
+    memcpy(pattern->characters, text, length); // NOLINT(bugprone-not-null-terminated-result): the key has its length
     pattern->in_all.key = &pattern->text;
     avl_insert(&patterns, &pattern->in_all);
     list_add_tail(&pattern->in_object, &object.patterns);

@@ -9,6 +9,7 @@
 void memory_init()
 {
 #ifdef __GLIBC__
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): before there is another thread
     mallopt(M_MMAP_THRESHOLD, 131072); // stays there, however large what is freed
 #endif
 }

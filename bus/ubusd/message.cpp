@@ -67,8 +67,8 @@ void request_parse(Request &request, std::span<uint8_t> bytes)
 
 Message::Message(ubus_msg_type type, uint16_t seq, uint32_t peer) : own_used_(kHeaderSize), length_(kHeaderSize)
 {
-    ubus_msghdr header = {.version = 0, .type = static_cast<uint8_t>(type), .seq = htobe16(seq), .peer = htobe32(peer)};
-    memcpy(own_, &header, sizeof(header));
+    ubus_msghdr own = {.version = 0, .type = static_cast<uint8_t>(type), .seq = htobe16(seq), .peer = htobe32(peer)};
+    memcpy(own_, &own, sizeof(own));
     store_be32(own_ + kRootOffset, sizeof(blob_attr));
     pieces_[0] = {own_, kHeaderSize};
 }

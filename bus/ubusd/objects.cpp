@@ -40,6 +40,7 @@ size_t name_bytes(const char *path, const ObjectType &type)
 void object_free(Object *object)
 {
     if (object->path)
+        // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): what has a path has a type
         holdings_return(object->client->holdings, HELD_NAMES, name_bytes(object->path, *object->type));
     holdings_return(object->client->holdings, HELD_OBJECTS, 1);
     free(object->path);
@@ -85,6 +86,7 @@ void end_subscription(Subscription *subscription)
 void end_subscriptions(Object &object)
 {
     Subscription *subscription, *next;
+    // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): what is freed has left the list
     list_for_each_entry_safe (subscription, next, &object.subscribers, in_target) {
         tell_subscriber(*subscription);
         end_subscription(subscription);

@@ -20,10 +20,10 @@ void shares_init(Shares &shares);
 
 // Counts `length` bytes at the end of the queue as those of a sender, which may be 0 for the broker. Out of memory, as
 // nobody's.
-void shares_add(Shares &shares, uint32_t sender, size_t length);
+void shares_add(Shares &shares, uint32_t sender_id, size_t length);
 
 // How many bytes of a sender wait.
-size_t shares_of(const Shares &shares, uint32_t sender);
+size_t shares_of(const Shares &shares, uint32_t sender_id);
 
 // `remaining` bytes are left in the queue.
 void shares_shrink(Shares &shares, size_t remaining);

@@ -12,7 +12,7 @@ struct User {
 };
 
 // How many connections there may be in all; without a call, any number.
-void users_limit(unsigned connections);
+void users_limit(unsigned most);
 
 // How many there are.
 unsigned users_connections();

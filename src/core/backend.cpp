@@ -42,15 +42,17 @@ bool read_record(Call &call, const Reading &reading, const void *payload, uint32
         memcpy(record, static_cast<char *>(response) + sizeof(ReturnCode), size);
     else
         CALL_LOG(call, "%s", reading.failure);
+    bool is_read = response;
     free(response);
-    return response;
+    return is_read;
 }
 
 bool exchange(Call &call, uint32_t type, const void *payload, uint32_t length, const char *action)
 {
     void *response = ask_for(call, type, payload, length, sizeof(ReturnCode), action);
+    bool is_accepted = response;
     free(response);
-    return response;
+    return is_accepted;
 }
 
 bool accepts(uint32_t type, const void *payload, uint32_t length)

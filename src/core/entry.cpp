@@ -78,18 +78,23 @@ void release(Entry *entry)
     free(entry);
 }
 
-// Frees an entry that is in no list any more, with its predecessor, unless the bus still knows the object.
-void release_unless_known(Entry *entry)
+void release_or_strand(Entry *entry)
 {
-    if (entry->predecessor)
-        release_unless_known(entry->predecessor);
-    entry->predecessor = nullptr;
     if (entry->object.id == 0) {
         release(entry);
         return;
     }
     entry->next_stranded = stranded_entries;
     stranded_entries = entry;
+}
+
+// Frees an entry that is in no list any more, with its predecessor, unless the bus still knows the object.
+void release_unless_known(Entry *entry)
+{
+    if (entry->predecessor)
+        release_or_strand(entry->predecessor);
+    entry->predecessor = nullptr;
+    release_or_strand(entry);
 }
 
 // The one object of an entry that the bus knows, its own or the one that it took over; null where there is none.

@@ -39,7 +39,7 @@ void log_line(const char *function, int line, const char *format, ...)
     if (console < 0)
         return;
     char text[4096];
-    size_t start = static_cast<size_t>(snprintf(text, sizeof(text), "[%s.%d]: ", function, line));
+    auto start = static_cast<size_t>(snprintf(text, sizeof(text), "[%s.%d]: ", function, line));
     va_list arguments, again;
     va_start(arguments, format);
     va_copy(again, arguments);

@@ -1,6 +1,5 @@
 #include "events/event_server.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <pthread.h>
 
@@ -44,7 +43,7 @@ void *WEXOND_SocketServerRun(void *)
     WEXOND_LOG("Run socket server for wexond.\n");
     int listener = SOCKET_InitListenServer(paths().event_socket);
     if (listener < 1) {
-        fprintf(stderr, "Failed to listen on %s: %s\n", paths().event_socket, strerror(errno));
+        fprintf(stderr, "Failed to listen on %s: %m\n", paths().event_socket);
         WEXOND_LOG("Init failed.\n");
         return nullptr;
     }

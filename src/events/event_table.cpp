@@ -31,11 +31,11 @@ struct EventTable {
 
 consteval EventTable make_table()
 {
-    EventTable table{};
+    EventTable made{};
     for (size_t i = 0; i < kRowCount; i++)
-        table.rows[i] = {kEvents[i].name, kEvents[i].type, kEvents[i].size};
-    table.rows[kRowCount] = {"", UINT32_MAX};
-    return table;
+        made.rows[i] = {kEvents[i].name, kEvents[i].type, kEvents[i].size};
+    made.rows[kRowCount] = {"", UINT32_MAX};
+    return made;
 }
 
 constinit EventTable table = make_table();

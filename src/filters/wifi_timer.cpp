@@ -36,7 +36,7 @@ void parse_time(const char *text, WifiTimerRecord &record)
     record.minute = minute;
 }
 
-WifiTimerRecord parse_timer(Call &call, const Arguments<3> &arguments, uint32_t index)
+WifiTimerRecord parse_timer(const Call &call, const Arguments<3> &arguments, uint32_t index)
 {
     CALL_LOG(call, "weekday:%s / time:%s / enable:%s \n\n", arguments.text(WEEKDAY), arguments.text(TIME),
              arguments.text(ENABLE));

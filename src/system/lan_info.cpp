@@ -209,7 +209,7 @@ void add_listed_station(const Call &call, const StationRecord &station, int64_t 
     reply_close(table);
 }
 
-void add_stations(Call &call, const StationRecord *stations, uint32_t count)
+void add_stations(const Call &call, const StationRecord *stations, uint32_t count)
 {
     tzset(); // the zone may have been changed, and localtime_r need not look
     reply_start();

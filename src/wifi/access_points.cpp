@@ -198,10 +198,12 @@ Settings read_settings(Call &call, const Band &band, uint32_t ap_index)
 {
     const char *action = band.get_action;
     Settings s = settings_of(band, ap_index);
+    // NOLINTBEGIN(bugprone-unused-return-value): the handlers' own read, not the system's
     read(call, {kGetApBasic, action, "Failed to get ap basic\n"}, s.basic, s.basic);
     read(call, {kGetApAccessMode, action, "Failed to get ap access mode\n"}, s.access_mode, s.access_mode);
     read(call, {kGetApAccessRule, action, "Failed to get ap access rule\n"}, s.access_rule, s.access_rule);
     read(call, {kGetApRateLimit, action, "Failed to get ap rate limit\n"}, s.rate_limit, s.rate_limit);
+    // NOLINTEND(bugprone-unused-return-value)
     return s;
 }
 

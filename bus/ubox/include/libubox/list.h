@@ -69,7 +69,7 @@ static inline void list_add_tail(struct list_head *entry, struct list_head *head
 /* The entry's own links become null; list_del_init makes an empty list of it. */
 static inline void list_del(struct list_head *entry)
 {
-    entry->prev->next = entry->next;
+    entry->prev->next = entry->next; /* NOLINT(clang-analyzer-unix.Malloc): what is freed has left its list */
     entry->next->prev = entry->prev;
     entry->next = entry->prev = NULL;
 }
