@@ -30,29 +30,31 @@ if(NOT WEXOND_BUS_IS_BUNDLED)
   set(TEST_ENVIRONMENT LD_LIBRARY_PATH=${folder})
 endif()
 
-# GoogleTest's header, compiled once for all test programs, by their options.
-add_library(precompiled_gtest OBJECT ${CMAKE_SOURCE_DIR}/tests/precompiled.cpp)
-set_target_properties(precompiled_gtest PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-target_compile_options(precompiled_gtest PRIVATE -fPIE -O0)
-target_link_libraries(precompiled_gtest PRIVATE GTest::gtest Threads::Threads lab_flags)
-target_precompile_headers(precompiled_gtest PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>")
+# Headers, compiled once for all test programs, by their options: GoogleTest's, and with it what tests of the daemon include.
+foreach(headers gtest daemon_test)
+  add_library(precompiled_${headers} OBJECT ${CMAKE_SOURCE_DIR}/tests/precompiled.cpp)
+  set_target_properties(precompiled_${headers} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  target_compile_options(precompiled_${headers} PRIVATE -fPIE -O0)
+  target_link_libraries(precompiled_${headers} PRIVATE GTest::gtest Threads::Threads lab_flags)
+  target_precompile_headers(precompiled_${headers} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>")
+endforeach()
+target_link_libraries(precompiled_daemon_test PRIVATE test_support)
+target_precompile_headers(precompiled_daemon_test PRIVATE
+  "$<$<COMPILE_LANGUAGE:CXX>:${CMAKE_SOURCE_DIR}/tests/support/daemon_test.h>")
 
-# wexond_test(NAME source... [LIBRARIES library...] [DEPENDS target...] [LABELS label] [PRECOMPILE header...] [SERIAL]
-# [WAITS])
+# wexond_test(NAME source... [LIBRARIES library...] [DEPENDS target...] [LABELS label] [DAEMON] [SERIAL] [WAITS])
 # One GoogleTest program; each of its tests is a test of CTest, run in a process of its own. The label `threads` marks what
-# also runs under ThreadSanitizer; that flavour runs nothing else. Tests that wait more than they work begin first, beside
-# those that work.
+# also runs under ThreadSanitizer; that flavour runs nothing else. DAEMON: the sources include daemon_test.h. WAITS: the
+# tests wait more than they work, and begin first, beside those that work.
 function(wexond_test name)
-  cmake_parse_arguments(arg "SERIAL;WAITS" "" "LIBRARIES;DEPENDS;LABELS;PRECOMPILE" ${ARGN})
+  cmake_parse_arguments(arg "DAEMON;SERIAL;WAITS" "" "LIBRARIES;DEPENDS;LABELS" ${ARGN})
   if(WEXOND_SANITIZE STREQUAL "thread" AND NOT "threads" IN_LIST arg_LABELS)
     return()
   endif()
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_compile_options(${name} PRIVATE -O0) # what is tested is optimised, the tests are built often and run once
-  if(arg_PRECOMPILE)
-    list(TRANSFORM arg_PRECOMPILE REPLACE "(.+)" "$<$<COMPILE_LANGUAGE:CXX>:${CMAKE_SOURCE_DIR}/\\1>" OUTPUT_VARIABLE precompiled)
-    target_precompile_headers(${name} PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>"
-      ${precompiled})
+  if(arg_DAEMON)
+    target_precompile_headers(${name} REUSE_FROM precompiled_daemon_test)
   elseif(NOT arg_UNPARSED_ARGUMENTS MATCHES "\\.c(;|$)") # it is a header of C++
     target_precompile_headers(${name} REUSE_FROM precompiled_gtest)
   endif()
