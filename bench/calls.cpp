@@ -34,7 +34,7 @@ struct Programs {
     Programs() { lab.call(led_switch, "get"); } // returns when start-up is over
 };
 
-// What the daemon does twice in a get, once for each of its log lines: the flag is not there.
+// The look that the daemon takes twice in a get, once for each of its log lines: the flag is not there.
 void look(const std::string &flag)
 {
     struct stat status;

@@ -36,7 +36,7 @@ if(WEXOND_FUZZ)
   target_compile_options(embedded_flags INTERFACE -fsanitize=fuzzer-no-link) # what guides the fuzzers
 endif()
 
-# What runs on the router is hardened: programs that load anywhere, overrun stack buffers and library calls found out when
+# Programs of the router are hardened: programs that load anywhere, overrun stack buffers and library calls found out when
 # they happen, and no table of function pointers that stays writable. How far, the flags of an SDK may say otherwise.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES C)
@@ -52,7 +52,7 @@ if(NOT WEXOND_SANITIZE AND NOT WEXOND_FUZZ AND given_flags MATCHES "-O[1-9sgz]" 
   target_compile_options(embedded_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
 
-# What runs on the router is C++ without the C++ run-time library: linked by the C driver.
+# Programs of the router are C++ without the C++ run-time library: linked by the C driver.
 function(link_without_cxx_runtime target)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
 endfunction()

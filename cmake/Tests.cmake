@@ -82,7 +82,7 @@ function(wexond_test name)
   endif()
   gtest_discover_tests(${name} TEST_PREFIX "${TEST_FLAVOUR}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES ${properties})
-  # What one test leaves in its process must be nothing to the next: all of the program's tests in one process, three times,
+  # Nothing that a test leaves in its process may matter to the next: all of the program's tests in one process, three times,
   # each time in another order. The output names its seed.
   if(TEST_FLAVOUR STREQUAL "release")
     set(test ${TEST_FLAVOUR}.Shuffled.${name})

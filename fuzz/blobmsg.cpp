@@ -105,7 +105,7 @@ void require_equal(blob_attr *left, blob_attr *right)
     }
 }
 
-// What is written is equal to what was read, and writing that once more gives the same bytes.
+// A message written is equal to the one read, and writing it once more gives the same bytes.
 void check_rewriting(blob_attr *value)
 {
     blob_buf once = {}, twice = {};

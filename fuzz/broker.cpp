@@ -184,7 +184,7 @@ void take_turns()
         REQUIRE(++turns < kMostTurns);
 }
 
-// What is kept for a client, and of what it sent.
+// Bounds of what is kept for a client, and of what it sent.
 void check_kept(const Participant &participant)
 {
     const Client *client = participant.fd >= 0 ? client_of(participant) : nullptr;
@@ -323,7 +323,7 @@ void require_answers(Participant &participant)
         REQUIRE(count == 1);
 }
 
-// What a client did not read for a while is there still.
+// Messages that a client did not read for a while are there still.
 void end()
 {
     for (Participant &participant : participants)

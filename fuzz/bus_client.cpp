@@ -50,7 +50,7 @@ struct Nesting {
 
 // --- What the broker sends ---
 
-// What the current request, or an older one, was numbered by; for calls each its own.
+// The number of the current request, or of an older one; for calls each its own.
 uint16_t take_seq(uint8_t type)
 {
     uint8_t choice = script->u8();

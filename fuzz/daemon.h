@@ -24,7 +24,7 @@ void daemon_log(bool on);
 // The next `count` objects are refused by the bus.
 void daemon_refuse_objects(unsigned count);
 
-// What is on the bus: the static objects, then those of entries.
+// The objects on the bus: the static ones, then those of entries.
 const std::vector<ubus_object *> &daemon_objects();
 
 // Calls a method as the bus does. The object may be gone afterwards.

@@ -28,7 +28,7 @@ constexpr size_t kTextSize = 64; // of an event that is a text
 // The latest record of each known type that is not sent yet.
 std::map<uint32_t, Bytes> waiting;
 
-// What a record lacks counts as zero.
+// Bytes that a record lacks count as zero.
 uint32_t word(std::basic_string_view<uint8_t> bytes, size_t offset)
 {
     Bytes padded(bytes.substr(std::min(offset, bytes.size())));

@@ -1,4 +1,4 @@
-// What a fuzzer reads its input by: every sequence of bytes means something, also one that ends too early.
+// A fuzzer's reading of its input: every sequence of bytes means something, also one that ends too early.
 #pragma once
 
 #include <algorithm>

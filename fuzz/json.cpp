@@ -72,7 +72,7 @@ bool is_expressible(const blob_attr *container, int depth)
     return true;
 }
 
-// What a message says is read back from its text: the second text is the first, and from then on the bytes are equal
+// A message is read back from its text: the second text is the first, and from then on the bytes are equal
 // too. (The first bytes may say more: decimals beyond the sixth, a name twice.)
 void check_round_trip(blob_attr *message, bool names_are_unique)
 {

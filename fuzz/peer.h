@@ -14,7 +14,7 @@ struct Peer {
     Bytes received; // by us
 };
 
-// What happens to a call of the library: an error number, or 0 for what would happen anyway. Null stands for that, too.
+// The fate of a call of the library: an error number, or 0 for what would happen anyway. Null stands for that, too.
 struct PeerActions {
     // It connects. The peer is new.
     int (*connected)(Peer &peer);

@@ -1,5 +1,5 @@
 // Requests as a service receives them, and its answers: the framing against a peer that sends anything, in any pieces.
-// What comes out is compared with a reading of the same bytes by hand.
+// The results are compared with a reading of the same bytes by hand.
 //
 // The input: the peer's bytes (16-bit length), then steps, each a byte (what to do, modulo 4) and what it needs:
 //     0, 1  receive a request: capacity (8 bits and a shift)
@@ -66,7 +66,7 @@ size_t unread()
     return peer_of(service).sent.size() - handed_over;
 }
 
-// What the result has to be, now that it is known which bytes arrived.
+// The result that is right, now that it is known which bytes arrived.
 int expected_result(uint32_t capacity)
 {
     if (unread() < 16)

@@ -29,7 +29,7 @@ constexpr int kFirst = 0x10000; // descriptor; the kernel's end below
 constexpr size_t kUsualCapacity = 212992;
 
 struct Socket {
-    // What an epoll descriptor watches.
+    // The sockets that an epoll descriptor watches.
     struct Watched {
         int fd;
         epoll_event event;

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// What comes before a call. Where the result is an error number, the call fails with that. Null stands for nothing.
+// A step before a call. Where the result is an error number, the call fails with that. Null stands for nothing.
 // A wait, for input by poll or by a receive, takes so many milliseconds at most (-1 for ever); ETIMEDOUT is its end.
 struct SocketHooks {
     int (*connects)(int fd);

@@ -56,7 +56,7 @@ fetch() {
         done
 }
 
-# What tells the compiler of musl's folders names them where they are now, and the library stands beside its archive.
+# The file that tells the compiler of musl's folders names them where they are now, and the library stands beside its archive.
 fetch_musl() {
     fetch musl musl-dev &&
         sed -i "s,/usr/\(include\|lib\)/,$root&,g" "$root"/usr/lib/*-linux-musl*/musl-gcc.specs &&

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Static analysis of what runs on the router: src/, libdomainsocket/ and bus/, as a release build compiles them.
 #   lint.sh clang-tidy|cppcheck BUILD_FOLDER [FILE...]
-# What is asked for, and what is not, stands in .clang-tidy and scripts/cppcheck-suppressions.txt. Status 77 where the
+# The checks asked for, and those left out, stand in .clang-tidy and scripts/cppcheck-suppressions.txt. Status 77 where the
 # tool is not installed.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -17,7 +17,7 @@ SPACED = { # between blanks: what has none is a type's, a pointer's or a templat
     "/": "*", "%": "/", "<<": ">>", ">>": "<<", "&": "|", "|": "&", "+=": "-=", "-=": "+=", "|=": "&=", "&=": "|=",
 }
 NUMBER = re.compile(r"(0x[0-9a-f]+|\d+)([ul]*)$", re.I)
-# What is checked or read by the compiler alone.
+# Lines that the compiler alone checks or reads.
 UNTOUCHED = {"static_assert", "__attribute__", "alignas", "decltype", "sizeof"}
 CONTROLS = {"if", "for", "while", "switch"}
 NO_STATEMENT = CONTROLS | {

@@ -23,7 +23,7 @@ avl_node *&child_of(avl_node *node, Side side)
     return side == kSmaller ? node->left : node->right;
 }
 
-// What one level more on a side adds to the balance.
+// The change of balance that one level more on a side makes.
 int weight(Side side)
 {
     return side == kLarger ? 1 : -1;

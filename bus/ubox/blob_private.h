@@ -1,4 +1,4 @@
-// What blob.cpp has for blobmsg.cpp alone.
+// Parts of blob.cpp that blobmsg.cpp alone calls.
 #pragma once
 
 #include <cstddef>

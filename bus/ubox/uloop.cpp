@@ -56,7 +56,7 @@ std::atomic<bool> child_ended;
 std::atomic<bool> signal_caught; // one of those below
 std::atomic<bool> caught[NSIG];
 
-// What one wait has found. It outlives a run that ends in the middle of it, since edges are reported only once.
+// The findings of one wait. They outlive a run that ends in the middle of it, since edges are reported only once.
 epoll_event fetched[16];
 int fetched_next;
 int fetched_count;

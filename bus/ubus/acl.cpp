@@ -1,4 +1,4 @@
-// What the access lists say of the program's own objects, kept for its handlers.
+// The access lists' rules for the program's own objects, kept for its handlers.
 #include "internal.h"
 
 #include <cstdlib>

@@ -354,7 +354,7 @@ void advance(msghdr *vector, size_t written)
 }
 
 // A broker reads nothing of a client whose own queue is full: both would wait for each other if nothing were read here.
-// What is read waits in the buffer. An end is left to who reads next.
+// Bytes read wait in the buffer. An end is left to who reads next.
 bool wait_for_room(ubus_context *ctx)
 {
     const bool reads = unread(ctx->received) < kMostUnread;
@@ -439,7 +439,7 @@ ubus_msghdr wire_header(ubus_msg_type type, uint16_t seq, uint32_t peer)
     return {0, static_cast<uint8_t>(type), cpu_to_be16(seq), cpu_to_be32(peer)};
 }
 
-// What an unusually long message needed is given back but for the room that every status and small request finds: these
+// The room of an unusually long message is given back but for the room that every status and small request finds: these
 // have to go out also when memory is out.
 void shrink(blob_buf *message)
 {

@@ -60,8 +60,8 @@ bool is_lost(const ubus_context *ctx)
     return ctx->disconnected || ctx->sock.error;
 }
 
-// What arrives for objects within a handler or during a synchronous request runs later, in the order of arrival. Calls
-// of a connection that is lost are dropped: whoever waits for them will not see the answer.
+// Messages for objects that arrive within a handler or during a synchronous request run later, in the order of arrival.
+// Calls of a connection that is lost are dropped: whoever waits for them will not see the answer.
 Dispatched route_message(ubus_context *ctx, const Message &message)
 {
     if (is_answer(message)) {

@@ -1,4 +1,4 @@
-// What the parts of the library share; nothing of it leaves the library.
+// Shared by the parts of the library; nothing of it leaves the library.
 #pragma once
 
 #include <libubus.h>

@@ -82,7 +82,8 @@ int call_method(ubus_context *ctx, ubus_request_data *req, const Attributes &att
     return method->handler(ctx, obj, req, name, attributes[UBUS_ATTR_DATA]);
 }
 
-// What came with the call that this thread handles, until the handler takes it: there may be copies of the request.
+// The descriptor that came with the call that this thread handles, until the handler takes it: there may be copies of
+// the request.
 thread_local int caller_fd = -1;
 
 void handle_invoke(ubus_context *ctx, const Message &message, const Attributes &attributes)
@@ -341,7 +342,7 @@ ubus_object *take_first(avl_tree *objects)
 
 } // namespace
 
-// What cannot be registered stays known, with the id 0, for the next time.
+// An object that cannot be registered stays known, with the id 0, for the next time.
 void register_objects_again(ubus_context *ctx)
 {
     avl_tree before;

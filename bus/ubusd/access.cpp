@@ -142,7 +142,7 @@ bool access_allows_subscription(Client &client, const Object &target)
 {
     if (target.path)
         return access_allows(client, MAY_SUBSCRIBE, target.path);
-    // What has no path is between clients of one user or group; the superuser is no exception.
+    // An object without a path is between clients of one user or group; the superuser is no exception.
     const Client &other = *target.client;
     return everybody_may_all || client.account == other.account || client.group_id == other.group_id;
 }

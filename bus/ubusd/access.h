@@ -1,4 +1,4 @@
-// What a client may do, by the access lists. The superuser may everything but what is said otherwise, others what a
+// The rights of a client, by the access lists. The superuser may everything but what is said otherwise, others what a
 // list allows. Rights are asked for when a request is made; what was allowed once stays.
 #pragma once
 

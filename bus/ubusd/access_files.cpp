@@ -89,7 +89,7 @@ void skip(const char *path, const char *reason)
     syslog(LOG_WARNING, "%s is skipped: it %s", path, reason);
 }
 
-// What `text` says.
+// Takes the rules in the text of one file.
 int take_text(const char *path, Taker take)
 {
     blob_buf list = {};

@@ -1,4 +1,4 @@
-// What the access lists say. A list is for a user or for a group; its rules allow, nothing forbids.
+// The access lists' rules. A list is for a user or for a group; its rules allow, nothing forbids.
 #pragma once
 
 #include <span>

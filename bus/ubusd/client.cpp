@@ -48,7 +48,7 @@ bool must_pause(const Client &client)
     return client.passes && closer_waiting() >= kMostToBeClosed;
 }
 
-// What a connection that did not end by itself still brought may hold descriptors, which its close would close.
+// Bytes that nobody read of a connection that did not end by itself may hold descriptors, which its close would close.
 void close_connection(int fd, bool is_empty)
 {
     if (is_empty) {

@@ -1,6 +1,6 @@
 // Clients: their life, what they send and what they are sent.
 //
-// What the layers above do with a client they hand down as hooks. Work is done in turns. In each turn clients with
+// The layers above hand down as hooks what they do with a client. Work is done in turns. In each turn clients with
 // something to do are served, each with a bounded amount of work, and what the turn had to say to a client leaves in
 // one system call at its end. A client that ends is only marked; it is released at the end of the turn, so that nothing
 // within a turn can pull it away from under a caller.
@@ -68,7 +68,7 @@ void client_open(int fd);
 // The client of this id, or null.
 Client *client_find(uint32_t id);
 
-// What the socket reported (EPOLL*).
+// Takes what the socket reported (EPOLL*).
 void client_notice(Client &client, uint32_t events);
 
 // From now on nothing of the client is handled; it is released with everything that is its own, after this turn.
@@ -96,11 +96,11 @@ void client_forget_input(Client &client);
 // Messages are sent at the end of the turn, or queued. A message is lost, with the result -1, where memory is out or
 // where it would pass a bound of the queue; with bytes of it on their way it never is.
 
-// What `sender` (0: the broker) has to tell a client unasked. While the peer does not read, a sender may fill as much
-// of the queue as is left for others. A message that meets an empty queue is taken whatever its length.
+// Sends what `sender` (0: the broker) has to tell a client unasked. While the peer does not read, a sender may fill as
+// much of the queue as is left for others. A message that meets an empty queue is taken whatever its length.
 int client_send(Client &client, const Message &message, uint32_t sender);
 
-// What `sender` answers a request of the client. Answers have a reserve of the queue.
+// Sends `sender`'s answer to a request of the client. Answers have a reserve of the queue.
 // It goes without its descriptor where too many of them wait.
 int client_pass_answer(Client &client, Message &message, uint32_t sender);
 

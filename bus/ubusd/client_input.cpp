@@ -1,4 +1,4 @@
-// What a client sends: one receive per turn, which may bring many messages, the end of one begun earlier and the
+// The input of a client: one receive per turn, which may bring many messages, the end of one begun earlier and the
 // beginning of another.
 #include "client.h"
 

@@ -1,5 +1,5 @@
-// What a client is sent. Messages of one turn are gathered in its queue and leave together; only what is large, or what
-// passes a descriptor along, goes out at once, from where it stands.
+// The output to a client. Messages of one turn are gathered in its queue and leave together; only what is large, or
+// what passes a descriptor along, goes out at once, from where it stands.
 #include "client.h"
 
 #include <algorithm>

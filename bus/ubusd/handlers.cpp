@@ -20,7 +20,7 @@ Object *find_object(const Request &request, ubus_msg_attr id)
     return object && object->client && object->client->ended ? nullptr : object;
 }
 
-// What an owner, or a subscriber, is called with, in order of the attributes' ids.
+// Puts the attributes of a call to an owner or a subscriber, in order of their ids.
 void put_call(Message &message, const Request &request, Client &caller, uint32_t object)
 {
     client_identify(caller);

@@ -1,4 +1,4 @@
-// What the broker does on each type of message.
+// The broker's handler of each type of message.
 #pragma once
 
 // Makes everything below ready; comes before any client.

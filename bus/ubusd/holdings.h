@@ -1,4 +1,4 @@
-// What clients may hold in the broker: bounds for each client and for all together. A client may hold no more than is
+// Bounds of what clients may hold in the broker, each and all together. A client may hold no more than is
 // left for the others, so that those who come last find something, however many came before.
 #pragma once
 

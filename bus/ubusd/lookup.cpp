@@ -30,7 +30,7 @@ bool matches(const Listing &listing, const Object &object)
     return strcmp(object.path, listing.path) == 0;
 }
 
-// What the next message describes; null at the end.
+// The object that the next message describes; null at the end.
 Object *next_object(const Listing &listing)
 {
     Object *object = listing.cursor.object;
@@ -66,7 +66,7 @@ int describe(Client &client, const Object &object, std::span<const uint8_t> sign
     return client_answer(client, message) == 0 ? UBUS_STATUS_OK : UBUS_STATUS_NO_MEMORY;
 }
 
-// What the client may not see at all is passed over, but was found. The same results.
+// An object that the client may not see at all is passed over, but was found. The same results.
 int describe_visible(Client &client, const Object &object)
 {
     Visible visible = access_visible(client, object);

@@ -1,4 +1,4 @@
-// What objects are made of.
+// Objects and what they consist of.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 struct Client;
 
-// What objects of one kind can do, as their first one declared it. It lives as long as it has objects.
+// The methods of objects of one kind, as their first one declared them. It lives as long as it has objects.
 struct ObjectType {
     Id id;
     unsigned objects;

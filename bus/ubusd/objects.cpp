@@ -31,7 +31,7 @@ void init_links(Object &object)
     INIT_LIST_HEAD(&object.patterns);
 }
 
-// What an object holds of names: a type shared by many counts for each of them, as it may outlive the first.
+// The bytes of names that an object holds: a type shared by many counts for each of them, as it may outlive the first.
 size_t name_bytes(const char *path, const ObjectType &type)
 {
     return strlen(path) + 1 + type.length;

@@ -46,7 +46,7 @@ void object_remove(Object *object);
 // Takes away the objects of a client, a slice of work at most; whether all are gone.
 bool objects_release(Client &client);
 
-// What `target` notifies goes to `subscriber` from now on, once for each time that this is
+// Notifications of `target` go to `subscriber` from now on, once for each time that this is
 // called. UBUS_STATUS_*.
 int object_subscribe(Object &subscriber, Object &target);
 

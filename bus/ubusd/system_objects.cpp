@@ -81,7 +81,7 @@ int send_event(Client &client, const Request &request)
 
 // --- Access ---
 
-// What a list says of an object to its owner.
+// Adds what a list says of an object, for its owner.
 bool add_rule(blob_buf &data, const Object &object, const AccessList &list, const Rule &rule)
 {
     void *table = blobmsg_open_table(&data, nullptr);

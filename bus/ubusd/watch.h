@@ -1,4 +1,4 @@
-// What the sockets report: input and hang-ups of clients (edge-triggered), output where it is awaited, connections.
+// Reports of the sockets: input and hang-ups of clients (edge-triggered), output where it is awaited, connections.
 #pragma once
 
 #include <csignal>

@@ -1,4 +1,4 @@
-# What the toolchains have in common: Debian's cross compiler for `triplet`, and qemu-PROCESSOR to run what it makes.
+# Common to the toolchains: Debian's cross compiler for `triplet`, and qemu-PROCESSOR to run what it makes.
 # Libraries are looked for in CMAKE_FIND_ROOT_PATH only, never among those of this machine.
 
 set(CMAKE_SYSTEM_NAME Linux)

@@ -1,4 +1,4 @@
-# What the toolchains for musl have in common: a compiler of Debian's that knows the GNU C library, with the headers and
+# Common to the toolchains for musl: a compiler of Debian's that knows the GNU C library, with the headers and
 # libraries of musl-dev below MUSL_ROOT (nothing: this machine's own). `gnu` is the compiler's triplet, or empty; `musl` that
 # of the library.
 

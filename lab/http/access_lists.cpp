@@ -73,7 +73,7 @@ void merge(Grants &grants, const Grants &more)
                 add_grant(grants, scope, object, function);
 }
 
-// What refuses is looked at first.
+// Refusals are looked at first.
 bool has_group(const std::vector<std::string> &patterns, const std::string &group)
 {
     for (const std::string &pattern : patterns)

@@ -1,4 +1,4 @@
-// What is done with each request: sessions are asked, the bus is called, streams are fed.
+// The handling of each request: sessions are asked, the bus is called, streams are fed.
 #pragma once
 
 #include <memory>

@@ -20,7 +20,7 @@ struct Options {
     std::string users;
 };
 
-// What belongs to the program: installed beside it, or in the source folder.
+// The program's files: installed beside it, or in the source folder.
 std::string where(const char *installed, const char *source)
 {
     const std::string folder = data_folder();

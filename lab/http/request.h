@@ -38,7 +38,7 @@ using Verdict = std::variant<Answer, Destination>;
 // `hosts` are the names by which the gateway may be called, without a port.
 Verdict judge(const Request &request, const std::vector<std::string> &hosts);
 
-// What the body was too long for.
+// Bounds that the body was beyond.
 Answer refuse_long_body(Route route);
 
 // The session that the request names; the null session where it names none.

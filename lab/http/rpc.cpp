@@ -44,7 +44,7 @@ Json member(const Json &object, const char *name)
     return found == object.end() ? Json() : *found;
 }
 
-// What both forms have in common: the id, and whether it is a request at all.
+// Common to both forms: the id, and whether it is a request at all.
 bool take_head(const Json &object, RpcRequest &request)
 {
     if (!object.is_object())

@@ -284,7 +284,7 @@ struct Server::Callbacks {
     {
         auto &server = *static_cast<Server *>(context);
         if (code == MHD_CONNECTION_NOTIFY_STARTED) {
-            // What a client does not read is held here, not by the kernel as well.
+            // Bytes that a client does not read are held here, not by the kernel as well.
             const int room = kRoomToSend;
             setsockopt(descriptor_of(connection), SOL_SOCKET, SO_SNDBUF, &room, sizeof(room));
             *peer = &server.peers_.emplace_back(Peer{descriptor_of(connection), now()});

@@ -23,7 +23,7 @@ class Stream
   public:
     using Text = std::shared_ptr<const std::string>;
 
-    // What is pushed is sent in its order. A client that leaves too much unread is ended.
+    // Pushed pieces are sent in their order. A client that leaves too much unread is ended.
     void push(Text text);
     // At the beginning, when there may be more of it.
     void push_first(Text text);

@@ -167,7 +167,8 @@ Sessions::Reply Sessions::unset(Session &session, const Json &arguments) const
     return {OK, {}};
 }
 
-// What is not here changes grants or makes sessions without a password, which no list lets anybody do over HTTP.
+// The methods that are not here change grants or make sessions without a password, which no list lets anybody do over
+// HTTP.
 Sessions::Reply Sessions::call(const std::string &id, const std::string &method, const Json &arguments)
 {
     if (method == "login")

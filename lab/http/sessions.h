@@ -31,7 +31,7 @@ class Sessions
     };
     Reply call(const std::string &id, const std::string &method, const Json &arguments);
 
-    // What the object `session` would say of itself, as the bus says it of its objects.
+    // The object `session` as it would list itself, as the bus says it of its objects.
     static const Json &signature();
 
   private:

@@ -67,7 +67,7 @@ size_t padded(size_t length)
     return (length + 3) / 4 * 4;
 }
 
-// What a look-up of one path finds, if anything.
+// The object that a look-up of one path finds, if any.
 std::optional<Object> look_up(const RawClient &client, const std::string &path)
 {
     const Bytes answer = client.ask(message(4, 1, 0, attribute(2, path)));

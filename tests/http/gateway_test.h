@@ -15,7 +15,7 @@
 
 inline const std::string kNobody(32, '0');
 
-// What has come of a program's output, once there is a line of it.
+// A program's output so far, once there is a line of it.
 std::string first_line(test_support::Process &process);
 
 class GatewayTest : public testing::Test

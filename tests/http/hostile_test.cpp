@@ -10,7 +10,7 @@ namespace
 {
 
 struct Hostile : GatewayTest {
-    // What is sent as it stands, with PORT in it.
+    // The bytes to send as they stand, with PORT in them.
     Response send(std::string text) const
     {
         for (size_t at; (at = text.find("PORT")) != std::string::npos;)

@@ -1,4 +1,4 @@
-// What only a lab has: the recording as it grows, faults, events, descriptions; and the whole beside a real daemon.
+// The lab's own: the recording as it grows, faults, events, descriptions; and the whole beside a real daemon.
 
 #include <unistd.h>
 

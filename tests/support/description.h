@@ -1,4 +1,4 @@
-// What api/ says of the interface, for whoever needs objects, methods or arguments: there is no other list of them.
+// The interface as api/ describes it, for whoever needs objects, methods or arguments: there is no other list of them.
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -60,7 +60,7 @@ TEST(Blobmsg, PadsTheNameHeaderToFour)
     }
 }
 
-// What an earlier message left in the buffer shows nowhere.
+// Bytes that an earlier message left in the buffer show nowhere.
 TEST(Blobmsg, ZeroesThePaddingOfNamesAndValues)
 {
     for (size_t name_length = 0; name_length < 8; name_length++) {

@@ -556,7 +556,7 @@ TEST_F(Access, IsReadAgainOnAHangUp)
     reload(2);
     EXPECT_FALSE(may_call(client, "get"));
     EXPECT_TRUE(may_call(client, "set"));
-    // What was allowed once stays.
+    // A right that was used once stays.
     owner->send(message(10, 5, 0, attribute(3, object) + attribute(4, "news") + wire("0a000005 01 000000")));
     EXPECT_EQ(client.receive().size() > 12, true);
 

@@ -1,4 +1,4 @@
-// What one client can do to others on purpose: nothing that they notice. Each attack is bounded in count and time, is
+// Attacks of one client on others, who notice nothing. Each attack is bounded in count and time, is
 // made beside a bystander who goes on calling, and leaves no memory behind.
 #include "tests/ubusd/bystander.h"
 

@@ -41,7 +41,7 @@ class Bystander
     std::thread thread_;
 };
 
-// What a process has used of its processor.
+// The processor time that a process has used.
 double processor_seconds(pid_t pid);
 
 // KiB that are a process's own.

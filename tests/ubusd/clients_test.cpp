@@ -1,4 +1,4 @@
-// What clients do to each other: nothing.
+// Clients do nothing to each other.
 #include "tests/ubusd/raw_bus.h"
 
 #include <algorithm>

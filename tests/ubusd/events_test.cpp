@@ -38,13 +38,13 @@ Bytes sending(unsigned seq, std::string_view id)
     return call(seq, "send", blobmsg_text("id", id) + kNoData);
 }
 
-// What an object is told of an event that was sent without data.
+// The message to an object of an event that was sent without data.
 Bytes event(uint32_t told, std::string_view id)
 {
     return message(5, 0, 0, attribute(3, told) + attribute(4, id) + attribute(7, Bytes{}));
 }
 
-// What an object is told of a path that came or went.
+// The message to an object of a path that came or went.
 Bytes path_event(uint32_t told, std::string_view id, uint32_t object, std::string_view path)
 {
     return message(5, 0, 0,

@@ -32,7 +32,7 @@ class Traffic : public testing::TestWithParam<unsigned>
         return names[below(std::size(names))];
     }
 
-    // What objects, methods and the event object take as data.
+    // Data for objects, methods and the event object.
     Bytes data()
     {
         Bytes text = wire("0007 'pattern' 00 0000");

@@ -17,13 +17,13 @@ class Subscriptions : public testing::Test
         return message(9, seq, 0, attribute(3, subscriber) + attribute(8, target));
     }
 
-    // What the owner hears when the first subscriber comes or the last one goes.
+    // The message to an owner when the first subscriber comes or the last one goes.
     Bytes active(bool is_active) const
     {
         return wire("000a 0000 00000000 00000014 03000008 %08x 09000005 %02x 000000", target, is_active);
     }
 
-    // What a subscriber hears of a notification.
+    // The message to a subscriber of a notification.
     Bytes told(unsigned seq, uint32_t subscriber_object, const Bytes &call) const
     {
         return message(5, seq, owner.id(), attribute(3, subscriber_object) + call + user_and_group());

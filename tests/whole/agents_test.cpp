@@ -80,7 +80,7 @@ TEST_F(AllAgentsTest, FollowWrongPasswordsOverARestartOfTheDaemon)
 class AgentsTest : public AllAgentsTest, public testing::WithParamInterface<Agent>
 {
   protected:
-    // What the agent prints.
+    // The agent's output.
     std::string run(const std::vector<std::string> &words, int status = 0)
     {
         auto agent = start(GetParam(), words);

@@ -114,7 +114,7 @@ struct ubus_method {
     int n_policy;
 };
 
-/* What objects of one kind share. `id` is the broker's, 0 while it does not know the type. */
+/* The common part of objects of one kind. `id` is the broker's, 0 while it does not know the type. */
 struct ubus_object_type {
     const char *name;
     uint32_t id;
@@ -272,7 +272,7 @@ struct ubus_auto_conn {
     ubus_connect_handler_t cb;
 };
 
-/* What the access lists say of an object of ours, for who asks. */
+/* A rule of the access lists for an object of ours, for who asks. */
 struct acl_object {
     struct ubus_acl_key key;
     struct avl_node avl;

@@ -1,4 +1,4 @@
-/* What clients and broker agree on besides the messages. */
+/* Agreements between clients and broker besides the messages. */
 #ifndef UBUS_COMMON_H
 #define UBUS_COMMON_H
 

@@ -60,7 +60,7 @@ enum ubus_msg_attr {
     UBUS_ATTR_MAX,
 };
 
-/* What a MONITOR message says of another message. */
+/* Attributes by which a MONITOR message tells of another message. */
 enum ubus_monitor_attr {
     UBUS_MONITOR_CLIENT, /* int32: the client it came from or goes to */
     UBUS_MONITOR_PEER,   /* int32 */

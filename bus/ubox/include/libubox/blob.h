@@ -40,8 +40,8 @@ struct blob_attr {
     char data[];
 } __attribute__((packed));
 
-/* What blob_parse expects of the attribute of an id: its type (BLOB_ATTR_UNSPEC: any), then, where not 0, limits of its
- * payload's length and a check of the caller's own. */
+/* The expectations of blob_parse for the attribute of an id: its type (BLOB_ATTR_UNSPEC: any), then, where not 0,
+ * limits of its payload's length and a check of the caller's own. */
 struct blob_attr_info {
     unsigned int type;
     unsigned int minlen;

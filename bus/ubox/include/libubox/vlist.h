@@ -41,7 +41,7 @@ void vlist_init(struct vlist_tree *tree, avl_tree_comp cmp, vlist_update_cb upda
 void vlist_add(struct vlist_tree *tree, struct vlist_node *node, const void *key);
 void vlist_delete(struct vlist_tree *tree, struct vlist_node *node);
 
-/* What is added from here on is of a new version, and vlist_flush takes out what is not of it. A version of -1 stays.
+/* Elements added from here on are of a new version; vlist_flush takes out all others. A version of -1 stays.
  */
 static inline void vlist_update(struct vlist_tree *tree)
 {
