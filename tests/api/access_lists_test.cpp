@@ -168,8 +168,10 @@ class AccessListsTest : public testing::Test
         };
         const uint32_t before = sequence();
         kill(broker_->pid(), SIGHUP);
-        while (sequence() == before && !HasFailure())
+        auto deadline = std::chrono::steady_clock::now() + test_support::kPatience;
+        while (sequence() == before && !HasFailure() && std::chrono::steady_clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ASSERT_NE(sequence(), before) << "the list is not read";
     }
 
     test_support::TemporaryFolder folder_;

@@ -1,5 +1,6 @@
 #include "tests/ubusd/raw_bus.h"
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdarg>
@@ -52,12 +53,22 @@ void limit_resource(__rlimit_resource resource, rlim_t soft, rlim_t hard)
     setrlimit(resource, &limit);
 }
 
+// Whether something comes before patience is over. Signals, as of a child that stops, interrupt the wait.
+bool becomes_readable(int fd)
+{
+    pollfd waiting = {.fd = fd, .events = POLLIN};
+    int ready;
+    do
+        ready = poll(&waiting, 1, std::chrono::milliseconds(kPatience).count());
+    while (ready < 0 && errno == EINTR);
+    return ready == 1;
+}
+
 // Reads until `wanted` bytes are there; false where the peer closed or nothing came for long.
 bool read_all(int fd, uint8_t *data, size_t wanted)
 {
     while (wanted != 0) {
-        pollfd waiting = {.fd = fd, .events = POLLIN};
-        if (poll(&waiting, 1, std::chrono::milliseconds(kPatience).count()) != 1)
+        if (!becomes_readable(fd))
             return false;
         ssize_t count = recv(fd, data, wanted, 0);
         if (count <= 0)
@@ -306,8 +317,7 @@ Bytes RawClient::receive() const
 bool RawClient::is_closed() const
 {
     uint8_t byte;
-    pollfd waiting = {.fd = fd_, .events = POLLIN};
-    return poll(&waiting, 1, std::chrono::milliseconds(kPatience).count()) == 1 && recv(fd_, &byte, 1, 0) <= 0;
+    return becomes_readable(fd_) && recv(fd_, &byte, 1, 0) <= 0;
 }
 
 Bytes RawClient::ask(const Bytes &request) const
