@@ -3,6 +3,7 @@
 // still meanwhile and nothing is carried out.
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <fstream>
@@ -10,6 +11,7 @@
 #include <map>
 #include <sstream>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
 
 #include "tests/support/bus_client.h"
@@ -118,7 +120,7 @@ class AccessListsTest : public testing::Test
         broker_.emplace(Broker::Options{.path = folder_ / "ubus.sock", .arguments = {"-A", folder_.path()}});
         start_lab();
         find_objects();
-        daemon_->send_signal(SIGSTOP);
+        stop_daemon();
     }
 
     void TearDown() override
@@ -143,6 +145,15 @@ class AccessListsTest : public testing::Test
         client.call("wexond.devinfo.ext", "?"); // answered when start-up is over
         client.call("wexond.laninfo", "list");  // whose entries come when they are asked for
         listing_ = client.list("wexond*");
+    }
+
+    // The signal is sent before it is obeyed.
+    void stop_daemon()
+    {
+        daemon_->send_signal(SIGSTOP);
+        siginfo_t stopped;
+        while (waitid(P_PID, static_cast<id_t>(daemon_->pid()), &stopped, WSTOPPED) != 0 && errno == EINTR) {
+        }
     }
 
     void find_objects()
